@@ -1,0 +1,382 @@
+#include "app/ConfigParam.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "app/ScanInt.h"
+#include "bufr/StreamReader.h"
+
+namespace {
+
+using EResult = CConfigParam::EResult;
+
+EResult Accepted(bool bValid) { return bValid ? CConfigParam::ACCEPTED : CConfigParam::INVALID_VALUE; }
+
+struct SWord {
+  const char* szWord;
+  int nValue;
+  const char* szEcho;  // printf format of the value
+};
+
+constexpr SWord FORMATS[] = {{"bin", CConfigParam::FORMAT_BIN, "-of %d\n"},
+                             {"txt", CConfigParam::FORMAT_TXT, "-of %d\n"},
+                             {"txtstat", CConfigParam::FORMAT_TXTSTAT, "-of %d\n"}};
+constexpr SWord PERIODS[] = {{"day", CConfigParam::PERIOD_DAY, "-tp day (%d)\n"},
+                             {"night", CConfigParam::PERIOD_NIGHT, "-tp night (%d)\n"},
+                             {"all", CConfigParam::PERIOD_ALL, "-tp all (%d)\n"}};
+constexpr SWord SURFACES[] = {{"sea", CConfigParam::SURFACE_SEA, "-st %d\n"},
+                              {"land", CConfigParam::SURFACE_LAND, "-st %d\n"},
+                              {"all", CConfigParam::SURFACE_ALL, "-st %d\n"}};
+constexpr SWord L2_KINDS[] = {
+    {"trg", L2_TRG, ""}, {"ozo", L2_OZO, ""}, {"clp", L2_CLP, ""}, {"ems", L2_EMS, ""}, {"twt", L2_TWT, ""}};
+
+template <size_t nWords>
+const SWord* FindWord(const SWord (&arWords)[nWords], const char* szText) {
+  const auto* pWord = std::find_if(std::begin(arWords), std::end(arWords),
+                                   [=](const SWord& word) { return std::strcmp(word.szWord, szText) == 0; });
+  return pWord == std::end(arWords) ? nullptr : pWord;
+}
+
+/// "%d-%d": returns the count of numbers read.
+int ScanInts(const char* szText, int& nFirst, int& nSecond) {
+  if (!ScanInt(szText, nFirst)) return 0;
+  return *szText == '-' && ScanInt(++szText, nSecond) ? 2 : 1;
+}
+
+// The ways of reading and echoing a value, named by the table of options. Each takes the name of its option
+// and a value that is not null; a value that is not accepted may have changed part of its target.
+
+using TApply = EResult (*)(CConfigParam& config, const char* szName, const char* szValue);
+
+template <TOwnedString CConfigParam::*pMember>
+EResult Path(CConfigParam& config, const char* szName, const char* szValue) {
+  config.*pMember = CConfigParam::DuplicateString(szValue);
+  std::printf("-%s %s\n", szName, szValue);
+  return CConfigParam::ACCEPTED;
+}
+
+template <CStrArray CConfigParam::*pMember, char cSeparator>
+EResult List(CConfigParam& config, const char* szName, const char* szValue) {
+  CStrArray& arList = config.*pMember;
+  arList.DeleteContents();
+  arList.SplitAdd(szValue, cSeparator, true);
+  std::printf("-%s ", szName);
+  for (int i = 0; i < arList.Count(); ++i) std::printf(i == 0 ? "%s" : "|%s", arList.GetStringAt(i));
+  std::putchar('\n');
+  return CConfigParam::ACCEPTED;
+}
+
+template <int CConfigParam::*pMember>
+EResult Int(CConfigParam& config, const char* szName, const char* szValue) {
+  if (!ScanInt(szValue, config.*pMember)) return CConfigParam::INVALID_VALUE;
+  std::printf("-%s %d\n", szName, config.*pMember);
+  return CConfigParam::ACCEPTED;
+}
+
+template <float CConfigParam::*pMember>
+EResult Real(CConfigParam& config, const char* szName, const char* szValue) {
+  if (std::sscanf(szValue, "%g", &(config.*pMember)) != 1) return CConfigParam::INVALID_VALUE;
+  std::printf("-%s %g\n", szName, config.*pMember);
+  return CConfigParam::ACCEPTED;
+}
+
+/// "1" or "0", nothing else.
+template <bool CConfigParam::*pMember>
+EResult Switch(CConfigParam& config, const char* szName, const char* szValue) {
+  const bool bOn = std::strcmp(szValue, "1") == 0;
+  if (!bOn && std::strcmp(szValue, "0") != 0) return CConfigParam::INVALID_VALUE;
+  config.*pMember = bOn;
+  std::printf("-%s %d\n", szName, bOn);
+  return CConfigParam::ACCEPTED;
+}
+
+/// Any number: all but 0 switch on.
+template <bool CConfigParam::*pMember>
+EResult NumericSwitch(CConfigParam& config, const char* szName, const char* szValue) {
+  int nValue = 0;
+  if (!ScanInt(szValue, nValue)) return CConfigParam::INVALID_VALUE;
+  config.*pMember = nValue != 0;
+  std::printf("-%s %d\n", szName, config.*pMember);
+  return CConfigParam::ACCEPTED;
+}
+
+template <int CConfigParam::*pMember, const auto& arWords>
+EResult Word(CConfigParam& config, const char*, const char* szValue) {
+  const SWord* pWord = FindWord(arWords, szValue);
+  if (!pWord) return CConfigParam::INVALID_VALUE;
+  config.*pMember = pWord->nValue;
+  std::printf(pWord->szEcho, pWord->nValue);
+  return CConfigParam::ACCEPTED;
+}
+
+EResult Format(CConfigParam& config, const char* szName, const char* szValue) {
+  const EResult nResult = Word<&CConfigParam::nFormat, FORMATS>(config, szName, szValue);
+  if (nResult != CConfigParam::ACCEPTED) std::printf("Unable to interpret parameter value %s\n", szValue);
+  return nResult;
+}
+
+/// yyyy-mm-dd. Month and day are not checked.
+template <SDate CConfigParam::*pMember>
+EResult Date(CConfigParam& config, const char* szName, const char* szValue) {
+  SDate& date = config.*pMember;
+  if (std::sscanf(szValue, "%4d-%2d-%2d", &date.nYear, &date.nMonth, &date.nDay) != 3) {
+    return CConfigParam::INVALID_VALUE;
+  }
+  std::printf("-%s %04d-%02d-%02d\n", szName, date.nYear, date.nMonth, date.nDay);
+  return CConfigParam::ACCEPTED;
+}
+
+/// min-max; where bSingle allows it, one number is both.
+template <SRealFilter CConfigParam::*pMember, bool bSingle = false>
+EResult RealRange(CConfigParam& config, const char* szName, const char* szValue) {
+  SRealFilter& filter = config.*pMember;
+  const int nRead = std::sscanf(szValue, "%g-%g", &filter.fMin, &filter.fMax);
+  if (bSingle && nRead == 1) {
+    filter.fMax = filter.fMin;
+  } else if (nRead != 2) {
+    return CConfigParam::INVALID_VALUE;
+  }
+  filter.bOn = true;
+  std::printf("-%s %g-%g\n", szName, filter.fMin, filter.fMax);
+  return CConfigParam::ACCEPTED;
+}
+
+constexpr char CHANNEL[] = "channel", ORBIT[] = "orbit", SCAN_LINE[] = "scan line",
+               FIELD_OF_VIEW[] = "field of view";
+
+/// n or n-n, separated by commas, added to the ranges at hand.
+template <TObjArray<CValueRange> CConfigParam::*pMember, const auto& szLabel>
+EResult RangeList(CConfigParam& config, const char* szName, const char* szValue) {
+  CStrArray arElements;
+  arElements.SplitAdd(szValue, ',', true);
+  bool bValid = true;
+  for (int i = 0; i < arElements.Count(); ++i) {
+    int nMin = 0, nMax = 0;
+    const int nRead = ScanInts(arElements.GetStringAt(i), nMin, nMax);
+    if (nRead == 0) {
+      std::printf("Unable to decode parameter %s %s\n", szLabel, arElements.GetStringAt(i));
+      bValid = false;
+      continue;
+    }
+    (config.*pMember).Add(new CValueRange(nMin, nRead == 2 ? nMax : nMin));
+    std::printf(nRead == 2 ? "-%s %d-%d\n" : "-%s %d\n", szName, nMin, nMax);
+  }
+  return Accepted(bValid);
+}
+
+/// Adds one period, "xxhxxmxxs-xxhxxmxxs" or a single time.
+bool AddTimePeriod(CConfigParam& config, const char* szName, const char* szText) {
+  auto pRange = std::make_unique<CTimeRange>();
+  CTimeRange& r = *pRange;
+  const int nRead = std::sscanf(szText, "%2dh%2dm%2ds-%2dh%2dm%2ds", &r.nStartHour, &r.nStartMinute,
+                                &r.nStartSecond, &r.nEndHour, &r.nEndMinute, &r.nEndSecond);
+  if (nRead != 3 && nRead != 6) return false;
+  std::printf("-%s %02dh%02dm%02ds", szName, r.nStartHour, r.nStartMinute, r.nStartSecond);
+  if (nRead == 3) {
+    r.nEndHour = r.nStartHour;
+    r.nEndMinute = r.nStartMinute;
+    r.nEndSecond = r.nStartSecond;
+  } else {
+    std::printf("-%02dh%02dm%02ds", r.nEndHour, r.nEndMinute, r.nEndSecond);
+  }
+  std::putchar('\n');
+  config.arTimePeriods.Add(pRange.release());
+  return true;
+}
+
+EResult TimePeriods(CConfigParam& config, const char* szName, const char* szValue) {
+  CStrArray arElements;
+  arElements.SplitAdd(szValue, ',', true);
+  bool bValid = true;
+  for (int i = 0; i < arElements.Count(); ++i) {
+    if (AddTimePeriod(config, szName, arElements.GetStringAt(i))) continue;
+    std::printf("Unable to decode parameter time period %s\n", arElements.GetStringAt(i));
+    bValid = false;
+  }
+  return Accepted(bValid);
+}
+
+/// Kinds separated by commas. Lenient: an unknown one is an error only as long as no kind is requested.
+EResult L2Kinds(CConfigParam& config, const char* szName, const char* szValue) {
+  CStrArray arElements;
+  arElements.SplitAdd(szValue, ',', true);
+  bool bValid = true;
+  for (int i = 0; i < arElements.Count(); ++i) {
+    const char* szElement = arElements.GetStringAt(i);
+    if (const SWord* pKind = FindWord(L2_KINDS, szElement)) {
+      config.arbL2[pKind->nValue] = true;
+      std::printf("-%s %s\n", szName, szElement);
+    }
+    if (config.L2Requested()) continue;
+    std::printf("Unable to decode L2 type of product %s\n", szElement);
+    bValid = false;
+  }
+  return Accepted(bValid);
+}
+
+/// One character per flag, 'y' for on. All flags are off when the value is missing or of another length.
+EResult Quality(CConfigParam& config, const char* szName, const char* szValue) {
+  std::fill(std::begin(config.arbQuality), std::end(config.arbQuality), false);
+  if (!szValue) return CConfigParam::MISSING_VALUE;
+  if (std::strlen(szValue) != std::size(config.arbQuality)) return CConfigParam::INVALID_VALUE;
+  std::printf("-%s ", szName);
+  for (bool& bFlag : config.arbQuality) {
+    bFlag = *szValue++ == 'y';
+    std::putchar(bFlag ? 'y' : 'n');
+  }
+  std::putchar('\n');
+  return CConfigParam::ACCEPTED;
+}
+
+/// A switch, or the mesh that it switches on: latitude boxes-longitude boxes.
+EResult BoxStat(CConfigParam& config, const char* szName, const char* szValue) {
+  if (Switch<&CConfigParam::bBoxStat>(config, szName, szValue) == CConfigParam::ACCEPTED) {
+    return CConfigParam::ACCEPTED;
+  }
+  if (ScanInts(szValue, config.nBoxStatLatitudes, config.nBoxStatLongitudes) != 2) {
+    return CConfigParam::INVALID_VALUE;
+  }
+  config.bBoxStat = true;
+  std::printf("-%s %d-%d\n", szName, config.nBoxStatLatitudes, config.nBoxStatLongitudes);
+  return CConfigParam::ACCEPTED;
+}
+
+/// min-max,classes.
+template <EHisto nHisto>
+EResult Histo(CConfigParam& config, const char* szName, const char* szValue) {
+  SHistoParam& histo = config.arHistos[nHisto];
+  int nClassesAt = 0;  // stays 0 unless the comma was reached
+  std::sscanf(szValue, "%g-%g,%n", &histo.fMin, &histo.fMax, &nClassesAt);
+  szValue += nClassesAt;
+  if (nClassesAt == 0 || !ScanInt(szValue, histo.nClasses)) return CConfigParam::INVALID_VALUE;
+  if (histo.nClasses < 1 || !(histo.fMax > histo.fMin)) return CConfigParam::INVALID_VALUE;
+  histo.bOn = true;
+  std::printf("-%s %g-%g,%d\n", szName, histo.fMin, histo.fMax, histo.nClasses);
+  return CConfigParam::ACCEPTED;
+}
+
+/// latitude-latitude,longitude-longitude,name. The name ends at white space or after 200 characters.
+EResult Box(CConfigParam& config, const char* szName, const char* szValue) {
+  float arf[4];
+  char szBox[201];
+  if (std::sscanf(szValue, "%g - %g,%g - %g, %200s", &arf[0], &arf[1], &arf[2], &arf[3], szBox) != 5) {
+    return CConfigParam::INVALID_VALUE;
+  }
+  config.arBoxes.Add(new CGeoBox(arf[0], arf[1], arf[2], arf[3], szBox));
+  std::printf("-%s %d: %g-%g, %g-%g, %s\n", szName, config.arBoxes.Count(), arf[0], arf[1], arf[2], arf[3],
+              szBox);
+  return CConfigParam::ACCEPTED;
+}
+
+EResult Help(CConfigParam& config, const char*, const char*) {
+  config.bHelp = true;
+  return CConfigParam::ACCEPTED;
+}
+
+struct SOption {
+  const char* szName;
+  TApply pApply;
+  bool bNullAllowed = false;  // pApply takes a missing value itself
+};
+
+using C = CConfigParam;
+
+constexpr SOption OPTIONS[] = {
+    {"h", Help, true},
+    {"cfg", Path<&C::szConfigPath>},
+    {"alt", Path<&C::szAltitudePath>},
+    {"d", Path<&C::szL1CDir>},
+    {"d2", Path<&C::szL2Dir>},
+    {"myd2", Path<&C::szIndepL2Dir>},
+    {"ef", List<&C::arL1CExtensions, '|'>},
+    {"ef2", List<&C::arL2Extensions, '|'>},
+    {"mf", List<&C::arL1CMotifs, ','>},
+    {"mf2", List<&C::arL2Motifs, ','>},
+    {"out", Path<&C::szOutputPath>},
+    {"of", Format},
+    {"fd", Date<&C::firstDate>},
+    {"ld", Date<&C::lastDate>},
+    {"bi", NumericSwitch<&C::bBigEndian>},
+    {"t2", L2Kinds},
+    {"mila", Real<&C::fMinLatitude>},
+    {"mala", Real<&C::fMaxLatitude>},
+    {"milo", Real<&C::fMinLongitude>},
+    {"malo", Real<&C::fMaxLongitude>},
+    {"c", RangeList<&C::arChannels, CHANNEL>},
+    {"mca", Int<&C::nMaxCloudAmount>},
+    {"lca", Int<&C::nMinCloudAmount>},
+    {"lf", RealRange<&C::landFraction>},
+    {"sf", RealRange<&C::snowFraction>},
+    {"avg", RealRange<&C::averageIIS>},
+    {"var", RealRange<&C::varianceIIS>},
+    {"maxres", Int<&C::nMaxResults>},
+    {"skip", Int<&C::nSkip>},
+    {"on", RangeList<&C::arOrbits, ORBIT>},
+    {"sln", RangeList<&C::arScanLines, SCAN_LINE>},
+    {"fov", RangeList<&C::arFieldsOfView, FIELD_OF_VIEW>},
+    {"va", RealRange<&C::viewingAngle, true>},
+    {"tb", Switch<&C::bBrightnessTemperature>},
+    {"tbref", Real<&C::fReferenceTemperature>},
+    {"tp", Word<&C::nPeriod, PERIODS>},
+    {"st", Word<&C::nSurface, SURFACES>},
+    {"qlt", Quality, true},
+    {"avhrr", Switch<&C::bAvhrr>},
+    {"tr", TimePeriods},
+    {"sk", Switch<&C::bSkewnessKurtosis>},
+    {"stsext", Switch<&C::bSurfacePeriodStat>},
+    {"boxstat", BoxStat},
+    {"histlat", Histo<HISTO_LAT>},
+    {"histpix", Histo<HISTO_PIX>},
+    {"histcloud", Histo<HISTO_CLOUD>},
+    {"histland", Histo<HISTO_LAND>},
+    {"histsnow", Histo<HISTO_SNOW>},
+    {"histavg", Histo<HISTO_AVG>},
+    {"histvar", Histo<HISTO_VAR>},
+    {"box", Box},
+};
+
+}  // namespace
+
+CConfigParam::CConfigParam() : szAltitudePath(DuplicateString("/korvat/IASI/LSM/land_sea_alti_map.dat")) {
+  arL1CExtensions.SplitAdd("l1_bufr|bin", '|', true);
+  arL2Extensions.SplitAdd("l2_bufr|bin", '|', true);
+}
+
+CConfigParam::~CConfigParam() = default;
+
+TOwnedString CConfigParam::DuplicateString(const char* pszText) {
+  if (!pszText) return nullptr;
+  const size_t nSize = std::strlen(pszText) + 1;
+  TOwnedString szCopy = std::make_unique_for_overwrite<char[]>(nSize);
+  std::memcpy(szCopy.get(), pszText, nSize);
+  return szCopy;
+}
+
+int CConfigParam::InterpretParam(const char* szName, const char* szValue) {
+  for (const SOption& option : OPTIONS) {
+    if (std::strcmp(option.szName, szName) != 0) continue;
+    if (!szValue && !option.bNullAllowed) return MISSING_VALUE;
+    return option.pApply(*this, szName, szValue);
+  }
+  return UNKNOWN;
+}
+
+bool CConfigParam::InitAltitudeMap() {
+  if (!szAltitudePath) {
+    std::puts("ERROR: no altitude file defined");
+    return false;
+  }
+  CStreamReader stream;
+  if (!stream.Open(szAltitudePath.get())) {
+    std::printf("ERROR: Unable to open file %s\n", szAltitudePath.get());
+    return false;
+  }
+  altitudeMap.Init(1080, 2160);
+  altitudeMap.Read(stream);
+  return true;
+}
+
+bool CConfigParam::L2Requested() const {
+  return std::find(std::begin(arbL2), std::end(arbL2), true) != std::end(arbL2);
+}

@@ -1,0 +1,272 @@
+#include "app/VexApp.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <iterator>
+#include <memory>
+
+#include "bufr/StreamReader.h"
+#include "extract/Extractor.h"
+
+namespace {
+
+// clang-format off
+// The degree signs are single bytes of ISO 8859-1, whatever the locale.
+constexpr char HELP[] =
+    "VEX application\n"
+    "Usage:\n"
+    "********** GENERAL OPTIONS **********\n"
+    " -skip skip_spectrum : spectrum count to skip\n"
+    " -h : show help\n"
+    " -cfg cfg_file_path : specify a path for the configuration file\n"
+    " -d input_dir_path : specify a path for the input directory\n"
+    " -d2 L2_input_dir_path : specify a path for the L2 input directory\n"
+    " -myd2 Indep_L2_input_dir_path : specify a path for Indep L2 input directory\n"
+    " -out output_file_path : specify a path for the output file\n"
+    " -of output_format : specify a format for the output file\n"
+    "   bin : binary extraction\n"
+    "   txt : text extraction\n"
+    "   txtstat : statistics processing\n"
+    " -fd first_date : first date to take into account yyyy-mm-dd\n"
+    " -ld last_date : last date to take into account yyyy-mm-dd\n"
+    " -c channel_number : L1C channel ranges to extract cccc,cccc-cccc\n"
+    " -avhrr 1 : extracts L1C avhrr data\n"
+    " -t2 : specify the L2 product types to extract (ozo, trg, clp, twt or ems)\n"
+    " -tb 1 : convert to brightness temperature\n"
+    " -tbref 280 : reference temperature used for expression of standard deviations in brightness temperature\n"
+    " -maxres max_spectrum : maximum data count to extract\n"
+    " -skip skip_spectrum : spectrum count to skip\n"
+    " -bi 1 : write data in big  endian byte order\n"
+    " -box 43-44,1-2,Marevill : extraction in geographical boxes. 1 file created per box\n"
+    "********** FILTERING OPTIONS **********\n"
+    " -mila min_latitude : minimum latitude to take into account\n"
+    " -mala max_latitude : maximum latitude to take into account\n"
+    " -milo min_longitude : minimum longitude to take into account\n"
+    " -malo max_longitude : maximum longitude to take into account\n"
+    " -on orbit_number : orbit range to extract o-o\n"
+    " -sln scan_line_number : scan line range s-s\n"
+    " -fov field_of_view_number : field of view range s-s\n"
+    " -va viewing_angle : viewing angle range v-v\n"
+    " -tr time_period : filtering time periods xxhxxmxxs-xxhxxmxxs,xxhxxmxxs-xxhxxmxxs\n"
+    " -tp time_period : specify the requested time period\n"
+    "   day : day\n"
+    "   night : night\n"
+    "   all : all\n"
+    " -st surface type : specify the requested surface type\n"
+    "   sea : sea\n"
+    "   land : earth\n"
+    "   all : all\n"
+    " -alt altitude_database_path : specify a path for the altitude database file\n"
+    " -qlt xxx : L1C level 1 quality flags\n"
+    " -mca max_cloud_amount : L1C cloud amount maximum value\n"
+    " -lca min_cloud_amount : L1C cloud amount minimum value\n"
+    " -sf snow_fraction : snow fraction range s-s\n"
+    " -lf land_fraction : land fraction range l-l\n"
+    " -avg averageIIS_range : averageIIS range s-s\n"
+    " -var varianceIIS_range : varianceIIS range s-s\n"
+    " -ef extension_filter : specify an extension filter (l1_bufr)\n"
+    " -ef2 L2_extension_filter : specify an extension filter (l2_bufr)\n"
+    " -mf motif_filter : specify a generic motif filter for L1c products\n"
+    " -mf2 L2_motif_filter : specify a generic motif filter for L2 products\n"
+    "********** STAT OPTIONS **********\n"
+    " -sk 1 : Adds skewness and kurtosis to txtstat\n"
+    " -stsext 1 : pixel stats and precise end of file names\n"
+    " -boxstat 1 : statistics on pixel geographical repartition\n"
+    "   1 : default 2\260*2\260 mesh\n"
+    "   180-360 : 180 boxes in latitude, 360 in longitude\n"
+    " -histlat -90-90,180 : histogram with latitude classes: range and number of classes\n"
+    " -histpix 0.0001-0.001,100 : histogram with radiance classes: range and number of classes\n"
+    " -histcloud 0-100,10 : histogram with cloud fraction classes: range and number of classes\n"
+    " -histland 0-100,10 : histogram with land fraction classes: range and number of classes\n"
+    " -histsnow 0-100,10 : histogram with snow fraction classes: range and number of classes\n"
+    " -histavg 0-0.002,100 : histogram with averageIIS classes: range and number of classes\n"
+    " -histvar 0-0.001,100 : histogram with varianceIIS classes: range and number of classes\n"
+    "Examples:\n"
+    " vex -h\n"
+    " vex -d /korvat/IASI/L1C -out result.bin -fd 2011-03-15 -ld 2011-03-15 -c 1-8461\n"
+    " vex -d2 /korvat/IASI/L2 -out 20130420trg.bin -fd 2013-04-20 -ld 2013-04-20 -t2 trg\n"
+    " vex -d /korvat/IASI/L1C -d2 /korvat/IASI/L2 -out 20120510L1L2.bin -fd 2012-05-10 -ld 2012-05-10 -c 1-5 -t2 ozo\n";
+// clang-format on
+
+/// What the consistency checks look at.
+struct SRequest {
+  const CConfigParam& config;
+  bool bL1C = config.L1CRequested();
+  bool bL2 = config.L2Requested();
+  bool bL2Dir = config.szL2Dir || config.szIndepL2Dir;
+  bool bTxtStat = config.nFormat == CConfigParam::FORMAT_TXTSTAT;
+  bool bBoxes = config.arBoxes.Count() > 0;
+  bool bQuality = AnyOf(config.arbQuality, [](bool b) { return b; });
+  bool bHisto = AnyOf(config.arHistos, [](const SHistoParam& histo) { return histo.bOn; });
+  double fFirstDay = Days(config.firstDate);
+  double fLastDay = Days(config.lastDate);
+
+  template <class T, size_t n, class F>
+  static bool AnyOf(const T (&ar)[n], F condition) {
+    return std::any_of(std::begin(ar), std::end(ar), condition);
+  }
+  /// Every month of the same length: enough to tell which date is later.
+  static double Days(const SDate& date) {
+    return date.nYear * 365.25 + date.nMonth * 365.25 / 12 + date.nDay;
+  }
+};
+
+struct SMessage {
+  bool (*pApplies)(const SRequest&);
+  const char* szText;
+};
+
+constexpr SMessage WARNINGS[] = {
+    {[](const SRequest& r) { return r.config.nMaxCloudAmount <= 99 && !r.bL1C; },
+     "Warning: mca filter not applied in L2 extraction"},
+    {[](const SRequest& r) { return r.bQuality && !r.bL1C; },
+     "Warning: qlt filter not applied in L2 extraction"},
+    {[](const SRequest& r) { return r.config.szL1CDir && !r.bL1C; },
+     "Warning: L1c input directory specified but no L1c extraction requested"},
+    {[](const SRequest& r) { return r.bL2Dir && !r.bL2; },
+     "Warning: L2 input directory specified but no L2 extraction requested"},
+    {[](const SRequest& r) { return r.config.bBrightnessTemperature && !r.bL1C; },
+     "Warning: conversion to brightness temperature available only in L1c extraction or statistics"},
+    {[](const SRequest& r) { return r.bTxtStat && r.bL2 && !r.config.bBoxStat; },
+     "Warning: statistics on L2 products only in boxstat mode"},
+    {[](const SRequest& r) { return r.bHisto && r.bL2; }, "Warning: histograms only for L1c spectrums"},
+    {[](const SRequest& r) { return r.bHisto && !r.bTxtStat; }, "Warning: histograms only in txtstat mode"},
+    {[](const SRequest& r) { return r.config.bBoxStat && !r.bTxtStat; },
+     "Warning: boxstat only in txtstat mode"},
+    {[](const SRequest& r) { return r.config.bSurfacePeriodStat && !r.bTxtStat; },
+     "Warning: st/tp stat only in txtstat mode"},
+};
+
+// These explain why a run is not usable; whether it is, Usable() decides. The two differ: with -d2 a missing
+// date stops the run without a word.
+constexpr SMessage ERRORS[] = {
+    {[](const SRequest& r) { return r.bL1C && !r.config.szL1CDir; },
+     "Error: input directory path for L1c data is missing"},
+    {[](const SRequest& r) { return r.bL2 && !r.bL2Dir; },
+     "Error: input directory path for L2 data is missing"},
+    {[](const SRequest& r) { return !r.config.szOutputPath; }, "Error: output file path is missing"},
+    {[](const SRequest& r) { return !r.bL1C && !r.bL2; },
+     "Error: you must at least request -h, -c, -avhrr or -t2"},
+    {[](const SRequest& r) {
+       return (r.config.firstDate.nYear == 0 || r.config.lastDate.nYear == 0) && !r.config.szL2Dir;
+     },
+     "Error: time period must be specified with -fd and -ld"},
+    {[](const SRequest& r) { return r.fFirstDay > r.fLastDay; }, "Error: last date must be after first date"},
+    {[](const SRequest& r) { return r.bBoxes && r.bTxtStat; },
+     "Error: box definition only in extraction mode (of=bin or of=txt)"},
+};
+
+bool Usable(const SRequest& r) {
+  return r.config.szOutputPath && ((r.bL1C && r.config.szL1CDir) || (r.bL2 && r.bL2Dir)) &&
+         r.config.firstDate.nYear >= 1 && r.config.lastDate.nYear >= 1 && r.fLastDay >= r.fFirstDay &&
+         !(r.bBoxes && r.bTxtStat);
+}
+
+template <size_t nMessages>
+void Report(const SMessage (&arMessages)[nMessages], const SRequest& request) {
+  for (const SMessage& message : arMessages) {
+    if (message.pApplies(request)) std::puts(message.szText);
+  }
+}
+
+}  // namespace
+
+int CVexApp::Main(int nArguments, char** arArguments) noexcept {
+  try {
+    Run(nArguments, arArguments);
+  } catch (...) {  // out of memory
+    std::puts("Error: extraction failed!");
+  }
+  return 0;
+}
+
+void CVexApp::Run(int nArguments, char** arArguments) {
+  std::puts("vex application version 4.0.000 alpha -> lecteur L1 et TWT/L2  disponible 2019/11");
+  const bool bInterpreted = InterpretParams(nArguments, arArguments);
+  if (config.bHelp || !bInterpreted) ShowHelp();
+  if (!bInterpreted) return;
+  const SRequest request{config};
+  if (Usable(request)) {
+    Report(WARNINGS, request);
+    ExtractL1L2();
+  } else if (!config.bHelp) {
+    Report(ERRORS, request);
+  }
+}
+
+bool CVexApp::InterpretParams(int nArguments, char** arArguments) {
+  const bool bCommandLine = InterpretCommandLine(nArguments, arArguments);
+  if (!config.szConfigPath) return bCommandLine;
+  // The file may replace the path that it was found by.
+  const TOwnedString szPath = CConfigParam::DuplicateString(config.szConfigPath.get());
+  return InterpretConfigFile(szPath.get()) && bCommandLine;
+}
+
+/// Values are not consumed by their options: each is passed over on its own turn, for want of a dash or for
+/// the digit behind it.
+bool CVexApp::InterpretCommandLine(int nArguments, char** arArguments) {
+  bool bResult = true;
+  for (int i = 0; i < nArguments; ++i) {
+    const char* szArgument = arArguments[i];
+    if (szArgument[0] != '-') continue;
+    const char cFirst = szArgument[1];
+    if (cFirst >= '0' && cFirst <= '9') continue;
+    const char* szValue = i + 1 < nArguments ? arArguments[i + 1] : nullptr;
+    bResult &= cFirst != 0 && InterpretOption("", szArgument + 1, szValue);
+  }
+  return bResult;
+}
+
+bool CVexApp::InterpretConfigFile(const char* szPath) {
+  constexpr int LINE_SIZE = 300000;
+  CStreamReader stream;
+  if (!stream.Open(szPath)) {
+    std::printf("ERROR: unable to open configuration file (%s)!\n", szPath);
+    return false;
+  }
+  bool bResult = true;
+  const auto szLine = std::make_unique<char[]>(LINE_SIZE);
+  while (stream.Gets(LINE_SIZE, szLine.get()) >= 1) {
+    if (szLine[0] == '#') continue;
+    CStrArray arPieces;
+    arPieces.SplitAdd(szLine.get(), '=', true);
+    if (arPieces.Count() != 2) continue;
+    bResult &= InterpretOption("configuration ", arPieces.GetStringAt(0), arPieces.GetStringAt(1));
+  }
+  return bResult;
+}
+
+/// Passes one option on and tells why it was not accepted. szKind comes before "parameter" in the message.
+bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char* szValue) {
+  const int nResult = config.InterpretParam(szName, szValue);
+  switch (nResult) {
+    case CConfigParam::UNKNOWN:
+      std::printf("Unknown %sparameter:%s\n", szKind, szName);
+      break;
+    case CConfigParam::MISSING_VALUE:
+      std::printf("Missing value for %sparameter:%s\n", szKind, szName);
+      break;
+    case CConfigParam::INVALID_VALUE:
+      std::printf("Invalid %sparameter:%s with value:%s\n", szKind, szName, szValue);
+      break;
+    default:
+      break;
+  }
+  return nResult == CConfigParam::ACCEPTED;
+}
+
+void CVexApp::ShowHelp() { std::fputs(HELP, stdout); }
+
+bool CVexApp::ExtractL1L2() {
+  const auto pExtractor = std::make_unique<CExtractor>();
+  const int64_t nStart = std::clock();
+  const bool bSuccess = pExtractor->Extract(&config);
+  if (bSuccess) {
+    std::printf("Extraction succeeded in %ds\n", static_cast<int>((std::clock() - nStart) / CLOCKS_PER_SEC));
+  } else {
+    std::puts("Error: extraction failed!");
+  }
+  return bSuccess;
+}

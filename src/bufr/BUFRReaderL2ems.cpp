@@ -1,0 +1,30 @@
+#include "bufr/BUFRReaderL2ems.h"
+
+#include <cstdio>
+
+#include "bufr/L2Header.h"
+
+namespace {
+using enum ECall;
+using P = CProdL2ems;
+
+constexpr SElement POINT[] = {
+    {"0 02 153", "satellite channel centre frequency", FLOAT, All(26), 0, -8, MISSING_EMS, Into<&P::Frequency>()},
+    {"0 14 050", "emissivity", FLOAT, All(10), 0, 1, MISSING_EMS, Into<&P::Emissivity>()},
+};
+}  // namespace
+
+int CBUFRReaderL2ems::InterpretFirstLevel(CProdL2ems* pProd) {
+  return DecodeHeader(L2_HEADER<P, EL2Header::EMS_TRG>, *pProd);
+}
+
+int CBUFRReaderL2ems::UpdateL2(CProdL2ems* pProd) {
+  if (nSecondLevelBitPos < 1) return 0;
+  int64_t bitPos = nSecondLevelBitPos;
+  int64_t nPoints;
+  const int nStatus = DecodeCount(bitPos, MISSING_EMS, nPoints);
+  if (nPoints == P::POINTS) return nStatus & DecodeRepeated(POINT, P::POINTS, *pProd, bitPos);
+  std::puts("Nombre de donnees emissivite non conforme");
+  BlankLayout(POINT, *pProd, 0, P::POINTS);
+  return nStatus;
+}

@@ -1,0 +1,44 @@
+#include "bufr/BUFRReaderL2ozo.h"
+
+#include <cstdio>
+
+#include "bufr/L2Header.h"
+
+namespace {
+using enum ECall;
+using P = CProdL2ozo;
+
+constexpr SElement LAYER[] = {
+    {"0 07 004", "pressure of the layer's top (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_OZO,
+     Into<&P::LayerTopPressure>()},
+    {"0 07 004", "pressure of the layer's bottom (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_OZO,
+     Into<&P::LayerBottomPressure>()},
+    {"0 15 020", "integrated ozone density", FLOAT, All(21), 0, 8, MISSING_OZO, Into<&P::IntegratedO3Density>()},
+};
+
+// Behind the 101 layers.
+constexpr int TRAILING_ELEMENTS = 55;
+constexpr SElement TRAILING[] = {{"local", "averaging kernel", FLOAT, All(21), -1000000, 4, 0, NOT_KEPT}};
+}  // namespace
+
+int CBUFRReaderL2ozo::InterpretFirstLevel(CProdL2ozo* pProd) {
+  return DecodeHeader(L2_HEADER<P, EL2Header::OZO>, *pProd);
+}
+
+int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
+  if (nSecondLevelBitPos < 1) return 0;
+  const bool bManyLayers = VersionFrom3To(4);
+  const int nExpected = bManyLayers ? P::LAYERS : P::FEW_LAYERS;
+  int64_t bitPos = nSecondLevelBitPos;
+  int64_t nLayers;
+  int nStatus = DecodeCount(bitPos, MISSING_OZO, nLayers);
+  const bool bConform = nLayers == nExpected;
+  BlankLayout(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
+  if (!bConform) {
+    std::puts("Nombre de donnees ozone non conforme");
+    return nStatus;
+  }
+  nStatus &= DecodeRepeated(LAYER, nExpected, *pProd, bitPos);
+  if (bManyLayers) nStatus &= DecodeRepeated(TRAILING, TRAILING_ELEMENTS, *pProd, bitPos);
+  return nStatus;
+}

@@ -1,0 +1,25 @@
+#include "bufr/BUFRReaderL2trg.h"
+
+#include "bufr/L2Header.h"
+
+namespace {
+using enum ECall;
+using P = CProdL2trg;
+
+constexpr SElement GASES[] = {
+    {"local", "integrated N2O density", FLOAT, All(16), 0, 6, MISSING_TRG, Into<&P::IntegratedN2ODensity>()},
+    {"local", "integrated CO density", FLOAT, All(16), 0, 7, MISSING_TRG, Into<&P::IntegratedCODensity>()},
+    {"local", "integrated CH4 density", FLOAT, All(16), 0, 6, MISSING_TRG, Into<&P::IntegratedCH4Density>()},
+    {"local", "integrated CO2 density", FLOAT, All(16), 0, 3, MISSING_TRG, Into<&P::IntegratedCO2Density>()},
+};
+}  // namespace
+
+int CBUFRReaderL2trg::InterpretFirstLevel(CProdL2trg* pProd) {
+  return DecodeHeader(L2_HEADER<P, EL2Header::EMS_TRG>, *pProd);
+}
+
+int CBUFRReaderL2trg::UpdateL2(CProdL2trg* pProd) {
+  if (nSecondLevelBitPos < 1) return 0;
+  int64_t bitPos = nSecondLevelBitPos;
+  return DecodeLayout(GASES, *pProd, bitPos);
+}

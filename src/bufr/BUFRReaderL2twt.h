@@ -1,0 +1,19 @@
+#pragma once
+
+#include "bufr/BUFRReaderL2.h"
+#include "prod/ProdL2twt.h"
+
+/// Decoder of L2 messages of temperature and water-vapour profiles.
+class CBUFRReaderL2twt : public CBUFRReaderL2 {
+ public:
+  using CBUFRReader::InterpretFirstLevel;
+
+  /// Decodes the header of all pixels; 0 when something could not be decoded. The record is sized for
+  /// nSubsets pixels.
+  int InterpretFirstLevel(CProdL2twt* pProd);
+  /// Decodes the product block of all pixels; 0 when something could not be decoded or no header was.
+  int UpdateL2(CProdL2twt* pProd);
+
+ private:
+  int DecodeProfile(TLayout count, TLayout level, const char* szWrongCount, CProdL2twt& prod, int64_t& bitPos);
+};

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+#include "prod/Member.h"
+#include "prod/Prod.h"
+
+/// Where the values of one element go: a column of a record, or of a family of columns with an index
+/// (layer, level, band). Both functions null: the element is skipped.
+struct STarget {
+  IntColumn* (*pInts)(CProd&, int) = nullptr;
+  RealColumn* (*pReals)(CProd&, int) = nullptr;
+};
+
+namespace target_detail {
+template <auto MEMBER, int INDEX>
+auto* Column(CProd& prod, int nIndex) {
+  using Member = SMember<decltype(MEMBER)>;
+  auto& field = static_cast<typename Member::Record&>(prod).*MEMBER;
+  if constexpr (std::is_array_v<typename Member::Field>)
+    return &field[INDEX < 0 ? nIndex : INDEX];
+  else
+    return &field;
+}
+}  // namespace target_detail
+
+/// Target of a record's member: a column, or of an array of columns the one with the given index, or (-1)
+/// with the index of the repetition.
+template <auto MEMBER, int INDEX = -1>
+constexpr STarget Into() {
+  using Result = decltype(target_detail::Column<MEMBER, INDEX>(std::declval<CProd&>(), 0));
+  if constexpr (std::is_same_v<Result, IntColumn*>)
+    return {&target_detail::Column<MEMBER, INDEX>, nullptr};
+  else
+    return {nullptr, &target_detail::Column<MEMBER, INDEX>};
+}
+
+/// The element is read over.
+inline constexpr STarget NOT_KEPT = {};
+
+/// How the packed integer of an element becomes a value (see CBUFRReader and CBUFRReaderL2).
+enum class ECall : uint8_t { INT, FLOAT, FOV, INT_X1000, FLOAT_X1000 };
+
+/// Widths of an element in bits, by layout version 0 to 8. 0: the version does not carry the element;
+/// negative: it carries it, and the value is not kept.
+struct SWidths {
+  int8_t arn[9];
+};
+
+constexpr int VERSIONS = 9;
+
+/// The same width in every layout version.
+constexpr SWidths All(int nWidth) {
+  SWidths widths{};
+  for (auto& n : widths.arn) n = static_cast<int8_t>(nWidth);
+  return widths;
+}
+
+/// One row of a product layout.
+struct SElement {
+  const char* szDescriptor;  // Table B descriptor, F XX YYY
+  const char* szName;
+  ECall eCall;
+  SWidths widths;
+  int64_t nReference;
+  int nScale;           // decimal scale: value = (packed + reference) / 10^scale
+  uint64_t nFlag;       // missing-data flag
+  STarget target;
+  int64_t nMissing = -1;  // of integers; reals are -777.0
+};
+
+using TLayout = std::span<const SElement>;
+
+/// Bits of the missing-data report.
+enum EMissingFlag : uint64_t {
+  MISSING_SATELLITE = 0x1,
+  MISSING_TIME = 0x2,
+  MISSING_LATITUDE = 0x4,
+  MISSING_LONGITUDE = 0x8,
+  MISSING_SATELLITE_ANGLES = 0x10,
+  MISSING_SOLAR_ANGLES = 0x20,
+  MISSING_PIXEL_KEY = 0x40,
+  MISSING_HEIGHT = 0x100,
+  MISSING_QUALITY = 0x200,
+  MISSING_SCALE_FACTOR = 0x400,
+  MISSING_SPECTRUM = 0x800,
+  MISSING_AVHRR = 0x1000,
+  MISSING_FRACTION = 0x2000,
+  MISSING_L2 = 0x4000,
+  MISSING_OZO = 0x8000,
+  MISSING_TRG = 0x10000,
+  MISSING_CLP = 0x20000,
+  MISSING_TWT = 0x40000,
+  MISSING_EMS = 0x80000
+};

@@ -1,0 +1,190 @@
+#include "bufr/StreamReader.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "app/ScanInt.h"
+
+bool CStreamReader::IsFileOrDirectory(const char* szPath) {
+  struct stat info;
+  return stat(szPath, &info) != 0 || S_ISREG(info.st_mode) || S_ISDIR(info.st_mode);
+}
+
+bool CStreamReader::Open(const char* szPath) {
+  Close();
+  if (!szPath) return false;
+  pFile = std::fopen(szPath, "r");
+  if (pFile) std::setvbuf(pFile, nullptr, _IONBF, 0);
+  return pFile != nullptr;
+}
+
+void CStreamReader::Close() {
+  if (pFile) std::fclose(pFile);
+  pFile = nullptr;
+  Forget(0);
+}
+
+/// Empties the buffer, with pFile at the given offset.
+void CStreamReader::Forget(int64_t nNewPosition) {
+  nNext = nEnd = 0;
+  nFilePosition = nNewPosition;
+}
+
+/// Has at least nWanted bytes in the buffer, as far as the file holds them. Returns how many there are.
+int CStreamReader::Fill(int nWanted) {
+  const int nRest = nEnd - nNext;
+  if (nRest >= nWanted || !pFile) return nRest;
+  if (!pBuffer) pBuffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);
+  std::memmove(pBuffer.get(), pBuffer.get() + nNext, static_cast<size_t>(nRest));
+  const size_t nGot = std::fread(pBuffer.get() + nRest, 1, static_cast<size_t>(BUFFER_SIZE - nRest), pFile);
+  nNext = 0;
+  nEnd = nRest + static_cast<int>(nGot);
+  nFilePosition += static_cast<int64_t>(nGot);
+  return nEnd;
+}
+
+/// The reads that the buffer does not hold: short ones refill it, long ones go past it.
+int CStreamReader::ReadMore(int n, char* pOut) {
+  constexpr int LONG_READ = BUFFER_SIZE / 4;
+  if (!pFile || n < 1) return 0;
+  int nDone = nEnd - nNext;
+  if (n <= BUFFER_SIZE && n - nDone < LONG_READ) {
+    nDone = Peek(n, pOut);
+    nNext += nDone;
+    return nDone;
+  }
+  if (nDone > 0) std::memcpy(pOut, pBuffer.get() + nNext, static_cast<size_t>(nDone));
+  const size_t nGot = std::fread(pOut + nDone, 1, static_cast<size_t>(n - nDone), pFile);
+  Forget(nFilePosition + static_cast<int64_t>(nGot));
+  return nDone + static_cast<int>(nGot);
+}
+
+int CStreamReader::Peek(int n, char* pOut) {
+  if (n > BUFFER_SIZE) {
+    const int nGot = Read(n, pOut);
+    Skip(-nGot);
+    return nGot;
+  }
+  const int nGot = std::min(n, Fill(n));
+  if (nGot < 1) return 0;
+  std::memcpy(pOut, pBuffer.get() + nNext, static_cast<size_t>(nGot));
+  return nGot;
+}
+
+int CStreamReader::Skip(int nOffset) {
+  if (!pFile) return 0;
+  if (nOffset >= -nNext && nOffset <= nEnd - nNext) {
+    nNext += nOffset;
+    return nOffset;
+  }
+  const int64_t nTarget = Position() + nOffset;
+  if (nTarget < 0 || std::fseek(pFile, nTarget, SEEK_SET) != 0) return 0;
+  Forget(nTarget);
+  return nOffset;
+}
+
+bool CStreamReader::SkipTo(const char* szMarker4) {
+  constexpr int MARKER = 4;
+  while (Fill(MARKER) >= MARKER) {
+    const std::string_view bytes(pBuffer.get() + nNext, static_cast<size_t>(nEnd - nNext));
+    const size_t nFound = bytes.find(szMarker4, 0, MARKER);
+    if (nFound != std::string_view::npos) {
+      nNext += static_cast<int>(nFound);
+      return true;
+    }
+    nNext = nEnd - (MARKER - 1);  // a marker may begin in the last three bytes
+  }
+  nNext = nEnd;
+  return false;
+}
+
+int64_t CStreamReader::Remaining() const {
+  struct stat info;
+  if (!pFile || fstat(fileno(pFile), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
+  return std::max<int64_t>(info.st_size - Position(), 0);
+}
+
+int CStreamReader::Gets(int n, char* pOut) {
+  int nLength = 0;
+  bool bEnd = false;
+  while (!bEnd && nLength < n - 1 && Fill(1) > 0) {
+    const char* pLine = pBuffer.get() + nNext;
+    size_t nPiece = static_cast<size_t>(std::min(n - 1 - nLength, nEnd - nNext));
+    if (const void* pNewLine = std::memchr(pLine, '\n', nPiece)) {
+      nPiece = static_cast<size_t>(static_cast<const char*>(pNewLine) - pLine) + 1;
+      bEnd = true;
+    }
+    std::memcpy(pOut + nLength, pLine, nPiece);
+    nLength += static_cast<int>(nPiece);
+    nNext += static_cast<int>(nPiece);
+  }
+  if (nLength == 0) return 0;
+  pOut[nLength] = pOut[n - 1] = 0;
+  return static_cast<int>(std::strlen(pOut));
+}
+
+void CStreamReader::ReadBinInt4(int* pValue) {
+  uint8_t arn[4] = {};
+  if (!pFile) return;
+  Read(4, reinterpret_cast<char*>(arn));
+  *pValue =
+      static_cast<int>(uint32_t{arn[0]} << 24 | uint32_t{arn[1]} << 16 | uint32_t{arn[2]} << 8 | arn[3]);
+}
+
+void CStreamReader::ReadBinInt2(int* pValue) {
+  uint8_t arn[2] = {};
+  if (!pFile) return;
+  Read(2, reinterpret_cast<char*>(arn));
+  *pValue = static_cast<int16_t>(arn[0] << 8 | arn[1]);
+}
+
+int CStreamReader::ReadUint(unsigned* pValue) {
+  if (!pFile) return 0;
+  uint8_t nByte = 0;
+  unsigned nValue = 0;
+  for (int i = 0; i < 4; ++i) {
+    Read(1, reinterpret_cast<char*>(&nByte));
+    nValue = nValue << 8 | nByte;
+  }
+  *pValue = nValue;
+  return 4;
+}
+
+int CStreamReader::ReadPlain(int n, char* pOut) {
+  if (!pFile || n < 1) return 0;
+  int nCount = 0;
+  bool bEnd = false;
+  while (!bEnd && nCount < n - 1) {
+    bEnd = Read(1, pOut + nCount) == 0;
+    const bool bBlank = !bEnd && std::memchr("\r \n\t", pOut[nCount], 4);
+    if (bBlank && nCount == 0) continue;
+    if (bBlank) {
+      pOut[nCount] = ' ';
+      bEnd = true;
+    }
+    ++nCount;
+  }
+  pOut[nCount] = 0;
+  return nCount + 1;
+}
+
+namespace {
+constexpr int TOKEN_SIZE = 200;
+}
+
+int CStreamReader::ReadTextInt(int* pValue) {
+  char szToken[TOKEN_SIZE] = {};
+  const int nCount = ReadPlain(TOKEN_SIZE, szToken);
+  const char* szText = szToken;
+  if (nCount >= 1) ScanInt(szText, *pValue);
+  return nCount;
+}
+
+int CStreamReader::ReadTextReal4(float* pValue) {
+  char szToken[TOKEN_SIZE] = {};
+  const int nCount = ReadPlain(TOKEN_SIZE, szToken);
+  if (nCount >= 1) std::sscanf(szToken, "%g", pValue);
+  return nCount;
+}

@@ -1,0 +1,90 @@
+// What the run says at its end: counts, warnings about day 1 archives, missing data.
+
+#include <cstdio>
+
+#include "bufr/Element.h"
+#include "extract/Extractor.h"
+#include "extract/Kind.h"
+
+namespace {
+
+constexpr const char* FRAME = "************************************************************";
+
+struct SMissingText {
+  uint64_t nFlag;
+  const char* szText;
+};
+
+constexpr SMissingText MISSING_TEXTS[] = {
+    {MISSING_SATELLITE,
+     "** SatelliteIdentifier, GeneratingCenter, SatelliteInstruments or SatelliteClassification **"},
+    {MISSING_TIME, "** Year, Month, Day, Hour, Minute or Second               **"},
+    {MISSING_LATITUDE, "** Latitude                                               **"},
+    {MISSING_LONGITUDE, "** Longitude                                              **"},
+    {MISSING_SATELLITE_ANGLES, "** SatelliteZenithAngle or Bearing                        **"},
+    {MISSING_SOLAR_ANGLES, "** SolarZenithAngle or SolarAzimuth                       **"},
+    {MISSING_PIXEL_KEY, "** FieldOfViewNumber, OrbitNumber or ScanLineNumber       **"},
+    {MISSING_HEIGHT, "** HeightOfStation                                        **"},
+    {MISSING_QUALITY, "** StartChannel, EndChannel, GqisFlagQual or GQisFlagQualDetailed **"},
+    {MISSING_SCALE_FACTOR, "** ScaleFactor                                            **"},
+    {MISSING_SPECTRUM, "** Spectrum                                               **"},
+    {MISSING_AVHRR, "** Avhrrdata                                              **"},
+    {MISSING_FRACTION, "** Cloudfraction                                          **"},
+    {MISSING_L2, "** L2 data                                                **"},
+    {MISSING_OZO, "** ozo data                                               **"},
+    {MISSING_TRG, "** trg data                                               **"},
+    {MISSING_CLP, "** clp data                                               **"},
+    {MISSING_TWT, "** twt data                                               **"},
+    {MISSING_EMS, "** ems data                                               **"},
+};
+
+}  // namespace
+
+void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
+  std::puts("");
+  for (const Stream& stream : m_arStreams) {
+    if (!stream.bActive) continue;
+    const char* szKind = stream.pKind->szName;
+    std::printf("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected), szKind,
+                static_cast<long>(stream.pReader->PixelsRead));
+    for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
+      std::printf("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(), stream.arnBoxPixels[i], szKind);
+  }
+}
+
+void CExtractor::ReportDayOne(const CConfigParam* pConfig) const {
+  const bool bStat = pConfig->nFormat == CConfigParam::FORMAT_TXTSTAT;
+  const bool bCloud = pConfig->nMinCloudAmount >= 1 || pConfig->nMaxCloudAmount <= 99;
+  const struct {
+    bool bShown;
+    const char* szText;
+  } arWarnings[] = {
+      {bCloud, "** WARNING: filtering on cloud amount requested           **"},
+      {bStat && pConfig->bBoxStat, "** WARNING: boxstat requested                             **"},
+      {pConfig->landFraction.bOn, "** WARNING: filtering on land fraction requested          **"},
+      {pConfig->snowFraction.bOn, "** WARNING: filtering on snow fraction requested          **"},
+      {pConfig->averageIIS.bOn, "** WARNING: filtering on average IIS requested            **"},
+      // shown with the filter on the average, as ever
+      {pConfig->averageIIS.bOn, "** WARNING: filtering on variance IIS requested           **"},
+  };
+  for (const auto& warning : arWarnings) {
+    if (!warning.bShown) continue;
+    std::puts(FRAME);
+    std::puts(warning.szText);
+    std::puts(bStat ? "** on a day 1 archive, no record is being returned        **"
+                    : "** on a day 1 archive, all records are being returned     **");
+    std::puts(FRAME);
+  }
+}
+
+void CExtractor::DisplayMissingFlags(uint64_t nFlags) const {
+  std::puts(FRAME);
+  std::puts("** WARNING: missing data into the archive                 **");
+  for (const SMissingText& text : MISSING_TEXTS) {
+    bool bShown = (nFlags & text.nFlag) != 0;
+    for (const Stream& stream : m_arStreams)
+      if (stream.pKind->nMissingFlag == text.nFlag) bShown &= stream.bActive;
+    if (bShown) std::puts(text.szText);
+  }
+  std::puts(FRAME);
+}

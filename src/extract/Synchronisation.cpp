@@ -1,0 +1,78 @@
+// Pairing of the pixels of the product streams: which streams take part in a record, and how they move on.
+
+#include <algorithm>
+#include <cstdio>
+#include <tuple>
+
+#include "extract/Extractor.h"
+
+namespace {
+
+constexpr int64_t NO_KEY = 999999;  // in each part; greater than the key of any real pixel
+
+bool IsUsable(const CProd& prod, int nPixel) {
+  const int64_t nMissing = CProd::DEFAULT_VALUE_M1;
+  const int64_t nOrbit = prod.OrbitNumber[nPixel];
+  return nOrbit != nMissing && nOrbit != 0 && prod.ScanLineNumber[nPixel] != nMissing &&
+         prod.FieldOfViewNumber[nPixel] != nMissing;
+}
+
+}  // namespace
+
+int CExtractor::IsSoonest(const CProd* pProd, int nPixel, int64_t* pOrbit, int64_t* pScanLine,
+                          int64_t* pFieldOfView) {
+  const int64_t nOrbit = pProd->OrbitNumber[nPixel], nScanLine = pProd->ScanLineNumber[nPixel],
+                nFieldOfView = pProd->FieldOfViewNumber[nPixel];
+  const int64_t nMissing = CProd::DEFAULT_VALUE_M1;
+  if (nOrbit == nMissing || nScanLine == nMissing || nFieldOfView == nMissing) return 0;
+  if (std::tuple(nOrbit, nScanLine, nFieldOfView) >= std::tuple(*pOrbit, *pScanLine, *pFieldOfView)) return 0;
+  *pOrbit = nOrbit;
+  *pScanLine = nScanLine;
+  *pFieldOfView = nFieldOfView;
+  return 1;
+}
+
+int CExtractor::ProcessSoonest(int64_t* pOrbit, int64_t* pScanLine, int64_t* pFieldOfView) const {
+  *pOrbit = *pScanLine = *pFieldOfView = NO_KEY;
+  int nFound = 0;
+  for (const Stream& stream : m_arStreams) {
+    if (!stream.bHasData || stream.nPixel >= stream.pProd->PixelCount) continue;
+    if (stream.pProd->OrbitNumber[stream.nPixel] == 0) continue;
+    nFound |= IsSoonest(stream.pProd.get(), stream.nPixel, pOrbit, pScanLine, pFieldOfView);
+  }
+  return nFound;
+}
+
+bool CExtractor::IsSynchronous(const CProd* pProd, int nPixel, int64_t nOrbit, int64_t nScanLine,
+                               int64_t nFieldOfView) {
+  return pProd->OrbitNumber[nPixel] == nOrbit && pProd->ScanLineNumber[nPixel] == nScanLine &&
+         pProd->FieldOfViewNumber[nPixel] == nFieldOfView;
+}
+
+/// Decides which streams take part in the next record, for every format.
+void CExtractor::SelectSynchronous() {
+  int64_t nOrbit = 0, nScanLine = 0, nFieldOfView = 0;
+  const bool bSingle = m_nActive < 2;
+  const bool bKey = bSingle || ProcessSoonest(&nOrbit, &nScanLine, &nFieldOfView);
+  if (!bKey) std::puts("pb calcul synchro");
+  for (Stream& stream : m_arStreams)
+    stream.bSynchronous =
+        stream.bHasData && bKey &&
+        (bSingle || IsSynchronous(stream.pProd.get(), stream.nPixel, nOrbit, nScanLine, nFieldOfView));
+}
+
+const Stream* CExtractor::Supplier() const {
+  const auto* pStream = std::find_if(std::begin(m_arStreams), std::end(m_arStreams),
+                                     [](const Stream& stream) { return stream.bSynchronous; });
+  return pStream == std::end(m_arStreams) ? nullptr : pStream;
+}
+
+/// Moves the streams of the record on, and those whose pixel has no usable key, which would otherwise hold
+/// back the pixels behind it for ever. When no stream took part, all of them move on.
+void CExtractor::Advance() {
+  const bool bAny = Supplier() != nullptr;
+  for (Stream& stream : m_arStreams) {
+    if (!stream.bHasData) continue;
+    if (stream.bSynchronous || !bAny || !IsUsable(*stream.pProd, stream.nPixel)) ++stream.nPixel;
+  }
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+#include "prod/Member.h"
+#include "prod/Prod.h"
+
+/// The blocks of an output record as data. One row is one field: its column name in the text header, where
+/// its value comes from, its form in a binary and in a text record, and what stands there when the product
+/// has no pixel in the record. The binary block, the text block, the header and both missing forms are made
+/// from these rows.
+
+enum class EBin : uint8_t { NONE, INT1, INT2, INT4, REAL4 };
+enum class EText : uint8_t { INT, REAL };
+
+/// Value of one pixel: an integer or a real of a record, with the index of the repetition. Both null: the
+/// value is not one of the record but is given with the block.
+struct SSource {
+  int64_t (*pInt)(const CProd&, int nPixel, int nIndex) = nullptr;
+  double (*pReal)(const CProd&, int nPixel, int nIndex) = nullptr;
+};
+
+namespace source_detail {
+template <auto MEMBER, int INDEX>
+auto Value(const CProd& prod, int nPixel, int nIndex) {
+  using Member = SMember<decltype(MEMBER)>;
+  const auto& field = static_cast<const typename Member::Record&>(prod).*MEMBER;
+  if constexpr (std::is_arithmetic_v<typename Member::Field>)
+    return field;
+  else if constexpr (std::is_array_v<typename Member::Field>)
+    return field[INDEX < 0 ? nIndex : INDEX][nPixel];
+  else
+    return field[nPixel];
+}
+}  // namespace source_detail
+
+/// A record's column, scalar, or array of columns (the one with the given index, or with the repetition's).
+template <auto MEMBER, int INDEX = -1>
+constexpr SSource From() {
+  using Result = decltype(source_detail::Value<MEMBER, INDEX>(std::declval<const CProd&>(), 0, 0));
+  if constexpr (std::is_same_v<Result, int64_t>)
+    return {&source_detail::Value<MEMBER, INDEX>, nullptr};
+  else
+    return {nullptr, &source_detail::Value<MEMBER, INDEX>};
+}
+
+/// What a field shows for a message of the day 1 archive, in place of the record's value.
+struct SDayOne {
+  bool bFixed = false;
+  int nBin = 0;
+  const char* szText = "";
+};
+
+struct SField {
+  const char* szName;  // '#' stands for the number of the repetition, from 1
+  SSource source;
+  EBin eBin;
+  EText eText;
+  double fMissingBin;
+  double fMissingText;
+  double fDivisor = 1;  // reals are written divided by it
+  SDayOne dayOne = {};
+};
+
+/// Rows repeated together. Products of 2014-09-30 07:23 and later may have more repetitions than the header
+/// and the missing form, which keep nTimes.
+struct SGroup {
+  std::span<const SField> fields;
+  int nTimes = 1;
+  int nTimesRecent = 1;
+  std::span<const SField> inner = {};  // repeated nInner times behind each repetition of the rows
+  int nInner = 0;
+};
+
+using TBlock = std::span<const SGroup>;
+
+/// Calls visit(field, index) for the fields of a block in their order. Inner rows have the index
+/// outer * nInner + inner.
+template <class TVisit>
+void EachField(TBlock block, bool bRecent, TVisit visit) {
+  for (const SGroup& group : block) {
+    const int nTimes = bRecent ? group.nTimesRecent : group.nTimes;
+    for (int i = 0; i < nTimes; ++i) {
+      for (const SField& field : group.fields) visit(field, i);
+      for (int j = 0; j < group.nInner; ++j)
+        for (const SField& field : group.inner) visit(field, i * group.nInner + j);
+    }
+  }
+}
+
+extern const TBlock COMMON_BLOCK;  // from any product
+extern const TBlock L1C_BLOCK;     // bands, cloud and surface: what stands before the spectrum
+extern const TBlock AVHRR_BLOCK;   // indexed by CProdL1C::KeptRow
+extern const TBlock L2_BLOCK;      // common to the L2 kinds
+extern const TBlock OZO_BLOCK;
+extern const TBlock TRG_BLOCK;
+extern const TBlock CLP_BLOCK;
+extern const TBlock TWT_BLOCK;
+extern const TBlock EMS_BLOCK;
+
+/// Bytes of a block in a binary record with the header's number of repetitions.
+int BinarySize(TBlock block);

@@ -1,0 +1,217 @@
+#include "prod/BrightnessTemperature.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "bufr/Cpu.h"
+#include "prod/Physics.h"
+
+// The kernel: with u = C1 wn3 + R and v = R, the logarithm of C1 wn3 / R + 1 is
+//   ln(u / v) = k ln2 + ln(u / v'),  v' = v 2^k,  ln(u / v') = 2 atanh(s),  s = (u - v') / (u + v'),
+// which costs one division where the plain formula and a logarithm of its quotient cost two. The bits of
+// a double, as an integer, are a straight-line approximation of its binary logarithm, so k is the rounded
+// difference of the bits of u and v, and the bits of v' lie within half a binade of those of u: u / v' is
+// in [2/3, 3/2], hence u - v' is exact and |s| <= 1/5.
+//
+// Error bound, relative to L = ln(u / v), for 2^-6 <= L <= 340:
+//   polynomial (minimax for s^2 in [0, 1/25]): 2^-42.2 of ln(u / v'); |ln(u / v')| <= L while k = 0 and
+//     <= 1.42 L for k >= 1 (worst k = 1, u / v' = 2/3), so 2^-41.7;
+//   rounding u, here, and quotient and sum in the plain formula: 2^-53 each in the argument of the
+//     logarithm, so 3 x 2^-53 absolute and 2^-45.4 of L;
+//   s, polynomial, k ln2 and sums, with k = 1 the worst: below 2^-49;
+//   std::log, taken to be good to 2 ulp, and the two divisions by a logarithm: below 2^-50.
+// In all below 2^-41.5, and fError = 2^-41 leaves room for the roundings of the test itself. The result
+// is sure when both ends of the interval round to the same float: rounding is monotone and the plain
+// value lies between them. About one value in 10^5 is not sure.
+//
+// Outside of that range of L the result is a nan, which the test never finds sure. The range also takes
+// care of what the reduction cannot do: subnormal R and overflow give L > 700, infinite and huge R give
+// a nan or less than 2^-6.
+namespace {
+constexpr int nBlock = 64;          // the three steps go over a block, so that no chain of latencies is long
+constexpr int nPad = 8;             // counts are rounded up to this
+constexpr int nFewest = 6;          // fewer are no slower one by one
+constexpr int nChannelLast = 8700;  // the error bound needs a positive wavenumber of ordinary size
+constexpr double fMinLog = 0x1p-6;
+constexpr double fMaxLog = 340.0;
+constexpr double fError = 0x1p-41;
+constexpr double fLn2 = 0x1.62e42fefa39efp-1;
+constexpr double fNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double arAtanh[] = {0x1.5555555910842p-1, 0x1.99998f51ffb8fp-2, 0x1.2496dff36419dp-2,
+                              0x1.c554a0e61820dp-3, 0x1.9c125a8bc39e1p-3};
+
+#define VEX_INLINE inline __attribute__((always_inline))
+
+template <class T>
+VEX_INLINE void Load(const void* pFrom, T& value) {
+  __builtin_memcpy(&value, pFrom, sizeof value);
+}
+
+template <class T>
+VEX_INLINE void Store(const T& value, void* pTo) {
+  __builtin_memcpy(pTo, &value, sizeof value);
+}
+
+VEX_INLINE bool AllSure(const float* pLow, const float* pHigh, int nCount) {
+  int nDoubt = 0;
+  for (int i = 0; i < nCount; ++i) nDoubt |= pLow[i] == pHigh[i] ? 0 : 1;
+  return nDoubt == 0;
+}
+
+template <int n>
+struct TVectors {
+  static constexpr int nLanes = n;
+  typedef double Real __attribute__((vector_size(n * 8)));
+  typedef uint64_t Bits __attribute__((vector_size(n * 8)));
+  typedef float Single __attribute__((vector_size(n * 4)));
+};
+
+/// The kernel on the vectors V, compiled to the registers of the function that it is inlined into; bFma
+/// where fused multiply-adds are instructions. Vectors go by reference, as passing one by value would
+/// depend on those registers.
+template <class V, bool bFma>
+struct TKernel {
+  using Real = typename V::Real;
+  using Bits = typename V::Bits;
+  using Single = typename V::Single;
+  static constexpr int nLanes = V::nLanes;
+
+  /// fSum becomes fSum * fFactor + fAdd.
+  static VEX_INLINE void MulAdd(Real& fSum, const Real& fFactor, const Real& fAdd) {
+    if constexpr (bFma)
+      for (int i = 0; i < nLanes; ++i) fSum[i] = __builtin_fma(fSum[i], fFactor[i], fAdd[i]);
+    else
+      fSum = fSum * fFactor + fAdd;
+  }
+
+  /// The first division: s and k of the reduction.
+  static VEX_INLINE void Reduce(Real& fWn, const double* pRadiance, int nCount, double* pS, double* pK) {
+    constexpr uint64_t nHalfBinade = 1ULL << 51, nBitsOfTwoTo52 = 0x433ULL << 52;
+    for (int i = 0; i < nCount; i += nLanes) {
+      Real fV;
+      Load(pRadiance + i, fV);
+      const Real fU = CPhysics::fC1DivF100000 * fWn * fWn * fWn + fV;
+      const Bits nK = ((Bits)fU - (Bits)fV + nHalfBinade) >> 52;
+      fV = (Real)((Bits)fV + (nK << 52));
+      Store((fU - fV) / (fU + fV), pS + i);
+      Store((Real)(nK | nBitsOfTwoTo52) - 0x1p52, pK + i);
+      fWn += nLanes * CPhysics::fWnStep;
+    }
+  }
+
+  /// The logarithm k ln2 + 2 atanh(s), in the place of k.
+  static VEX_INLINE void Log(const double* pS, int nCount, double* pK) {
+    for (int i = 0; i < nCount; i += nLanes) {
+      Real fS, fLog;
+      Load(pS + i, fS);
+      Load(pK + i, fLog);
+      const Real fZ = fS * fS;
+      Real fSum = Real{} + arAtanh[4];
+      for (int j = 3; j >= 0; --j) MulAdd(fSum, fZ, Real{} + arAtanh[j]);
+      MulAdd(fSum, fS * fZ, 2.0 * fS);
+      MulAdd(fLog, Real{} + fLn2, fSum);
+      Store(fLog, pK + i);
+    }
+  }
+
+  /// The second division and the two ends of the interval.
+  static VEX_INLINE void Divide(Real& fWn, const double* pRadiance, const double* pLog, int nCount,
+                                float* pLow, float* pHigh) {
+    for (int i = 0; i < nCount; i += nLanes) {
+      Real fRadiance, fLog;
+      Load(pRadiance + i, fRadiance);
+      Load(pLog + i, fLog);
+      Real fValue = CPhysics::fC2 * fWn / fLog;
+      fValue = ((fLog >= fMinLog) & (fLog <= fMaxLog)) ? fValue : Real{} + fNan;
+      fValue = fRadiance > CPhysics::f0 ? fValue : Real{};
+      Store(__builtin_convertvector(fValue * (1.0 - fError), Single), pLow + i);
+      Store(__builtin_convertvector(fValue * (1.0 + fError), Single), pHigh + i);
+      fWn += nLanes * CPhysics::fWnStep;
+    }
+  }
+
+  /// Both ends for at most one block of channels; nCount is a multiple of nPad. True when all are sure.
+  static VEX_INLINE bool Steps(int nFirstChannel, const double* pRadiance, int nCount, float* pLow,
+                               float* pHigh) {
+    alignas(64) double arS[nBlock], arLog[nBlock];
+    Real fFirst;
+    for (int i = 0; i < nLanes; ++i) fFirst[i] = CPhysics::WaveNumber(nFirstChannel + i);
+    Real fWn = fFirst;
+    Reduce(fWn, pRadiance, nCount, arS, arLog);
+    Log(arS, nCount, arLog);
+    Divide(fFirst, pRadiance, arLog, nCount, pLow, pHigh);
+    return AllSure(pLow, pHigh, nCount);
+  }
+
+  /// Steps(), with a constant count for the whole blocks.
+  static VEX_INLINE bool Run(int nFirstChannel, const double* pRadiance, int nCount, float* pLow,
+                             float* pHigh) {
+    if (nCount == nBlock) return Steps(nFirstChannel, pRadiance, nBlock, pLow, pHigh);
+    return Steps(nFirstChannel, pRadiance, nCount, pLow, pHigh);
+  }
+};
+
+#if defined(VEX_AVX2)
+VEX_TARGET_AVX2 bool WideRun(int nFirstChannel, const double* pRadiance, int nCount, float* pLow,
+                             float* pHigh) {
+  return TKernel<TVectors<4>, true>::Run(nFirstChannel, pRadiance, nCount, pLow, pHigh);
+}
+#endif
+
+bool PortableRun(int nFirstChannel, const double* pRadiance, int nCount, float* pLow, float* pHigh) {
+#if defined(__aarch64__)
+  constexpr bool bFma = true;
+#else
+  constexpr bool bFma = false;
+#endif
+  return TKernel<TVectors<2>, bFma>::Run(nFirstChannel, pRadiance, nCount, pLow, pHigh);
+}
+
+bool Intervals(int nFirstChannel, const double* pRadiance, int nCount, float* pLow, float* pHigh) {
+#if defined(VEX_AVX2)
+  if (WideKernels()) return WideRun(nFirstChannel, pRadiance, nCount, pLow, pHigh);
+#endif
+  return PortableRun(nFirstChannel, pRadiance, nCount, pLow, pHigh);
+}
+
+/// The plain formula for the values whose interval is not one float (pHigh null: for all). Returns how many.
+int Settle(int nFirstChannel, const double* pRadiance, int nCount, float* pOut, const float* pHigh) {
+  int nSettled = 0;
+  for (int i = 0; i < nCount; ++i) {
+    if (pHigh && pOut[i] == pHigh[i]) continue;
+    const double fWn = CPhysics::WaveNumber(nFirstChannel + i);
+    pOut[i] = static_cast<float>(CPhysics::BrightnessTemperature(fWn, pRadiance[i]));
+    ++nSettled;
+  }
+  return nSettled;
+}
+
+/// A block whose count is a multiple of nPad.
+int ConvertBlock(int nFirstChannel, const double* pRadiance, int nCount, float* pOut) {
+  alignas(64) float arHigh[nBlock];
+  if (Intervals(nFirstChannel, pRadiance, nCount, pOut, arHigh)) return 0;
+  return Settle(nFirstChannel, pRadiance, nCount, pOut, arHigh);
+}
+
+/// A part of a block, in the company of zeros that fill it up to a multiple of nPad.
+int ConvertPart(int nFirstChannel, const double* pRadiance, int nCount, float* pOut) {
+  alignas(64) double arRadiance[nBlock];
+  alignas(64) float arOut[nBlock];
+  const int nPadded = (nCount + nPad - 1) / nPad * nPad;
+  std::fill(std::copy_n(pRadiance, nCount, arRadiance), arRadiance + nPadded, 0.0);
+  const int nSettled = ConvertBlock(nFirstChannel, arRadiance, nPadded, arOut);
+  std::copy_n(arOut, nCount, pOut);
+  return nSettled;
+}
+}  // namespace
+
+int BrightnessTemperatures(int nFirstChannel, const double* pRadiance, int nCount, float* pOut) {
+  if (nFirstChannel < 1 || nCount > nChannelLast - nFirstChannel || nCount < nFewest)
+    return Settle(nFirstChannel, pRadiance, nCount, pOut, nullptr);
+  int nSettled = 0, i = 0;
+  for (; nCount - i >= nBlock; i += nBlock)
+    nSettled += ConvertBlock(nFirstChannel + i, pRadiance + i, nBlock, pOut + i);
+  if (i < nCount) nSettled += ConvertPart(nFirstChannel + i, pRadiance + i, nCount - i, pOut + i);
+  return nSettled;
+}

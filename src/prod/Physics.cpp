@@ -1,0 +1,23 @@
+#include "prod/Physics.h"
+
+#include <cmath>
+
+double CPhysics::BrightnessTemperature(double fWaveNumber, double fRadiance) {
+  if (!(fRadiance > f0)) return 0.0;
+  return fC2 * fWaveNumber /
+         std::log(fC1DivF100000 * fWaveNumber * fWaveNumber * fWaveNumber / fRadiance + f1);
+}
+
+double CPhysics::TemperatureDeviation(double fWaveNumber, double fRadianceDeviation, double fTemperature) {
+  if (!(fTemperature > f0)) return 0.0;
+  const double fExp = std::exp(fC2 * fWaveNumber / fTemperature);
+  const double fSlope = fC1DivF100000 * fWaveNumber * fWaveNumber * fWaveNumber * fC2 * fWaveNumber * fExp /
+                        (fTemperature * fTemperature);
+  return fRadianceDeviation * ((fExp - f1) * (fExp - f1)) / fSlope;
+}
+
+double CPhysics::ImagerTemperature(double fRadiance) {
+  constexpr double fBand = 1.0 / (fWaveLengthTemperatureIIS * 100);
+  constexpr int nChannel = static_cast<int>((fBand - fWnStart) / fWnStep);
+  return BrightnessTemperature(WaveNumber(nChannel), fRadiance);
+}

@@ -1,0 +1,112 @@
+#include "prod/Spectrum.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "prod/Prod.h"
+#include "prod/SpectrumKernels.h"
+
+namespace {
+constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
+
+void Scale(const int32_t* pRaw, int nCount, double fDivisor, float* pOut) {
+  ScaleToReal4(pRaw, nCount, fDivisor, pOut);
+}
+void Scale(const int32_t* pRaw, int nCount, double fDivisor, double* pOut) {
+  ScaleToReal8(pRaw, nCount, fDivisor, pOut);
+}
+}  // namespace
+
+void CSpectrum::Select(const char* pSelection, int nChannels) {
+  if (m_arSelection.size() == static_cast<size_t>(nChannels) &&
+      std::memcmp(m_arSelection.data(), pSelection, nChannels) == 0)
+    return;
+  m_arSelection.assign(pSelection, pSelection + nChannels);
+  m_arColumnOf.assign(nChannels, -1);
+  m_arChannels.clear();
+  for (int i = 0; i < nChannels; ++i) {
+    if (!pSelection[i]) continue;
+    m_arColumnOf[i] = static_cast<int>(m_arChannels.size());
+    m_arChannels.push_back(i + 1);
+  }
+  m_nColumns = static_cast<int>(m_arChannels.size());
+  m_arDivisors.assign(m_nColumns, 1.0);
+  m_arExact.assign(m_nColumns, {});
+}
+
+void CSpectrum::Begin(int nRows) {
+  m_nRows = nRows;
+  m_arState.assign(m_nColumns, EMPTY);
+  const size_t nNeeded = static_cast<size_t>(nRows) * m_nColumns;
+  if (nNeeded > m_nRawCapacity) {
+    m_pRaw.reset();
+    m_pRaw = std::make_unique_for_overwrite<int32_t[]>(nNeeded);
+    m_nRawCapacity = nNeeded;
+  }
+  if (static_cast<size_t>(nRows) > m_nTileStride) {
+    m_nTileStride = static_cast<size_t>(nRows) + 16;
+    m_pTile = std::make_unique_for_overwrite<int32_t[]>(TILE_CHANNELS * m_nTileStride);
+  }
+}
+
+void CSpectrum::StoreTile(int nFirst, int nCount, const double* pDivisors) {
+  TransposeTile(m_pTile.get(), m_nTileStride, nCount, m_nRows, m_pRaw.get() + nFirst, m_nColumns);
+  std::copy_n(pDivisors, nCount, m_arDivisors.begin() + nFirst);
+  std::fill_n(m_arState.begin() + nFirst, nCount, SCALED);
+}
+
+void CSpectrum::MakeExact(int nColumn) {
+  if (m_arState[nColumn] == EXACT) return;
+  auto& arValues = m_arExact[nColumn];
+  arValues.assign(m_nRows, MISSING);
+  for (int i = 0; m_arState[nColumn] == SCALED && i < m_nRows; ++i) arValues[i] = At(i, nColumn);
+  m_arState[nColumn] = EXACT;
+}
+
+void CSpectrum::Set(int nRow, int nColumn, double fValue) {
+  MakeExact(nColumn);
+  m_arExact[nColumn][nRow] = fValue;
+}
+
+void CSpectrum::End() {
+  m_arRuns.clear();
+  for (int i = 0; i < m_nColumns; ++i) {
+    if (m_arState[i] == EMPTY) {
+      for (int j = 0; j < m_nRows; ++j) m_pRaw[static_cast<size_t>(j) * m_nColumns + i] = RAW_MISSING;
+      m_arDivisors[i] = 1;
+    }
+    const double fDivisor = m_arState[i] == EXACT ? 0.0 : m_arDivisors[i];
+    if (m_arRuns.empty() || m_arRuns.back().fDivisor != fDivisor) m_arRuns.push_back({i, 0, fDivisor});
+    ++m_arRuns.back().nCount;
+  }
+}
+
+double CSpectrum::At(int nRow, int nColumn) const {
+  if (m_arState[nColumn] == EXACT) return m_arExact[nColumn][nRow];
+  double fValue = MISSING;
+  ScaleToReal8(Raw(nRow) + nColumn, 1, m_arDivisors[nColumn], &fValue);
+  return fValue;
+}
+
+template <class T>
+void CSpectrum::CopyRow(int nRow, int nFirst, int nCount, T* pOut) const {
+  auto run = std::upper_bound(m_arRuns.begin(), m_arRuns.end(), nFirst,
+                              [](int nColumn, const SRun& r) { return nColumn < r.nFirst; });
+  const int nEnd = nFirst + nCount;
+  for (--run; nFirst < nEnd; ++run) {
+    const int nRunEnd = std::min(nEnd, run->nFirst + run->nCount);
+    if (run->fDivisor != 0) Scale(Raw(nRow) + nFirst, nRunEnd - nFirst, run->fDivisor, pOut);
+    for (int i = nFirst; run->fDivisor == 0 && i < nRunEnd; ++i)
+      pOut[i - nFirst] = static_cast<T>(m_arExact[i][nRow]);
+    pOut += nRunEnd - nFirst;
+    nFirst = nRunEnd;
+  }
+}
+
+void CSpectrum::Row(int nRow, int nFirst, int nCount, double* pOut) const {
+  if (nCount > 0) CopyRow(nRow, nFirst, nCount, pOut);
+}
+
+void CSpectrum::Row(int nRow, int nFirst, int nCount, float* pOut) const {
+  if (nCount > 0) CopyRow(nRow, nFirst, nCount, pOut);
+}

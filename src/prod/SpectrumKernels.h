@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "bufr/BitRun.h"
+
+/// Most rows that one call of TransposeTile takes.
+constexpr int TILE_ROWS = 16;
+
+/// Turns a channel-major tile into pixel-major rows: pOut[p * nOutStride + r] = pTile[r * nTileStride + p]
+/// for r < nRows (1 to TILE_ROWS) and p < nPixels. Strides count values. Nothing else is written.
+void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPixels, int32_t* pOut,
+                   size_t nOutStride);
+
+/// pOut[i] = nBase + pIncrements[i], or RAW_MISSING where the increment has all its nWidth bits set
+/// (1 to 32). The sums fit 32 bits (the caller has checked). In place allowed.
+void OffsetRun(const uint32_t* pIncrements, int nWidth, int nCount, int32_t nBase, int32_t* pOut);
+
+/// pOut[i] = pRaw[i] / fDivisor, divided in double precision and rounded once more to single; -777
+/// where pRaw[i] is RAW_MISSING.
+void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, float* pOut);
+
+/// pOut[i] = pRaw[i] / fDivisor, or -777 where pRaw[i] is RAW_MISSING.
+void ScaleToReal8(const int32_t* pRaw, int nCount, double fDivisor, double* pOut);
+
+/// Reverses the bytes of nCount 4-byte values in place.
+void ReverseBytes4(void* pValues, int nCount);

@@ -1,0 +1,131 @@
+#include "reader/Reader.h"
+
+#include <cstdio>
+#include <tuple>
+
+namespace {
+
+bool InRanges(const TObjArray<CValueRange>& ranges, int64_t nValue) {
+  for (int i = 0; i < ranges.Count(); ++i)
+    if (ranges[i]->nMin <= nValue && nValue <= ranges[i]->nMax) return true;
+  return ranges.Count() == 0;
+}
+
+/// A range that crosses midnight holds nothing.
+bool InTimeRanges(const TObjArray<CTimeRange>& ranges, int64_t nHour, int64_t nMinute, int64_t nSecond) {
+  using Time = std::tuple<int64_t, int64_t, int64_t>;
+  const Time time(nHour, nMinute, nSecond);
+  for (int i = 0; i < ranges.Count(); ++i) {
+    const CTimeRange& r = *ranges[i];
+    if (Time(r.nStartHour, r.nStartMinute, r.nStartSecond) <= time &&
+        time <= Time(r.nEndHour, r.nEndMinute, r.nEndSecond))
+      return true;
+  }
+  return ranges.Count() == 0;
+}
+
+bool InPeriod(int nPeriod, double fSolarZenithAngle) {
+  if (nPeriod == CConfigParam::PERIOD_DAY) return !(fSolarZenithAngle > 90.0);
+  if (nPeriod == CConfigParam::PERIOD_NIGHT) return !(fSolarZenithAngle < 90.0);
+  return true;
+}
+
+}  // namespace
+
+bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int nPixel) {
+  const CConfigParam& config = *pConfig;
+  const CProd& prod = *pProd;
+  const int p = nPixel;
+  const double fLatitude = prod.Latitude[p], fLongitude = prod.Longitude[p];
+  const bool bLatitude = fLatitude >= config.fMinLatitude && fLatitude <= config.fMaxLatitude;
+  // With the bounds the wrong way round no longitude is filtered out.
+  const bool bLongitude = config.fMaxLongitude < config.fMinLongitude ||
+                          !(fLongitude < config.fMinLongitude || fLongitude > config.fMaxLongitude);
+  const double fAngle = prod.SatelliteZenithAngle[p];
+  const bool bAngle =
+      !config.viewingAngle.bOn || !(fAngle < config.viewingAngle.fMin || fAngle > config.viewingAngle.fMax);
+  if (!bLatitude || !bLongitude || !bAngle || !InRanges(config.arOrbits, prod.OrbitNumber[p]) ||
+      !InRanges(config.arScanLines, prod.ScanLineNumber[p]) ||
+      !InPeriod(config.nPeriod, prod.SolarZenithAngle[p]) ||
+      !InTimeRanges(config.arTimePeriods, prod.Hour[p], prod.Minute[p], prod.Milliseconds[p] / 1000) ||
+      !InRanges(config.arFieldsOfView, prod.FieldOfViewNumber[p]))
+    return false;
+  const int nSurface = config.altitudeMap.GetSurfaceType(fLatitude, fLongitude);
+  pProd->SurfaceType.Write()[p] = nSurface;
+  // An unknown surface (-1) passes both.
+  if (config.nSurface == CConfigParam::SURFACE_SEA) return nSurface < 1;
+  if (config.nSurface == CConfigParam::SURFACE_LAND) return nSurface != 0;
+  return true;
+}
+
+bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
+  bool bAny = false;
+  for (int i = 0; i < pProd->PixelCount; ++i) {
+    ++PixelsRead;
+    bool bKeep = !MaxResultsReached(pConfig) && MatchFilterOverview(pConfig, pProd, i);
+    if (bKeep && PixelsSkipped < pConfig->nSkip) {
+      ++PixelsSkipped;
+      bKeep = false;
+    }
+    PixelsSelected += bKeep;
+    pProd->KeepPixel.Write()[i] = bKeep;
+    bAny |= bKeep;
+  }
+  return bAny;
+}
+
+const char* CReader::FirstLevelMessage() const {
+  return "\nProbleme interpretation BUFR dans premier niveau de donnees";
+}
+
+bool CReader::OpenNextFile(const SRead& read) {
+  for (; FileIndex < read.pFiles->Count(); ++FileIndex) {
+    const char* szPath = read.pFiles->GetStringAt(FileIndex);
+    FileOpen = Decoder().Open(szPath);
+    if (FileOpen) {
+      std::puts(szPath);
+      return true;
+    }
+    std::printf("ERROR: Unable to open file %s!\n", szPath);
+  }
+  return false;
+}
+
+/// Reads on to a message that is to be decoded, through as many files as it takes; false at the end.
+bool CReader::NextAcceptedMessage(const SRead& read) {
+  while (FileOpen || OpenNextFile(read)) {
+    if (MaxResultsReached(read.pConfig)) {
+      FileOpen = false;
+      return false;
+    }
+    if (!GoToNextMessage()) {
+      Decoder().Close();
+      ++FileIndex;
+      FileOpen = false;
+      continue;
+    }
+    Decoder().ReadMessageSections();
+    if (AcceptMessage(read)) return true;
+  }
+  read.pProd->FillWithMissingValues();
+  return false;
+}
+
+int CReader::Read(const SRead& read) {
+  if (!NextAcceptedMessage(read)) return 0;
+  CBUFRReader& decoder = Decoder();
+  InitRecord(read, decoder.nSubsets);
+  if (decoder.nSubsets < 1) {
+    std::fputs("\nMessage BUFR sans sous-ensemble de donnees", stdout);
+    return 1;
+  }
+  if (!InterpretFirstLevel(read.pProd)) {
+    std::fputs(FirstLevelMessage(), stdout);
+    read.pProd->FillWithMissingValues();
+    return 1;
+  }
+  if (!SelectPixelsToKeep(read.pConfig, read.pProd) || !SelectPixelsOfKind(read)) return 1;
+  Update(read);
+  *read.pMissingFlags |= decoder.nMissingFlags;
+  return 1;
+}
