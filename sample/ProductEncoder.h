@@ -15,7 +15,7 @@ struct SEncodeOptions {
   int nEdition = 4;           // 3: a section 1 of 18 bytes, so that the date of an L2 message gives version 0
   bool bMissing = false;      // sprinkle missing values over what may be missing
   uint64_t nSeed = 1;         // of noise and missing values
-  std::vector<int> arCounts;  // replication counts in place of the layout's own (layers, points, levels)
+  std::vector<int> arCounts = {};  // replication counts in place of the layout's own (layers, points, levels)
 };
 
 /// One element of a message with what went in.
@@ -43,7 +43,7 @@ class CProductEncoder {
   struct SLayout {
     EKind eKind;
     int nLayout;
-    std::vector<int> arCounts;
+    std::vector<int> arCounts = {};
     CTemplate layout;
     std::vector<const SFieldSource*> arSources;  // one a field
   };

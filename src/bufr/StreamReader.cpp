@@ -80,7 +80,7 @@ int CStreamReader::Skip(int nOffset) {
     return nOffset;
   }
   const int64_t nTarget = Position() + nOffset;
-  if (nTarget < 0 || std::fseek(pFile, nTarget, SEEK_SET) != 0) return 0;
+  if (std::fseek(pFile, nTarget, SEEK_SET) != 0) return 0;
   Forget(nTarget);
   return nOffset;
 }

@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "prod/SpectrumKernels.h"
+
 /// The spectra of the kept pixels of one message, selected channels only, in the compact form in which
 /// the archive holds them: a raw integer per value and a power of ten per channel. One row per kept
 /// pixel, one column per selected channel, channels ascending. Radiance = raw / divisor, in
@@ -36,7 +38,7 @@ class CSpectrum {
   /// TileStride(), are put before StoreTile turns them into rows.
   int32_t* Tile(int nSlot) { return m_pTile.get() + static_cast<size_t>(nSlot) * TileStride(); }
   size_t TileStride() const { return m_nTileStride; }
-  static constexpr int TILE_CHANNELS = 16;
+  static constexpr int TILE_CHANNELS = TILE_ROWS;
   /// Stores nCount columns from nFirst with their values in Tile and one divisor each.
   void StoreTile(int nFirst, int nCount, const double* pDivisors);
 

@@ -194,14 +194,6 @@ void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPix
   pTranspose(pTile, nTileStride, nRows, nPixels, pOut, nOutStride);
 }
 
-void OffsetRun(const uint32_t* pIncrements, int nWidth, int nCount, int32_t nBase, int32_t* pOut) {
-  const uint32_t nAllOnes = UINT32_MAX >> (32 - nWidth);
-  for (int i = 0; i < nCount; ++i)
-    pOut[i] = pIncrements[i] == nAllOnes
-                  ? RAW_MISSING
-                  : static_cast<int32_t>(static_cast<uint32_t>(nBase) + pIncrements[i]);
-}
-
 void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, float* pOut) {
   const float fSingle = SingleDivisor(fDivisor);
   const int nDone = WideKernels() ? ScaleAvx2(pRaw, nCount, fDivisor, fSingle, pOut) : 0;

@@ -13,10 +13,6 @@ constexpr int TILE_ROWS = 16;
 void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPixels, int32_t* pOut,
                    size_t nOutStride);
 
-/// pOut[i] = nBase + pIncrements[i], or RAW_MISSING where the increment has all its nWidth bits set
-/// (1 to 32). The sums fit 32 bits (the caller has checked). In place allowed.
-void OffsetRun(const uint32_t* pIncrements, int nWidth, int nCount, int32_t nBase, int32_t* pOut);
-
 /// pOut[i] = pRaw[i] / fDivisor, divided in double precision and rounded once more to single; -777
 /// where pRaw[i] is RAW_MISSING.
 void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, float* pOut);

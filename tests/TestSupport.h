@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// A directory of its own for one test, removed with everything in it.
+class CTempDir {
+ public:
+  CTempDir();
+  CTempDir(const CTempDir&) = delete;
+  CTempDir& operator=(const CTempDir&) = delete;
+  ~CTempDir();
+
+  /// Full path of a name inside the directory ("" gives the directory itself).
+  std::string Path(const std::string& szName = "") const;
+  /// Writes a file inside the directory, making the folders on the way, and returns its full path.
+  std::string Write(const std::string& szName, const std::string& szBytes) const;
+
+ private:
+  std::string m_szPath;
+};
+
+struct SRun {
+  int nStatus = -1;      // exit status, or 128 + signal number
+  std::string szOutput;  // everything on standard output
+  std::string szErrors;  // everything on standard error
+};
+
+/// Runs a program with the given arguments (no shell) to its end.
+SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments);
+/// Runs the vex binary under test.
+SRun RunVex(const std::vector<std::string>& arArguments);
+
+std::string ReadWholeFile(const std::string& szPath);
+
+/// Counts the places, overlapping ones included, where a text occurs.
+int CountOf(const std::string& szText, const std::string& szPattern);
