@@ -64,52 +64,52 @@ class CConfigParam {
   bool L1CRequested() const { return arChannels.Count() > 0 || bAvhrr; }
   bool L2Requested() const;
 
-  bool bHelp = false;           // -h
-  TOwnedString szConfigPath;    // -cfg
-  TOwnedString szAltitudePath;  // -alt
-  TOwnedString szL1CDir;        // -d
-  TOwnedString szL2Dir;         // -d2
-  TOwnedString szIndepL2Dir;    // -myd2
-  CStrArray arL1CExtensions;    // -ef
-  CStrArray arL2Extensions;     // -ef2
-  CStrArray arL1CMotifs;        // -mf
-  CStrArray arL2Motifs;         // -mf2
-  TOwnedString szOutputPath;    // -out
-  int nFormat = FORMAT_BIN;     // -of
-  SDate firstDate;              // -fd
-  SDate lastDate;               // -ld
-  bool bBigEndian = false;      // -bi
-  float fMinLatitude = -90;     // -mila, degrees
-  float fMaxLatitude = 90;      // -mala, degrees
-  float fMinLongitude = -180;   // -milo, degrees
-  float fMaxLongitude = 180;    // -malo, degrees
-  TObjArray<CGeoBox> arBoxes;   // -box
-  TObjArray<CValueRange> arChannels;       // -c, channel numbers from 1
-  int nMaxCloudAmount = 100;               // -mca, percent
-  int nMinCloudAmount = 0;                 // -lca, percent
-  SRealFilter landFraction;                // -lf, percent
-  SRealFilter snowFraction;                // -sf, percent
-  SRealFilter averageIIS;                  // -avg
-  SRealFilter varianceIIS;                 // -var
-  int nMaxResults = -1;                    // -maxres, negative: no limit
-  int nSkip = 0;                           // -skip
-  TObjArray<CValueRange> arOrbits;         // -on
-  TObjArray<CValueRange> arScanLines;      // -sln
-  TObjArray<CValueRange> arFieldsOfView;   // -fov
-  TObjArray<CTimeRange> arTimePeriods;     // -tr
-  SRealFilter viewingAngle;                // -va, degrees
-  bool bBrightnessTemperature = false;     // -tb
-  float fReferenceTemperature = 0;         // -tbref, kelvin
-  int nPeriod = PERIOD_ALL;                // -tp
-  int nSurface = SURFACE_ALL;              // -st
-  bool arbQuality[3] = {};                 // -qlt
-  bool bAvhrr = false;                     // -avhrr
-  bool arbL2[L2_COUNT] = {};               // -t2
+  bool bHelp = false;                     // -h
+  TOwnedString szConfigPath;              // -cfg
+  TOwnedString szAltitudePath;            // -alt
+  TOwnedString szL1CDir;                  // -d
+  TOwnedString szL2Dir;                   // -d2
+  TOwnedString szIndepL2Dir;              // -myd2
+  CStrArray arL1CExtensions;              // -ef
+  CStrArray arL2Extensions;               // -ef2
+  CStrArray arL1CMotifs;                  // -mf
+  CStrArray arL2Motifs;                   // -mf2
+  TOwnedString szOutputPath;              // -out
+  int nFormat = FORMAT_BIN;               // -of
+  SDate firstDate;                        // -fd
+  SDate lastDate;                         // -ld
+  bool bBigEndian = false;                // -bi
+  float fMinLatitude = -90;               // -mila, degrees
+  float fMaxLatitude = 90;                // -mala, degrees
+  float fMinLongitude = -180;             // -milo, degrees
+  float fMaxLongitude = 180;              // -malo, degrees
+  TObjArray<CGeoBox> arBoxes;             // -box
+  TObjArray<CValueRange> arChannels;      // -c, channel numbers from 1
+  int nMaxCloudAmount = 100;              // -mca, percent
+  int nMinCloudAmount = 0;                // -lca, percent
+  SRealFilter landFraction;               // -lf, percent
+  SRealFilter snowFraction;               // -sf, percent
+  SRealFilter averageIIS;                 // -avg
+  SRealFilter varianceIIS;                // -var
+  int nMaxResults = -1;                   // -maxres, negative: no limit
+  int nSkip = 0;                          // -skip
+  TObjArray<CValueRange> arOrbits;        // -on
+  TObjArray<CValueRange> arScanLines;     // -sln
+  TObjArray<CValueRange> arFieldsOfView;  // -fov
+  TObjArray<CTimeRange> arTimePeriods;    // -tr
+  SRealFilter viewingAngle;               // -va, degrees
+  bool bBrightnessTemperature = false;    // -tb
+  float fReferenceTemperature = 0;        // -tbref, kelvin
+  int nPeriod = PERIOD_ALL;               // -tp
+  int nSurface = SURFACE_ALL;             // -st
+  bool arbQuality[3] = {};                // -qlt
+  bool bAvhrr = false;                    // -avhrr
+  bool arbL2[L2_COUNT] = {};              // -t2
   CAltitudeMap altitudeMap;
-  bool bSkewnessKurtosis = false;          // -sk
-  bool bSurfacePeriodStat = false;         // -stsext
-  bool bBoxStat = false;                   // -boxstat
-  int nBoxStatLatitudes = 0;               // -boxstat, 0: the default mesh of 2 degrees
-  int nBoxStatLongitudes = 0;              // -boxstat, 0: the default mesh of 2 degrees
-  SHistoParam arHistos[HISTO_COUNT];       // -histlat ... -histvar
+  bool bSkewnessKurtosis = false;     // -sk
+  bool bSurfacePeriodStat = false;    // -stsext
+  bool bBoxStat = false;              // -boxstat
+  int nBoxStatLatitudes = 0;          // -boxstat, 0: the default mesh of 2 degrees
+  int nBoxStatLongitudes = 0;         // -boxstat, 0: the default mesh of 2 degrees
+  SHistoParam arHistos[HISTO_COUNT];  // -histlat ... -histvar
 };

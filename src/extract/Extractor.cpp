@@ -24,9 +24,10 @@ bool CExtractor::Extract(CConfigParam* pConfig) {
   SelectInput(pConfig);
   if (!OpenWriters(pConfig)) return m_bResult;
   for (Stream& stream : m_arStreams) stream.pReader = stream.pKind->pMakeReader();
+  OpenStat(pConfig);
   MainLoop(pConfig);
   if (!m_bHeaderWritten) WriteHeaders(pConfig, -1);
-  CloseOutput(pConfig);
+  CloseOutput();
   ReportCounts(pConfig);
   if (!CloseWriters()) ReportWriteFailure();
   if (m_bDayOneSeen) ReportDayOne(pConfig);
@@ -120,7 +121,18 @@ void CExtractor::ReportWriteFailure() {
   m_bResult = false;
 }
 
-void CExtractor::CloseOutput(const CConfigParam*) {}
+void CExtractor::OpenStat(const CConfigParam* pConfig) {
+  if (pConfig->nFormat != CConfigParam::FORMAT_TXTSTAT) return;
+  bool arbActive[STREAMS];
+  for (int i = 0; i < STREAMS; ++i) arbActive[i] = m_arStreams[i].bActive;
+  m_pStat = std::make_unique<CStatOutput>(pConfig, arbActive);
+}
+
+void CExtractor::CloseOutput() {
+  if (m_pStat) m_bResult &= CloseOutputStat();
+}
+
+bool CExtractor::CloseOutputStat() { return m_pStat->Close(m_arWriters[0].get(), m_nSatellite); }
 
 void CExtractor::MainLoop(CConfigParam* pConfig) {
   bool bData = m_nActive > 0;
@@ -194,6 +206,7 @@ void CExtractor::TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound) {
 
 void CExtractor::WriteHeaders(const CConfigParam* pConfig, int nSatellite) {
   m_bHeaderWritten = true;
+  m_nSatellite = nSatellite;
   for (const auto& pWriter : m_arWriters) {
     if (WriteOutputHeader(pWriter.get(), pConfig, nSatellite)) continue;
     std::puts("ERROR: Unable to write header!");
@@ -218,11 +231,8 @@ void CExtractor::WriteRecords(CConfigParam* pConfig) {
 
 /// A record goes to the boxes that hold the pixel of its common fields.
 void CExtractor::WriteToBoxes(const CConfigParam* pConfig) {
+  if (!HasSupplier()) return;
   const Stream* pSupplier = Supplier();
-  if (!pSupplier) {
-    std::puts("Probleme calcul synchronisation L1C-L2");
-    return;
-  }
   for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
     if (Holds(*pConfig->arBoxes[i], *pSupplier->pProd, pSupplier->nPixel))
       WriteRecord(m_arWriters[i].get(), pConfig);

@@ -6,6 +6,7 @@
 #include "app/ConfigParam.h"
 #include "output/Writer.h"
 #include "reader/Reader.h"
+#include "stat/StatOutput.h"
 
 /// What one product kind contributes to the blocks of a record, to its lengths and to its reports.
 struct SKind;
@@ -67,6 +68,8 @@ class CExtractor {
   bool WriteOutput(CWriter* pWriter, const CConfigParam* pConfig);
   bool WriteOutputBin(CWriter* pWriter, const CConfigParam* pConfig);
   bool WriteOutputText(CWriter* pWriter, const CConfigParam* pConfig);
+  /// Hands the pixels of the record to the statistics.
+  bool WriteOutputStat();
 
   /// Content length that the markers of a binary record announce.
   static int64_t RecordLength(const CConfigParam* pConfig);
@@ -78,7 +81,9 @@ class CExtractor {
   bool OpenWriters(CConfigParam* pConfig);
   static bool OpenOutput(CStreamWriter& writer, const CConfigParam* pConfig);
   bool CloseWriters();
-  void CloseOutput(const CConfigParam* pConfig);
+  void OpenStat(const CConfigParam* pConfig);
+  void CloseOutput();
+  bool CloseOutputStat();
 
   void MainLoop(CConfigParam* pConfig);
   void ReadMessages(CConfigParam* pConfig);
@@ -98,6 +103,7 @@ class CExtractor {
   void WriteRecord(CWriter* pWriter, const CConfigParam* pConfig);
   void Advance();
   const Stream* Supplier() const;
+  bool HasSupplier() const;
 
   void ReportCounts(const CConfigParam* pConfig) const;
   void ReportDayOne(const CConfigParam* pConfig) const;
@@ -110,6 +116,8 @@ class CExtractor {
   std::vector<char> m_arChannelMask;  // empty: no spectra
   uint64_t m_nMissingFlags = 0;
   bool m_bDayOneSeen = false;
+  std::unique_ptr<CStatOutput> m_pStat;  // in the statistics format only
+  int m_nSatellite = -1;                 // of the header
   bool m_bHeaderWritten = false;
   bool m_bWriteFailed = false;  // reported once a run
   bool m_bResult = true;

@@ -81,18 +81,22 @@ bool CExtractor::WriteOutput(CWriter* pWriter, const CConfigParam* pConfig) {
   switch (pConfig->nFormat) {
     case CConfigParam::FORMAT_BIN: return WriteOutputBin(pWriter, pConfig);
     case CConfigParam::FORMAT_TXT: return WriteOutputText(pWriter, pConfig);
+    case CConfigParam::FORMAT_TXTSTAT: return WriteOutputStat();
     default: return true;
   }
+}
+
+/// True when a stream takes part in the record; says so when none does.
+bool CExtractor::HasSupplier() const {
+  if (!Supplier()) std::puts("Probleme calcul synchronisation L1C-L2");
+  return Supplier() != nullptr;
 }
 
 /// The blocks of a record in their order, through the functions of one format. False when no stream takes
 /// part.
 template <class TFormat>
 bool CExtractor::WriteBlocks(CWriter& writer, const CConfigParam* pConfig) {
-  if (!Supplier()) {
-    std::puts("Probleme calcul synchronisation L1C-L2");
-    return false;
-  }
+  if (!HasSupplier()) return false;
   ++m_nWritten;
   bool bCommon = false, bL2Common = false;
   for (const Stream& stream : m_arStreams)
@@ -152,4 +156,13 @@ bool CExtractor::WriteOutputBin(CWriter* pWriter, const CConfigParam* pConfig) {
 bool CExtractor::WriteOutputText(CWriter* pWriter, const CConfigParam* pConfig) {
   WriteBlocks<STextFormat>(*pWriter, pConfig);
   return pWriter->WriteText("\n") > 0;
+}
+
+bool CExtractor::WriteOutputStat() {
+  if (!HasSupplier()) return true;
+  for (int i = 0; i < STREAMS; ++i) {
+    Stream& stream = m_arStreams[i];
+    if (stream.bSynchronous && m_pStat->Add(i, stream.pProd.get(), stream.nPixel)) ++stream.nStatPixels;
+  }
+  return true;
 }

@@ -1,0 +1,15 @@
+#include "stat/Histo.h"
+
+CHisto::CHisto(const SHistoParam& param)
+    : m_classes(param.fMin, param.fMax, param.nClasses),
+      m_arPositions(1 + SPosition::COUNT, CStatHisto(param.nClasses)) {}
+
+double CHisto::Size(const SHistoParam& param) {
+  return CClasses::Size(param.nClasses) + sizeof(SMoments) * (1.0 + SPosition::COUNT) * param.nClasses;
+}
+
+void CHisto::Add(double fValue, int64_t nFieldOfView) {
+  m_arPositions[0].Add(m_classes, fValue);
+  const int nPosition = SPosition::Of(nFieldOfView);
+  if (nPosition > 0) m_arPositions[nPosition].Add(m_classes, fValue);
+}

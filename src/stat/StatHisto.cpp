@@ -1,0 +1,15 @@
+#include "stat/StatHisto.h"
+
+void CStatHisto::Add(const CClasses& classes, double fValue) {
+  if (fValue == SMoments::MISSING) {
+    ++m_nMissing;
+    return;
+  }
+  const int nClass = classes.Find(fValue);
+  if (nClass < 0)
+    ++m_nBelow;
+  else if (nClass >= classes.Count())
+    ++m_nAbove;
+  else
+    m_arClasses[nClass].Add(fValue);
+}

@@ -1,0 +1,36 @@
+#include "stat/StatTable.h"
+
+#include <charconv>
+#include <cmath>
+
+namespace {
+constexpr int DIGITS = 9;
+constexpr int NUMBER_MAX = 32;  // the longest, like -1.23456789e-308, has 16
+}  // namespace
+
+void CStatTable::Put(const char* pText, int nLength) {
+  if (m_bRow) m_writer.Write(1, "\t");
+  m_writer.Write(nLength, pText);
+  m_bRow = true;
+}
+
+void CStatTable::Comment(const std::string& szText) { m_writer.WriteText(("# " + szText + "\n").c_str()); }
+
+void CStatTable::Int(int64_t nValue) {
+  char szNumber[NUMBER_MAX];
+  const auto end = std::to_chars(szNumber, szNumber + NUMBER_MAX, nValue).ptr;
+  Put(szNumber, static_cast<int>(end - szNumber));
+}
+
+void CStatTable::Real(double fValue) {
+  if (std::isnan(fValue)) return Put("nan", 3);
+  char szNumber[NUMBER_MAX];
+  const auto end =
+      std::to_chars(szNumber, szNumber + NUMBER_MAX, fValue, std::chars_format::general, DIGITS).ptr;
+  Put(szNumber, static_cast<int>(end - szNumber));
+}
+
+void CStatTable::EndRow() {
+  m_writer.Write(1, "\n");
+  m_bRow = false;
+}
