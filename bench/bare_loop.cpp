@@ -20,12 +20,12 @@ namespace {
 
 constexpr int CHANNELS = 8461, SAMPLES = 8700, TILE = 16;
 constexpr int WIDTHS_BEFORE_LATITUDE[] = {10, 16, 11, 9, 12, 4, 6, 5, 6, 16};
-constexpr int WIDTHS_AFTER_LONGITUDE[] = {15, 16, 15, 16, 8,  24, 13, 8, 15, 14, 14, 2, 14,
-                                          14, 2,  14, 14, 2, 7, 7,  7,  7,  24, 17};
+constexpr int WIDTHS_AFTER_LONGITUDE[] = {15, 16, 15, 16, 8,  24, 13, 8, 15, 14, 14, 2,
+                                          14, 14, 2,  14, 14, 2,  7,  7, 7,  7,  24, 17};
 
 struct SMode {
   bool bTemperature = false, bText = false, bWindow = false;
-  int nStep = 1;              // every so many channels
+  int nStep = 1;  // every so many channels
   int nLast = CHANNELS;
 };
 

@@ -45,7 +45,8 @@ std::vector<double> Divisors(codes_handle* pHandle, int nChannels) {
       if (!arValues.empty() && arValues[0] != CODES_MISSING_DOUBLE) nValue = static_cast<long>(arValues[0]);
       return nValue;
     };
-    const long nStart = value("startChannel", nFirstBand + nBand), nEnd = value("endChannel", nFirstBand + nBand);
+    const long nStart = value("startChannel", nFirstBand + nBand),
+               nEnd = value("endChannel", nFirstBand + nBand);
     const long nExponent = value("channelScaleFactor", nBand);
     if (nStart == CODES_MISSING_LONG || nEnd == CODES_MISSING_LONG || nExponent == CODES_MISSING_LONG) return;
     for (long i = nStart; i <= nEnd && i <= nChannels; ++i)
@@ -59,8 +60,9 @@ std::vector<double> Divisors(codes_handle* pHandle, int nChannels) {
 float Temperature(int nChannel, double fRadiance) {
   const double fWaveNumber = 644.75 + 0.25 * nChannel;
   if (!(fRadiance > 0)) return 0;
-  return static_cast<float>(1.438833 * fWaveNumber /
-                            std::log(1.1910659e-10 * fWaveNumber * fWaveNumber * fWaveNumber / fRadiance + 1.0));
+  return static_cast<float>(
+      1.438833 * fWaveNumber /
+      std::log(1.1910659e-10 * fWaveNumber * fWaveNumber * fWaveNumber / fRadiance + 1.0));
 }
 
 void Spectra(codes_handle* pHandle, const SMode& mode, size_t nPixels, FILE* pOut) {

@@ -12,9 +12,9 @@
 #include "sample/Template.h"
 
 struct SEncodeOptions {
-  int nEdition = 4;           // 3: a section 1 of 18 bytes, so that the date of an L2 message gives version 0
-  bool bMissing = false;      // sprinkle missing values over what may be missing
-  uint64_t nSeed = 1;         // of noise and missing values
+  int nEdition = 4;       // 3: a section 1 of 18 bytes, so that the date of an L2 message gives version 0
+  bool bMissing = false;  // sprinkle missing values over what may be missing
+  uint64_t nSeed = 1;     // of noise and missing values
   std::vector<int> arCounts = {};  // replication counts in place of the layout's own (layers, points, levels)
 };
 

@@ -52,8 +52,9 @@ int CBUFRReader::ReadMessageSections() {
   return 1;
 }
 
-/// Returns date and time as YYYYMMDD0hhmmss (the 0 leaves room for hours that are none), 0 in the short layout. The layout follows the length, whatever
-/// the edition: there are edition 3 messages with the long one.
+/// Returns date and time as YYYYMMDD0hhmmss (the 0 leaves room for hours that are none), 0 in the short
+/// layout. The layout follows the length, whatever the edition: there are edition 3 messages with the long
+/// one.
 int64_t CBUFRReader::ReadSection1(int64_t nMessageStart) {
   constexpr int SHORT_LAYOUT_READ = 17, SHORT_LAYOUT_MAX = 21;
   nSection1Length = ReadInt(3);

@@ -101,7 +101,8 @@ class CBUFRReader {
 
   /// Decodes the rows of a layout in turn for the current layout version, into columns with index nIndex of
   /// their family. Returns the AND of all statuses.
-  int DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex = 0, const SGather* pGather = nullptr);
+  int DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex = 0,
+                   const SGather* pGather = nullptr);
   /// Values of all subsets of the integer element that was gathered last.
   const int64_t* GatheredInts() const { return m_arScratchInts.data(); }
   /// Repeats the rows for index 0 to nCount - 1.

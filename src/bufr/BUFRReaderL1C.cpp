@@ -20,9 +20,11 @@ constexpr SWidths Layouts(int nLayout1, int nLayout2, int nOthers = 0) {
 
 constexpr SElement HEADER[] = {
     // descriptor, name, call, width, reference, scale, flag, where it goes
-    {"0 01 007", "satellite identifier", INT, All(10), 0, 0, MISSING_SATELLITE, Into<&P::SatelliteIdentifier>()},
+    {"0 01 007", "satellite identifier", INT, All(10), 0, 0, MISSING_SATELLITE,
+     Into<&P::SatelliteIdentifier>()},
     {"0 01 031", "originating centre", INT, All(16), 0, 0, 0, NOT_KEPT},
-    {"0 02 019", "satellite instruments", INT, All(11), 0, 0, MISSING_SATELLITE, Into<&P::SatelliteInstruments>()},
+    {"0 02 019", "satellite instruments", INT, All(11), 0, 0, MISSING_SATELLITE,
+     Into<&P::SatelliteInstruments>()},
     {"0 02 020", "satellite classification", INT, All(9), 0, 0, 0, NOT_KEPT},
     {"0 04 001", "year", INT, All(12), 0, 0, MISSING_TIME, Into<&P::Year>()},
     {"0 04 002", "month", INT, All(4), 0, 0, MISSING_TIME, Into<&P::Month>()},
@@ -64,11 +66,13 @@ constexpr SElement HEADER[] = {
     {"0 33 063", "indicator for spectral calibration", INT, All(7), 0, 0, 0, NOT_KEPT},
     {"0 33 064", "indicator for radiometric quality", INT, All(7), 0, 0, 0, NOT_KEPT},
     {"0 33 065", "GqisFlagQualDetailed - quality flag", INT, All(24), 0, 0, 0, NOT_KEPT},
-    {"0 40 020", "GqisFlagQualDetailed - quality flag for the system", INT, Layouts(0, 17), 0, 0, 0, NOT_KEPT},
+    {"0 40 020", "GqisFlagQualDetailed - quality flag for the system", INT, Layouts(0, 17), 0, 0, 0,
+     NOT_KEPT},
 };
 
 constexpr SElement FRACTIONS[] = {
-    {"0 20 081", "cloud amount in segment", INT, Layouts(0, 7), 0, 0, MISSING_FRACTION, Into<&P::CloudFraction>()},
+    {"0 20 081", "cloud amount in segment", INT, Layouts(0, 7), 0, 0, MISSING_FRACTION,
+     Into<&P::CloudFraction>()},
     {"0 08 029", "surface type", INT, Layouts(0, 8), 0, 0, 0, NOT_KEPT},
     {"0 20 083", "amount of segment covered by scene", INT, Layouts(0, 7), 0, 0, MISSING_FRACTION,
      Into<&P::LandFraction>()},
@@ -77,8 +81,8 @@ constexpr SElement FRACTIONS[] = {
      Into<&P::AverageIIS>()},
     {"0 40 019", "GIacVarImagIIS - variance of imager measurements", FLOAT, Layouts(0, 24), 0, 6, 0,
      Into<&P::VarianceIIS>()},
-    {"0 40 021", "fraction of weighted AVHRR pixel in IASI FOV covered with snow/ice", INT, Layouts(0, 7), 0, 0,
-     MISSING_FRACTION, Into<&P::SnowFraction>()},
+    {"0 40 021", "fraction of weighted AVHRR pixel in IASI FOV covered with snow/ice", INT, Layouts(0, 7), 0,
+     0, MISSING_FRACTION, Into<&P::SnowFraction>()},
 };
 
 constexpr int CHANNEL_WIDTH = 14;
@@ -105,13 +109,15 @@ constexpr SElement CLUSTER[] = {
      Into<&P::AvhrrYAP>()},
     {"0 05 061", "Z angular position of centre of gravity", FLOAT, All(24), -8000000, 6, MISSING_AVHRR,
      Into<&P::AvhrrZAP>()},
-    {"0 25 085", "fraction of clear pixels in HIRS FOV", INT, All(7), 0, 0, MISSING_AVHRR, Into<&P::AvhrrCPF>()},
+    {"0 25 085", "fraction of clear pixels in HIRS FOV", INT, All(7), 0, 0, MISSING_AVHRR,
+     Into<&P::AvhrrCPF>()},
 };
 
 constexpr SElement CLUSTER_CHANNEL[] = {
     {"0 05 042", "channel number", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrChannel>()},
     {"0 25 142", "channel scale factor", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrMeanExponent>()},
-    {"0 14 047", "scaled mean AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR, Into<&P::AvhrrMeanScaled>()},
+    {"0 14 047", "scaled mean AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR,
+     Into<&P::AvhrrMeanScaled>()},
     {"0 25 142", "channel scale factor", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrStdDevExponent>(),
      CBUFRReaderL1C::DEFAULT_VALUE_SF},
     {"0 14 048", "scaled standard deviation AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR,
@@ -124,7 +130,8 @@ constexpr SElement CLUSTER_CHANNEL[] = {
 void ScaleAvhrr(int nRows, const IntColumn& scaled, const IntColumn& exponent, RealColumn& radiance) {
   double* pOut = radiance.Write();
   for (int i = 0; i < nRows; ++i) {
-    const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF;
+    const bool bValid =
+        scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF;
     pOut[i] = bValid ? static_cast<double>(scaled[i]) / std::pow(10.0, static_cast<double>(exponent[i]))
                      : static_cast<double>(CProd::DEFAULT_VALUE_M777);
   }
@@ -155,8 +162,7 @@ int CBUFRReaderL1C::InterpretFirstLevel(CProdL1C* pProd) {
 
 inline int CBUFRReaderL1C::SkipElement(int64_t& bitPos, int nWidth) {
   if (Inside(bitPos, nWidth + INCREMENT_WIDTH)) {
-    const auto nIncrement =
-        static_cast<int>(LoadBits(pData.get(), bitPos + nWidth, INCREMENT_WIDTH));
+    const auto nIncrement = static_cast<int>(LoadBits(pData.get(), bitPos + nWidth, INCREMENT_WIDTH));
     if (nIncrement <= nWidth) {
       bitPos += nWidth + INCREMENT_WIDTH + int64_t{nIncrement} * nSubsets;
       return 1;
@@ -201,7 +207,8 @@ int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
       nStatus &= DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, i * P::AVHRR_CHANNELS + j, &gather);
   }
   for (int i = 0; i < P::CLUSTERS * P::AVHRR_CHANNELS; ++i) {
-    ScaleAvhrr(gather.nCount, pProd->AvhrrMeanScaled[i], pProd->AvhrrMeanExponent[i], pProd->AvhrrMeanRadiance[i]);
+    ScaleAvhrr(gather.nCount, pProd->AvhrrMeanScaled[i], pProd->AvhrrMeanExponent[i],
+               pProd->AvhrrMeanRadiance[i]);
     ScaleAvhrr(gather.nCount, pProd->AvhrrStdDevScaled[i], pProd->AvhrrStdDevExponent[i],
                pProd->AvhrrStdDevRadiance[i]);
   }
@@ -275,7 +282,8 @@ int32_t* CBUFRReaderL1C::OpenSlot(SPass& pass, int nColumn) {
 
 /// The radiances of one selected channel, uniform bands, everything inside the data. False when the channel
 /// needs the general way (no band for a value); nothing is stored then.
-bool CBUFRReaderL1C::DecodeSelected(SPass& pass, int64_t nPos, int nChannel, int nReferenceValue, int nWidth) {
+bool CBUFRReaderL1C::DecodeSelected(SPass& pass, int64_t nPos, int nChannel, int nReferenceValue,
+                                    int nWidth) {
   CProdL1C& prod = pass.prod;
   const auto& arKept = prod.Kept();
   const int nRows = static_cast<int>(arKept.size());

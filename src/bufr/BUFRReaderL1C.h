@@ -8,11 +8,12 @@ class CBUFRReaderL1C : public CBUFRReader {
  public:
   using CBUFRReader::InterpretFirstLevel;
 
-  static constexpr int64_t DEFAULT_VALUE_SF = -700;          // missing scale-factor exponent
+  static constexpr int64_t DEFAULT_VALUE_SF = -700;         // missing scale-factor exponent
   static constexpr int64_t DEFAULT_VALUE_IRD = -100000000;  // missing raw radiance
   static constexpr int SAMPLE_GROUPS = 87;
   static constexpr int GROUP_SAMPLES = 100;
-  static constexpr int CHANNELS = SAMPLE_GROUPS * GROUP_SAMPLES;  // channel numbers run from 1 to at most 8700
+  static constexpr int CHANNELS =
+      SAMPLE_GROUPS * GROUP_SAMPLES;  // channel numbers run from 1 to at most 8700
 
   int GoToNextMessage();
 

@@ -12,7 +12,8 @@ constexpr SElement SURFACE[] = {
 
 constexpr SElement LAYER[] = {
     {"0 07 004", "pressure (2 01 131, 2 02 129)", FLOAT, All(17), 0, 0, MISSING_CLP, Into<&P::Pressure>()},
-    {"0 12 101", "temperature/dry-bulb temperature", FLOAT, All(16), 0, 2, MISSING_CLP, Into<&P::Temperature>()},
+    {"0 12 101", "temperature/dry-bulb temperature", FLOAT, All(16), 0, 2, MISSING_CLP,
+     Into<&P::Temperature>()},
     {"0 20 081", "cloud amount in segment (2 01 135, 2 02 130)", FLOAT, All(14), 0, 2, MISSING_CLP,
      Into<&P::CloudAmountInSegment>()},
     {"0 20 056", "cloud phase", INT, All(3), 0, 0, MISSING_CLP, Into<&P::CloudPhase>()},

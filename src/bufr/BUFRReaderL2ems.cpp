@@ -9,7 +9,8 @@ using enum ECall;
 using P = CProdL2ems;
 
 constexpr SElement POINT[] = {
-    {"0 02 153", "satellite channel centre frequency", FLOAT, All(26), 0, -8, MISSING_EMS, Into<&P::Frequency>()},
+    {"0 02 153", "satellite channel centre frequency", FLOAT, All(26), 0, -8, MISSING_EMS,
+     Into<&P::Frequency>()},
     {"0 14 050", "emissivity", FLOAT, All(10), 0, 1, MISSING_EMS, Into<&P::Emissivity>()},
 };
 }  // namespace

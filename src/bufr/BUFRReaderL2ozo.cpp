@@ -13,7 +13,8 @@ constexpr SElement LAYER[] = {
      Into<&P::LayerTopPressure>()},
     {"0 07 004", "pressure of the layer's bottom (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_OZO,
      Into<&P::LayerBottomPressure>()},
-    {"0 15 020", "integrated ozone density", FLOAT, All(21), 0, 8, MISSING_OZO, Into<&P::IntegratedO3Density>()},
+    {"0 15 020", "integrated ozone density", FLOAT, All(21), 0, 8, MISSING_OZO,
+     Into<&P::IntegratedO3Density>()},
 };
 
 // Behind the 101 layers.

@@ -18,7 +18,8 @@ constexpr SWidths Versions(int n3To7, int n8, int nOthers) {
 
 constexpr SElement SURFACE[] = {
     {"0 08 003", "vertical significance", INT, All(6), 0, 0, MISSING_TWT, Into<&P::VerticalSignificance1>()},
-    {"0 10 004", "pressure at the surface", FLOAT, Versions(30, 20, 14), 0, -1, MISSING_TWT, Into<&P::Pressure>()},
+    {"0 10 004", "pressure at the surface", FLOAT, Versions(30, 20, 14), 0, -1, MISSING_TWT,
+     Into<&P::Pressure>()},
     {"0 08 049", "number of observations", INT, All(8), 0, 0, MISSING_TWT, Into<&P::NumberOfObservations1>()},
     {"0 12 061", "skin temperature", FLOAT, All(12), 0, 1, MISSING_TWT, Into<&P::SkinTemperature>()},
     {"0 08 049", "number of observations", INT, All(8), 0, 0, MISSING_TWT, Into<&P::NumberOfObservations2>()},
@@ -32,7 +33,8 @@ constexpr SElement PT_COUNT[] = {
 
 constexpr SElement PT_LEVEL[] = {
     {"0 07 004", "pressure (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_TWT, Into<&P::PTPressure>()},
-    {"0 12 101", "temperature/dry-bulb temperature", FLOAT, All(16), 0, 2, MISSING_TWT, Into<&P::PTTemperature>()},
+    {"0 12 101", "temperature/dry-bulb temperature", FLOAT, All(16), 0, 2, MISSING_TWT,
+     Into<&P::PTTemperature>()},
 };
 
 constexpr SElement PMR_COUNT[] = {
@@ -40,12 +42,14 @@ constexpr SElement PMR_COUNT[] = {
 
 constexpr SElement PMR_LEVEL_OLD[] = {
     {"0 07 004", "pressure (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_TWT, Into<&P::PMRPressure>()},
-    {"0 13 002", "mixing ratio (2 01 134, 2 02 129)", FLOAT, All(20), 0, 6, MISSING_TWT, Into<&P::PMRMixingRatio>()},
+    {"0 13 002", "mixing ratio (2 01 134, 2 02 129)", FLOAT, All(20), 0, 6, MISSING_TWT,
+     Into<&P::PMRMixingRatio>()},
 };
 
 constexpr SElement PMR_LEVEL[] = {
     {"0 07 004", "pressure (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_TWT, Into<&P::PMRPressure>()},
-    {"0 13 002", "mixing ratio (2 01 144, 2 02 130)", FLOAT, All(30), 0, 7, MISSING_TWT, Into<&P::PMRMixingRatio>()},
+    {"0 13 002", "mixing ratio (2 01 144, 2 02 130)", FLOAT, All(30), 0, 7, MISSING_TWT,
+     Into<&P::PMRMixingRatio>()},
 };
 }  // namespace
 
@@ -73,9 +77,10 @@ int CBUFRReaderL2twt::UpdateL2(CProdL2twt* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
   int64_t bitPos = nSecondLevelBitPos;
   int nStatus = DecodeLayout(SURFACE, *pProd, bitPos);
-  nStatus &= DecodeProfile(PT_COUNT, PT_LEVEL, "Nombre de profils pression/temperature non conforme", *pProd, bitPos);
-  const TLayout pmrLevel = VersionFrom3To(8) ? TLayout(PMR_LEVEL) : TLayout(PMR_LEVEL_OLD);
-  nStatus &= DecodeProfile(PMR_COUNT, pmrLevel, "Nombre de profils pression/mixing ratio non conforme", *pProd,
+  nStatus &= DecodeProfile(PT_COUNT, PT_LEVEL, "Nombre de profils pression/temperature non conforme", *pProd,
                            bitPos);
+  const TLayout pmrLevel = VersionFrom3To(8) ? TLayout(PMR_LEVEL) : TLayout(PMR_LEVEL_OLD);
+  nStatus &= DecodeProfile(PMR_COUNT, pmrLevel, "Nombre de profils pression/mixing ratio non conforme",
+                           *pProd, bitPos);
   return nStatus;
 }

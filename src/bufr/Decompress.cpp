@@ -75,7 +75,8 @@ int CBUFRReader::ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* 
     TValue* pBlock = pOut + nFirst;
     if (nWidth == nDataSizeMax) {
       for (int i = 0; i < nCount; ++i) {
-        const auto nIncrement = static_cast<int64_t>(LoadBits(pData.get(), nPos + int64_t{i} * nWidth, nWidth));
+        const auto nIncrement =
+            static_cast<int64_t>(LoadBits(pData.get(), nPos + int64_t{i} * nWidth, nWidth));
         const bool bThis = nIncrement == arnMissing[nWidth];
         pBlock[i] = bThis ? missing : convert(nIncrement);
         bMissing |= bThis;
@@ -163,7 +164,8 @@ int CBUFRReader::BUFRDecompressFloat(int64_t& bitPos, int64_t nWidth, int64_t nR
   return DecompressFloat(PLAIN_FLOAT, bitPos, nWidth, nReference, nScale, pOut, nFlag, fMissing);
 }
 
-int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts, double* pReals) {
+int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts,
+                        double* pReals) {
   constexpr auto MISSING_REAL = static_cast<double>(CProd::DEFAULT_VALUE_M777);
   const uint64_t nFlag = pInts || pReals ? element.nFlag : 0;
   const bool bReal = element.eCall == ECall::FLOAT || element.eCall == ECall::FLOAT_X1000;
@@ -201,7 +203,8 @@ int CBUFRReader::DecodeInto(const SElement& element, int nWidth, CProd& prod, in
   return into(element.target.pReals(prod, nIndex), m_arScratchReals);
 }
 
-int CBUFRReader::DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex, const SGather* pGather) {
+int CBUFRReader::DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex,
+                              const SGather* pGather) {
   int nStatus = 1;
   for (const SElement& element : layout) {
     const int nWidth = element.widths.arn[nDataVersion];

@@ -21,7 +21,8 @@ inline constexpr SDecompressVariant PLAIN_FLOAT = {
 inline constexpr SDecompressVariant L2_FOV = {
     "\nERROR: Suspicious compression %ld > %ld\n", 1,
     "ERROR: Data width too high for missing value control (%ld) >  (%ld)",
-    "ERROR: Data width too high for missing value control ((%ld)(%ld)", "\nERROR: unable to interpret input file"};
+    "ERROR: Data width too high for missing value control ((%ld)(%ld)",
+    "\nERROR: unable to interpret input file"};
 
 inline constexpr SDecompressVariant L2_INT_X1000 = {
     "\nERROR: Suspicious compression %ld > %ld\n", 1,

@@ -65,8 +65,8 @@ struct SElement {
   ECall eCall;
   SWidths widths;
   int64_t nReference;
-  int nScale;           // decimal scale: value = (packed + reference) / 10^scale
-  uint64_t nFlag;       // missing-data flag
+  int nScale;      // decimal scale: value = (packed + reference) / 10^scale
+  uint64_t nFlag;  // missing-data flag
   STarget target;
   int64_t nMissing = -1;  // of integers; reals are -777.0
 };

@@ -51,6 +51,8 @@ constexpr STarget BackgroundState() {
 
 using P = CProdL2;
 
+// The columns of versions stay under one another.
+// clang-format off
 template <class TRecord>
 inline constexpr SRow ROWS[] = {
     Same("0 01 007", "satellite identifier", INT, 10, 0, 0, MISSING_SATELLITE, Into<&P::SatelliteIdentifier>()),
@@ -191,6 +193,7 @@ inline constexpr SRow ROWS[] = {
      {All(15), All(15), All(15), NONE},  // twt carries it in the product block
      -400, -2, MISSING_HEIGHT, Into<&P::HeightOfStation>()},
 };
+// clang-format on
 
 }  // namespace l2_header
 
@@ -202,7 +205,7 @@ inline constexpr auto L2_HEADER = [] {
   for (size_t i = 0; i < ar.size(); ++i) {
     const auto& row = ROWS[i];
     ar[i] = {row.szDescriptor, row.szName, row.eCall, row.arWidths[static_cast<int>(HEADER)],
-             row.nReference, row.nScale, row.nFlag, row.target};
+             row.nReference,   row.nScale, row.nFlag, row.target};
   }
   return ar;
 }();

@@ -46,7 +46,8 @@ void CExtractor::PrepareStreams(CConfigParam* pConfig) {
   m_arChannelMask.assign(CHANNELS, 0);
   for (int i = 0; i < pConfig->arChannels.Count(); ++i) {
     const CValueRange& range = *pConfig->arChannels[i];
-    for (int n = std::max(range.nMin, 1); n <= std::min(range.nMax, CHANNELS); ++n) m_arChannelMask[n - 1] = 1;
+    for (int n = std::max(range.nMin, 1); n <= std::min(range.nMax, CHANNELS); ++n)
+      m_arChannelMask[n - 1] = 1;
   }
 }
 
@@ -102,7 +103,8 @@ bool CExtractor::OpenWriters(CConfigParam* pConfig) {
   for (int i = 0; i < nBoxes; ++i) {
     const std::string szName = pConfig->arBoxes[i]->Name();
     const std::string szPath = std::string(szOutput) + "." + szName + ".txt";
-    check(names.insert(szName).second && m_arWriters[i]->Open(szPath.c_str(), pConfig->bBigEndian), szPath.c_str());
+    check(names.insert(szName).second && m_arWriters[i]->Open(szPath.c_str(), pConfig->bBigEndian),
+          szPath.c_str());
   }
   if (!bAll) CloseWriters();
   return bAll;
@@ -155,8 +157,9 @@ void CExtractor::ReadMessages(CConfigParam* pConfig) {
   for (Stream& stream : m_arStreams) {
     while (stream.bActive && stream.bNeedsNext) {
       const char* pMask = m_arChannelMask.empty() ? nullptr : m_arChannelMask.data();
-      stream.bHasData = stream.pReader->Read({pConfig, &stream.arFiles, stream.pProd.get(), CBUFRReaderL1C::CHANNELS,
-                                              pMask, &m_nMissingFlags, &m_bDayOneSeen}) == 1;
+      stream.bHasData =
+          stream.pReader->Read({pConfig, &stream.arFiles, stream.pProd.get(), CBUFRReaderL1C::CHANNELS, pMask,
+                                &m_nMissingFlags, &m_bDayOneSeen}) == 1;
       stream.nPixel = stream.nCounted = 0;
       stream.bNeedsNext = false;
       if (stream.bHasData) GetNextSelected(stream, pConfig);

@@ -15,11 +15,11 @@ struct SKind;
 struct Stream {
   const SKind* pKind = nullptr;
   bool bRequested = false;
-  bool bActive = false;     // has files
-  bool bNeedsNext = false;  // its message is used up
-  bool bHasData = false;    // its last Read returned 1
-  int nPixel = 0;           // current pixel of the current message
-  int nCounted = 0;         // pixels of the message before this one are counted in their boxes
+  bool bActive = false;       // has files
+  bool bNeedsNext = false;    // its message is used up
+  bool bHasData = false;      // its last Read returned 1
+  int nPixel = 0;             // current pixel of the current message
+  int nCounted = 0;           // pixels of the message before this one are counted in their boxes
   bool bSynchronous = false;  // takes part in the record at hand
   int64_t nStatPixels = 0;    // accumulated by the statistics
   CStrArray arFiles;

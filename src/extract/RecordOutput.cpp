@@ -33,10 +33,14 @@ int64_t CExtractor::RecordLength(const CConfigParam* pConfig) {
 
 bool CExtractor::WriteOutputHeader(CWriter* pWriter, const CConfigParam* pConfig, int nSatellite) {
   switch (pConfig->nFormat) {
-    case CConfigParam::FORMAT_BIN: return WriteOutputBinHeader(pWriter, pConfig, nSatellite);
-    case CConfigParam::FORMAT_TXT: return WriteOutputTextHeader(pWriter, pConfig);
-    case CConfigParam::FORMAT_TXTSTAT: return true;
-    default: return false;
+    case CConfigParam::FORMAT_BIN:
+      return WriteOutputBinHeader(pWriter, pConfig, nSatellite);
+    case CConfigParam::FORMAT_TXT:
+      return WriteOutputTextHeader(pWriter, pConfig);
+    case CConfigParam::FORMAT_TXTSTAT:
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -79,10 +83,14 @@ bool CExtractor::WriteOutputTextHeader(CWriter* pWriter, const CConfigParam* pCo
 
 bool CExtractor::WriteOutput(CWriter* pWriter, const CConfigParam* pConfig) {
   switch (pConfig->nFormat) {
-    case CConfigParam::FORMAT_BIN: return WriteOutputBin(pWriter, pConfig);
-    case CConfigParam::FORMAT_TXT: return WriteOutputText(pWriter, pConfig);
-    case CConfigParam::FORMAT_TXTSTAT: return WriteOutputStat();
-    default: return true;
+    case CConfigParam::FORMAT_BIN:
+      return WriteOutputBin(pWriter, pConfig);
+    case CConfigParam::FORMAT_TXT:
+      return WriteOutputText(pWriter, pConfig);
+    case CConfigParam::FORMAT_TXTSTAT:
+      return WriteOutputStat();
+    default:
+      return true;
   }
 }
 
@@ -112,9 +120,9 @@ bool CExtractor::WriteBlocks(CWriter& writer, const CConfigParam* pConfig) {
     const Stream& stream = m_arStreams[i];
     if (!stream.bRequested) continue;
     if (stream.bSynchronous)
-      TFormat::Write(*stream.pKind)(writer, pConfig, *stream.pProd, stream.nPixel);
+      TFormat::Write (*stream.pKind)(writer, pConfig, *stream.pProd, stream.nPixel);
     else
-      TFormat::WriteMissing(*stream.pKind)(writer, pConfig);
+      TFormat::WriteMissing (*stream.pKind)(writer, pConfig);
   }
   return true;
 }
@@ -125,7 +133,9 @@ struct SBinFormat {
   static void Common(CWriter& w, const CConfigParam*, const CProd& prod, int nPixel, bool* pb) {
     w.WriteOutputBinAll(&prod, nPixel, pb);
   }
-  static void L2(CWriter& w, const CProdL2* pProd, int nPixel, bool* pb) { w.WriteOutputBinL2(pProd, nPixel, pb); }
+  static void L2(CWriter& w, const CProdL2* pProd, int nPixel, bool* pb) {
+    w.WriteOutputBinL2(pProd, nPixel, pb);
+  }
   static void L2Missing(CWriter& w) { w.WriteOutputBinL2Missing(); }
   static auto Write(const SKind& kind) { return kind.pWriteBin; }
   static auto WriteMissing(const SKind& kind) { return kind.pWriteBinMissing; }
@@ -135,7 +145,9 @@ struct STextFormat {
   static void Common(CWriter& w, const CConfigParam* pConfig, const CProd& prod, int nPixel, bool* pb) {
     w.WriteOutputTextAll(pConfig, &prod, nPixel, pb);
   }
-  static void L2(CWriter& w, const CProdL2* pProd, int nPixel, bool* pb) { w.WriteOutputTextL2(pProd, nPixel, pb); }
+  static void L2(CWriter& w, const CProdL2* pProd, int nPixel, bool* pb) {
+    w.WriteOutputTextL2(pProd, nPixel, pb);
+  }
   static void L2Missing(CWriter& w) { w.WriteOutputTextL2Missing(); }
   static auto Write(const SKind& kind) { return kind.pWriteText; }
   static auto WriteMissing(const SKind& kind) { return kind.pWriteTextMissing; }

@@ -45,10 +45,11 @@ void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
   for (const Stream& stream : m_arStreams) {
     if (!stream.bActive) continue;
     const char* szKind = stream.pKind->szName;
-    std::printf("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected), szKind,
-                static_cast<long>(stream.pReader->PixelsRead));
+    std::printf("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected),
+                szKind, static_cast<long>(stream.pReader->PixelsRead));
     for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
-      std::printf("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(), stream.arnBoxPixels[i], szKind);
+      std::printf("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(), stream.arnBoxPixels[i],
+                  szKind);
   }
 }
 

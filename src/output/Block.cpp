@@ -80,7 +80,8 @@ constexpr SField L2[] = {
     {"SuperadiabaticIndicator", From<&Q::SuperadiabaticIndicator>(), INT1, INT, M1, M1},
     {"LandSeaQualifier", From<&Q::LandSeaQualifier>(), INT1, INT, M1, M1},
     {"DayNightQualifier", From<&Q::DayNightQualifier>(), INT1, INT, M1, M1},
-    {"SatelliteDataProcessingTechniqueUsed", From<&Q::SatelliteDataProcessingTechniqueUsed>(), INT4, INT, M1, M1},
+    {"SatelliteDataProcessingTechniqueUsed", From<&Q::SatelliteDataProcessingTechniqueUsed>(), INT4, INT, M1,
+     M1},
     {"SunGlintIndicator", From<&Q::SunGlintIndicator>(), INT1, INT, M1, M1},
     {"CloudFormationAndHeightAssignment", From<&Q::CloudFormationAndHeightAssignment>(), INT4, INT, M1, M1},
     {"InstrumentDetectingClouds", From<&Q::InstrumentDetectingClouds>(), INT4, INT, M1, M1},
@@ -163,10 +164,8 @@ constexpr SGroup L2_GROUPS[] = {Once(L2)};
 constexpr SGroup OZO_GROUPS[] = {Once(BACKGROUND<O>), {OZO_LAYER, O::FEW_LAYERS, O::LAYERS}};
 constexpr SGroup TRG_GROUPS[] = {Once(BACKGROUND<T>), Once(TRG)};
 constexpr SGroup CLP_GROUPS[] = {Once(CLP), {CLP_LAYER, C::LAYERS, C::LAYERS}};
-constexpr SGroup TWT_GROUPS[] = {Once(TWT),
-                                 {PT_LEVEL, W::FEW_LEVELS, W::LEVELS},
-                                 Once(PMR_COUNT),
-                                 {PMR_LEVEL, W::FEW_LEVELS, W::LEVELS}};
+constexpr SGroup TWT_GROUPS[] = {
+    Once(TWT), {PT_LEVEL, W::FEW_LEVELS, W::LEVELS}, Once(PMR_COUNT), {PMR_LEVEL, W::FEW_LEVELS, W::LEVELS}};
 constexpr SGroup EMS_GROUPS[] = {Once(BACKGROUND<E>), {EMS_POINT, E::POINTS, E::POINTS}};
 
 }  // namespace

@@ -54,7 +54,8 @@ class CStreamWriter {
   int WriteBin(T value) {
     char arBytes[sizeof(T)];
     std::memcpy(arBytes, &value, sizeof(T));
-    for (size_t i = 0; Reverses() && i < sizeof(T) / 2; ++i) std::swap(arBytes[i], arBytes[sizeof(T) - 1 - i]);
+    for (size_t i = 0; Reverses() && i < sizeof(T) / 2; ++i)
+      std::swap(arBytes[i], arBytes[sizeof(T) - 1 - i]);
     return Write(sizeof(T), arBytes);
   }
 

@@ -19,11 +19,20 @@ class CBinBlock {
     const float fValue = static_cast<float>(bReal ? fReal : static_cast<double>(nInt));
     const auto nValue = static_cast<uint64_t>(nInt);
     switch (eBin) {
-      case EBin::NONE: break;
-      case EBin::INT1: Append(static_cast<uint8_t>(nValue)); break;
-      case EBin::INT2: Append(static_cast<uint16_t>(nValue)); break;
-      case EBin::INT4: Append(static_cast<uint32_t>(nValue)); break;
-      case EBin::REAL4: Append(fValue); break;
+      case EBin::NONE:
+        break;
+      case EBin::INT1:
+        Append(static_cast<uint8_t>(nValue));
+        break;
+      case EBin::INT2:
+        Append(static_cast<uint16_t>(nValue));
+        break;
+      case EBin::INT4:
+        Append(static_cast<uint32_t>(nValue));
+        break;
+      case EBin::REAL4:
+        Append(fValue);
+        break;
     }
   }
   explicit CBinBlock(bool bReverse) : m_bReverse(bReverse) {}
@@ -172,13 +181,14 @@ void CWriter::WriteOutputBinL1(const CConfigParam* pConfig, const CProdL1C* pPro
 
 void CWriter::WriteOutputBinL1Missing(const CConfigParam* pConfig) {
   PutBinMissing(L1C_BLOCK);
-  const float fMissing = pConfig->bBrightnessTemperature ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_M777);
+  const float fMissing =
+      pConfig->bBrightnessTemperature ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_M777);
   for (int64_t i = ChannelTotal(pConfig); i > 0; --i) WriteBinReal4(fMissing);
   if (pConfig->bAvhrr) PutBinMissing(AVHRR_BLOCK);
 }
 
-/// Calls put(column, count) for stretches of at most CHUNK neighbouring channels, range by range. A range that
-/// begins outside of the archive's channels is left out, one that ends outside is cut there.
+/// Calls put(column, count) for stretches of at most CHUNK neighbouring channels, range by range. A range
+/// that begins outside of the archive's channels is left out, one that ends outside is cut there.
 template <class TPut>
 void CWriter::EachSpectrumRun(const CConfigParam* pConfig, const CProdL1C& prod, TPut put) {
   for (int i = 0; i < pConfig->arChannels.Count(); ++i) {
@@ -210,7 +220,8 @@ void CWriter::PutBinSpectrum(const CConfigParam* pConfig, const CProdL1C& prod, 
   });
 }
 
-void CWriter::WriteOutputTextAll(const CConfigParam* pConfig, const CProd* pProd, int nPixel, bool* pbWritten) {
+void CWriter::WriteOutputTextAll(const CConfigParam* pConfig, const CProd* pProd, int nPixel,
+                                 bool* pbWritten) {
   const int nTb = pConfig->L1CRequested() ? pConfig->bBrightnessTemperature : -1;
   if (!*pbWritten) PutText(COMMON_BLOCK, *pProd, nPixel, -1, nTb);
   *pbWritten = true;

@@ -32,9 +32,9 @@ class CProd {
   TColumn<uint8_t> KeepPixel;  // 1: passed all filters
   IntColumn SatelliteIdentifier, SatelliteInstruments;
   IntColumn Year, Month, Day, Hour, Minute;
-  IntColumn Milliseconds;          // within the minute
-  RealColumn Latitude, Longitude;  // degrees; longitude -180..180
-  IntColumn SurfaceType;           // -1 unknown, 0 sea, 1 land
+  IntColumn Milliseconds;                                                    // within the minute
+  RealColumn Latitude, Longitude;                                            // degrees; longitude -180..180
+  IntColumn SurfaceType;                                                     // -1 unknown, 0 sea, 1 land
   RealColumn SatelliteZenithAngle, Bearing, SolarZenithAngle, SolarAzimuth;  // degrees
   IntColumn FieldOfViewNumber, OrbitNumber, ScanLineNumber;
   RealColumn HeightOfStation;  // metres

@@ -13,7 +13,8 @@ void Grow(auto& column, int nSize) {
 
 template <class TVisit>
 void CProdL1C::EachPixelColumn(TVisit visit) {
-  for (auto* p : {&SampleChannel, &SampleScaledRadiance, &CloudFraction, &LandFraction, &SnowFraction}) visit(*p);
+  for (auto* p : {&SampleChannel, &SampleScaledRadiance, &CloudFraction, &LandFraction, &SnowFraction})
+    visit(*p);
   for (auto* p : {&AverageIIS, &VarianceIIS}) visit(*p);
   for (auto* p : {&StartChannel, &EndChannel, &GqisQualFlag}) Each(visit, *p);
 }
@@ -30,7 +31,8 @@ void CProdL1C::EachAvhrrColumn(TVisit visit) {
   visit(AvhrrChannelCombination);
   for (auto* p : {&AvhrrYAP, &AvhrrZAP}) Each(visit, *p);
   Each(visit, AvhrrCPF);
-  for (auto* p : {&AvhrrChannel, &AvhrrMeanExponent, &AvhrrMeanScaled, &AvhrrStdDevExponent, &AvhrrStdDevScaled})
+  for (auto* p :
+       {&AvhrrChannel, &AvhrrMeanExponent, &AvhrrMeanScaled, &AvhrrStdDevExponent, &AvhrrStdDevScaled})
     Each(visit, *p);
   for (auto* p : {&AvhrrMeanRadiance, &AvhrrStdDevRadiance}) Each(visit, *p);
 }

@@ -10,9 +10,9 @@
 /// memory follows what is kept and not what a message claims.
 class CProdL1C : public CProd {
  public:
-  static constexpr int BANDS = 10;           // scale-factor bands
-  static constexpr int CLUSTERS = 7;         // AVHRR radiance clusters
-  static constexpr int AVHRR_CHANNELS = 6;   // channels of a cluster
+  static constexpr int BANDS = 10;          // scale-factor bands
+  static constexpr int CLUSTERS = 7;        // AVHRR radiance clusters
+  static constexpr int AVHRR_CHANNELS = 6;  // channels of a cluster
 
   void SetNull() override;
 
@@ -36,8 +36,8 @@ class CProdL1C : public CProd {
 
   // Per kept pixel:
   IntColumn ScaleBandStartChannel[BANDS], ScaleBandEndChannel[BANDS];
-  IntColumn ScaleBandExponent[BANDS];   // -700 missing
-  RealColumn ScaleBandFactor[BANDS];    // 10^exponent
+  IntColumn ScaleBandExponent[BANDS];  // -700 missing
+  RealColumn ScaleBandFactor[BANDS];   // 10^exponent
   CSpectrum Spectrum;
   IntColumn AvhrrInstrument, AvhrrChannelCombination;
   RealColumn AvhrrYAP[CLUSTERS], AvhrrZAP[CLUSTERS];  // degrees

@@ -2,10 +2,11 @@
 
 template <class TVisit>
 void CProdL2::EachColumn(TVisit visit) {
-  for (auto* p : {&SuperadiabaticIndicator, &LandSeaQualifier, &DayNightQualifier,
-                  &SatelliteDataProcessingTechniqueUsed, &SunGlintIndicator, &CloudFormationAndHeightAssignment,
-                  &InstrumentDetectingClouds, &ValidationFlagForIasiLevel1, &QualityAndCompletenessOfRetrieval,
-                  &RetrievalChoiceIndicator, &SatelliteManoeuvreIndicator})
+  for (auto* p :
+       {&SuperadiabaticIndicator, &LandSeaQualifier, &DayNightQualifier,
+        &SatelliteDataProcessingTechniqueUsed, &SunGlintIndicator, &CloudFormationAndHeightAssignment,
+        &InstrumentDetectingClouds, &ValidationFlagForIasiLevel1, &QualityAndCompletenessOfRetrieval,
+        &RetrievalChoiceIndicator, &SatelliteManoeuvreIndicator})
     visit(*p);
 }
 

@@ -5,7 +5,6 @@
 /// Trace-gas columns.
 class CProdL2trg : public TProdL2<CProdL2trg> {
  public:
-
   /// Sizes the record for nSize pixels; the arrays only grow.
   void InitFirstL2trg(int nSize) { InitKind(nSize); }
 
@@ -15,7 +14,8 @@ class CProdL2trg : public TProdL2<CProdL2trg> {
   template <class TVisit>
   void EachColumn(TVisit visit) {
     visit(SelectionOfBackgroundState);
-    for (auto* p : {&IntegratedN2ODensity, &IntegratedCODensity, &IntegratedCH4Density, &IntegratedCO2Density})
+    for (auto* p :
+         {&IntegratedN2ODensity, &IntegratedCODensity, &IntegratedCH4Density, &IntegratedCO2Density})
       visit(*p);
   }
 };

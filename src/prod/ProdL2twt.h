@@ -5,7 +5,7 @@
 /// Surface description and profiles of temperature and water vapour, 90 or 101 levels each.
 class CProdL2twt : public TProdL2<CProdL2twt> {
  public:
-  static constexpr int LEVELS = 101;      // room
+  static constexpr int LEVELS = 101;     // room
   static constexpr int FEW_LEVELS = 90;  // levels of the oldest layout
 
   /// Sizes the record for nSize pixels; the arrays only grow.
@@ -16,9 +16,9 @@ class CProdL2twt : public TProdL2<CProdL2twt> {
   RealColumn Pressure;         // surface, Pa
   RealColumn SkinTemperature;  // K
   IntColumn PTCount, PMRCount;
-  RealColumn PTPressure[LEVELS];       // Pa
-  RealColumn PTTemperature[LEVELS];    // K
-  RealColumn PMRPressure[LEVELS];      // Pa
+  RealColumn PTPressure[LEVELS];      // Pa
+  RealColumn PTTemperature[LEVELS];   // K
+  RealColumn PMRPressure[LEVELS];     // Pa
   RealColumn PMRMixingRatio[LEVELS];  // kg/kg
 
   template <class TVisit>

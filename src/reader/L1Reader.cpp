@@ -3,7 +3,9 @@
 #include <cstdio>
 
 namespace {
-bool Inside(const SRealFilter& filter, double fValue) { return !(fValue < filter.fMin || fValue > filter.fMax); }
+bool Inside(const SRealFilter& filter, double fValue) {
+  return !(fValue < filter.fMin || fValue > filter.fMax);
+}
 double AsFloat(int64_t nValue) { return static_cast<float>(nValue); }
 CProdL1C* L1C(CProd* pProd) { return static_cast<CProdL1C*>(pProd); }
 }  // namespace

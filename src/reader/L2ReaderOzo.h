@@ -9,8 +9,7 @@ struct SL2KindOzo {
   static CBUFRDescriptor LastDescriptor() { return {0, 15, 20}; }
   static constexpr bool CHECK_KIND = false;
   static constexpr const char* OTHER_KIND = "\nError: data are not ozo";
-  static constexpr const char* FIRST_LEVEL =
-      "\nProbleme interpretation BUFR dans premier niveau de donnees";
+  static constexpr const char* FIRST_LEVEL = "\nProbleme interpretation BUFR dans premier niveau de donnees";
   static void Init(Record* pProd, int nSubsets) { pProd->InitFirstL2ozo(nSubsets); }
 };
 

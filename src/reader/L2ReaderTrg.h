@@ -9,8 +9,7 @@ struct SL2KindTrg {
   static CBUFRDescriptor LastDescriptor() { return {0, 40, 202}; }
   static constexpr bool CHECK_KIND = true;
   static constexpr const char* OTHER_KIND = "\nError: data are not trg";
-  static constexpr const char* FIRST_LEVEL =
-      "\nProbleme interpretation BUFR dans premier niveau de donnees";
+  static constexpr const char* FIRST_LEVEL = "\nProbleme interpretation BUFR dans premier niveau de donnees";
   static void Init(Record* pProd, int nSubsets) { pProd->InitFirstL2trg(nSubsets); }
 };
 

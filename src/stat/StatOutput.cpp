@@ -68,7 +68,9 @@ std::string Outside(const auto& counts) {
          Count(counts.Missing(), "missing");
 }
 
-std::string PositionName(int nPosition) { return nPosition ? "Pix" + std::to_string(nPosition) : ""; }
+std::string PositionName(int nPosition) {
+  return nPosition ? std::string("Pix") + std::to_string(nPosition) : "";
+}
 
 constexpr const char* POSITION_RULE = " (FieldOfViewNumber mod 4 + 1)";
 constexpr const char* CLASS_RULE =
@@ -181,7 +183,7 @@ bool CStatOutput::Close(CStreamWriter* pMain, int nSatellite) {
   if (m_pHistoPix) {
     m_pHistoPix->Close();
     for (int i = 0; i <= (m_pSurfacePeriod ? SPosition::COUNT : 0); ++i)
-      WriteFile(HISTO_PIX_SUFFIX + (i ? ".pix" + std::to_string(i) : "") + ".txt",
+      WriteFile(HISTO_PIX_SUFFIX + (i ? std::string(".pix") + std::to_string(i) : "") + ".txt",
                 [=, this](CStatTable& table) { WriteHistoPix(table, i); });
   }
   if (m_pBoxStat) WriteFile(BOX_SUFFIX, [this](CStatTable& table) { WriteBoxStat(table); });
@@ -202,7 +204,7 @@ void CStatOutput::WriteSurfacePeriod() {
     }
   }
   for (int i = 1; i <= SPosition::COUNT; ++i) {
-    WriteFile(".pix" + std::to_string(i) + SUFFIX, [&](CStatTable& table) {
+    WriteFile(std::string(".pix") + std::to_string(i) + SUFFIX, [&](CStatTable& table) {
       CSpeMultiStat stat = m_pSurfacePeriod->Position(i);
       WriteSpectra(table, stat, "pixel position " + std::to_string(i) + POSITION_RULE);
     });
