@@ -126,12 +126,15 @@ constexpr SElement CLUSTER_CHANNEL[] = {
 
 /// Radiance of an AVHRR channel. The test of the mantissa against -1 and of the exponent against -700 is the
 /// same for the mean, whose exponent is -1 when missing, and for the deviation, whose mantissa is -700 then:
-/// both get through, as users of the archive know them.
-void ScaleAvhrr(int nRows, const IntColumn& scaled, const IntColumn& exponent, RealColumn& radiance) {
+/// both get through, as users of the archive know them. In a channel that did not decode as a whole they may
+/// stand for what was not decoded at all, and give no radiance.
+void ScaleAvhrr(bool bWhole, int nRows, const IntColumn& scaled, const IntColumn& exponent,
+                RealColumn& radiance) {
+  constexpr int64_t NONE = CBUFRReaderL1C::DEFAULT_VALUE_SF;
   double* pOut = radiance.Write();
   for (int i = 0; i < nRows; ++i) {
-    const bool bValid =
-        scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF;
+    const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != NONE &&
+                        (bWhole || (scaled[i] != NONE && exponent[i] != CProd::DEFAULT_VALUE_M1));
     pOut[i] = bValid ? static_cast<double>(scaled[i]) / std::pow(10.0, static_cast<double>(exponent[i]))
                      : static_cast<double>(CProd::DEFAULT_VALUE_M777);
   }
@@ -203,14 +206,14 @@ int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
   int nStatus = DecodeLayout(AVHRR, *pProd, bitPos, 0, &gather);
   for (int i = 0; i < P::CLUSTERS; ++i) {
     nStatus &= DecodeLayout(CLUSTER, *pProd, bitPos, i, &gather);
-    for (int j = 0; j < P::AVHRR_CHANNELS; ++j)
-      nStatus &= DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, i * P::AVHRR_CHANNELS + j, &gather);
-  }
-  for (int i = 0; i < P::CLUSTERS * P::AVHRR_CHANNELS; ++i) {
-    ScaleAvhrr(gather.nCount, pProd->AvhrrMeanScaled[i], pProd->AvhrrMeanExponent[i],
-               pProd->AvhrrMeanRadiance[i]);
-    ScaleAvhrr(gather.nCount, pProd->AvhrrStdDevScaled[i], pProd->AvhrrStdDevExponent[i],
-               pProd->AvhrrStdDevRadiance[i]);
+    for (int j = i * P::AVHRR_CHANNELS; j < (i + 1) * P::AVHRR_CHANNELS; ++j) {
+      const int nWhole = DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, j, &gather);
+      ScaleAvhrr(nWhole, gather.nCount, pProd->AvhrrMeanScaled[j], pProd->AvhrrMeanExponent[j],
+                 pProd->AvhrrMeanRadiance[j]);
+      ScaleAvhrr(nWhole, gather.nCount, pProd->AvhrrStdDevScaled[j], pProd->AvhrrStdDevExponent[j],
+                 pProd->AvhrrStdDevRadiance[j]);
+      nStatus &= nWhole;
+    }
   }
   return nStatus;
 }

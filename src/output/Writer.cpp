@@ -11,7 +11,7 @@ namespace {
 
 constexpr int CHUNK = 2048;  // spectrum values converted at a time
 
-/// Assembles a block in memory; blocks are at most a few kilobytes (1648 bytes in binary, 410 columns in
+/// Assembles a block in memory; blocks are at most a few kilobytes (1648 bytes in binary, 412 columns in
 /// text).
 class CBinBlock {
  public:
@@ -68,7 +68,7 @@ class CTextBlock {
 
  private:
   int m_nSize = 0;
-  char m_arText[410 * (TEXT_REAL_MAX + 1)];
+  char m_arText[412 * (TEXT_REAL_MAX + 1)];
 };
 
 int Low32(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue)); }

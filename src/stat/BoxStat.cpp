@@ -86,14 +86,13 @@ using CL1C = CProdL1C;
 using CClp = CProdL2clp;
 using CTrg = CProdL2trg;
 using CTwt = CProdL2twt;
-using enum CSpeMultiStat::ESet;
 
 constexpr const char* DENSITY = "kg/m2";
 
 constexpr CBoxStat::SColumn COLUMNS[] = {
     {"L1CCount", nullptr, 0, AddPixel},
-    {"L1CClearCount", nullptr, 0, AddSky<CLEAR>},
-    {"L1CCloudyCount", nullptr, 0, AddSky<CLOUDY>},
+    {"L1CClearCount", nullptr, 0, AddSky<CSpeMultiStat::CLEAR>},
+    {"L1CCloudyCount", nullptr, 0, AddSky<CSpeMultiStat::CLOUDY>},
     {"L1CCloudFraction", "percent", 0, AddCloudFraction},
     {"L1CAverageIIS", "W/(m2 sr m-1)", 0, AddField<CL1C, &CL1C::AverageIIS>},
     {"ozoCount", nullptr, 1, AddPixel},

@@ -6,7 +6,6 @@
 
 CHistoMultiPix::CHistoMultiPix(const SHistoParam& param, int nColumns, bool bPositions)
     : m_classes(param.fMin, param.fMax, param.nClasses),
-      m_nColumns(nColumns),
       m_arLeaves(bPositions ? 1 + SPosition::COUNT : 1,
                  SLeaf{CRowBatch(nColumns), CCounts(nColumns, param.nClasses)}) {}
 

@@ -61,6 +61,5 @@ class CHistoMultiPix {
   void Flush(SLeaf& leaf);
 
   CClasses m_classes;
-  int m_nColumns;
   std::vector<SLeaf> m_arLeaves;
 };

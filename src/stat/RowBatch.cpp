@@ -138,6 +138,7 @@ bool CRowBatch::Add(const SSpectrumRow& row) {
 }
 
 bool CRowBatch::Block(int nBlock, double* pTile) const {
+  if (m_nRows == 0) return false;
   if (!m_pScale) {
     std::memcpy(pTile, m_arReals.data() + Start(nBlock, 0), sizeof(double) * BLOCK * m_nRows);
     return m_arMissing[nBlock];
