@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
 
@@ -17,15 +20,9 @@ std::string Interpret(CConfigParam& config, const char* szName, const char* szVa
   return std::to_string(nResult) + " " + testing::internal::GetCapturedStdout();
 }
 
-/// Splits "a b c" into arguments.
 TArguments Words(const std::string& szText) {
-  TArguments arWords;
-  for (size_t n = 0; n < szText.size();) {
-    const size_t nEnd = std::min(szText.find(' ', n), szText.size());
-    arWords.push_back(szText.substr(n, nEnd - n));
-    n = nEnd + 1;
-  }
-  return arWords;
+  std::istringstream words(szText);
+  return {std::istream_iterator<std::string>(words), {}};
 }
 
 /// What a run prints behind the banner, the help text as "HELP\n". The exit status is always 0.
@@ -43,68 +40,46 @@ std::string Output(const TArguments& arArguments) {
 }  // namespace
 
 TEST(Options, EchoAndResult) {
-  static const std::string NAME_200(200, 'n');
-  static const std::string LONG_BOX = "1-2,3-4," + NAME_200 + "nn",
-                           LONG_ECHO = "1 -box 3: 1-2, 3-4, " + NAME_200 + "\n";
+  const std::string NAME_200(200, 'n'), LONG_BOX = "1-2,3-4," + NAME_200 + "nn",
+                                        LONG_ECHO = "1 -box 3: 1-2, 3-4, " + NAME_200 + "\n";
   const struct {
     const char *szName, *szValue, *szWanted;
   } arCases[] = {
       {"h", nullptr, "1 "},
       {"H", nullptr, "0 "},
-      {"", "1", "0 "},
       {"cfg", "a%sb", "1 -cfg a%sb\n"},
       {"ef", " a | b|", "1 -ef a|b|\n"},
       {"mf", "a, b", "1 -mf a|b\n"},
-      {"mf2", "a|b", "1 -mf2 a|b\n"},
       {"of", "txtstat", "1 -of 3\n"},
       {"of", "text", "3 Unable to interpret parameter value text\n"},
-      {"fd", "2011-3-5", "1 -fd 2011-03-05\n"},
       {"fd", "2011-03-155", "1 -fd 2011-03-15\n"},
       {"ld", "20110-03-15", "3 "},
       {"ld", nullptr, "2 "},
       {"bi", "-7", "1 -bi 1\n"},
-      {"bi", "0x", "1 -bi 0\n"},
-      {"bi", "x", "3 "},
-      {"t2", "foo", "3 Unable to decode L2 type of product foo\n"},
       {"t2", "foo,ozo", "3 Unable to decode L2 type of product foo\n-t2 ozo\n"},
       {"t2", "twt, foo,ems", "1 -t2 twt\n-t2 ems\n"},
       {"mila", "-45.50", "1 -mila -45.5\n"},
-      {"malo", "1e9x", "1 -malo 1e+09\n"},
       {"c", "1-5,10,abc, 7-x,-3-2,5--1",
        "3 -c 1-5\n-c 10\nUnable to decode parameter channel abc\n-c 7\n-c -3-2\n-c 5--1\n"},
-      {"c", "", "3 Unable to decode parameter channel \n"},
       {"on", "x,99999999999", "3 Unable to decode parameter orbit x\n-on 2147483647\n"},
-      {"sln", "1 - 5", "1 -sln 1\n"},
-      {"sln", "x%d", "3 Unable to decode parameter scan line x%d\n"},
+      {"sln", "1 - 5,x%d", "3 -sln 1\nUnable to decode parameter scan line x%d\n"},
       {"fov", "4-1,y", "3 -fov 4-1\nUnable to decode parameter field of view y\n"},
       {"mca", "50.9", "1 -mca 50\n"},
       {"maxres", "-99999999999999999999999", "1 -maxres -2147483648\n"},
-      {"skip", " +12", "1 -skip 12\n"},
       {"lf", "10-20.25", "1 -lf 10-20.25\n"},
-      {"lf", "10", "3 "},
       {"va", "50", "1 -va 50-50\n"},
-      {"va", "-", "3 "},
-      {"tb", "1", "1 -tb 1\n"},
       {"tb", "01", "3 "},
-      {"stsext", nullptr, "2 "},
       {"tp", "night", "1 -tp night (2)\n"},
-      {"tp", "Day", "3 "},
       {"st", "land", "1 -st 2\n"},
-      {"st", "earth", "3 "},
       {"qlt", "ynx", "1 -qlt ynn\n"},
       {"tr", "06h00m00s,1h2m3s-22h30m59s,1h2m3s-4h,x",
        "3 -tr 06h00m00s\n-tr 01h02m03s-22h30m59s\nUnable to decode parameter time period 1h2m3s-4h\n"
        "Unable to decode parameter time period x\n"},
       {"boxstat", "90-180", "1 -boxstat 90-180\n"},
-      {"boxstat", "90", "3 "},
-      {"histlat", "-90-90,180", "1 -histlat -90-90,180\n"},
       {"histpix", "0.0001-0.001,100", "1 -histpix 0.0001-0.001,100\n"},
       {"histsnow", "10-10,5", "3 "},
-      {"histland", "0-90,0", "3 "},
-      {"histvar", "0-90,x", "3 "},
       {"box", "43-44,1-2,Marevill", "1 -box 1: 43-44, 1-2, Marevill\n"},
       {"box", "-10 - -5.5,-1-2,\tb\xFF% c", "1 -box 2: -10--5.5, -1-2, b\xFF%\n"},
-      {"box", "43-44,1-2,", "3 "},
       {"box", LONG_BOX.c_str(), LONG_ECHO.c_str()},
   };
   CConfigParam config;
@@ -112,27 +87,19 @@ TEST(Options, EchoAndResult) {
     EXPECT_EQ(Interpret(config, c.szName, c.szValue), c.szWanted)
         << c.szName << " " << (c.szValue ? c.szValue : "");
   }
-  EXPECT_STREQ(config.arBoxes[1]->Name(), "b\xFF%");
-  EXPECT_EQ(config.arChannels.Count(), 5);
-  EXPECT_EQ(config.arTimePeriods[0]->nEndHour, 6);
 }
 
 TEST(Options, KeepReplaceOrPartlyChange) {
   CConfigParam config;
-  EXPECT_STREQ(config.arL1CExtensions.GetStringAt(1), "bin");
   Interpret(config, "ef", "x");
   EXPECT_EQ(config.arL1CExtensions.Count(), 1);
   Interpret(config, "c", "1-5");
   Interpret(config, "c", "10");
-  ASSERT_EQ(config.arChannels.Count(), 2);
-  EXPECT_EQ(config.arChannels[1]->nMax, 10);
+  EXPECT_EQ(config.arChannels.Count(), 2);
   Interpret(config, "sf", "7-x");  // not accepted, but read up to there
   EXPECT_TRUE(config.snowFraction.fMin == 7 && config.snowFraction.fMax == -1 && !config.snowFraction.bOn);
-  Interpret(config, "histvar", "3-2,9");
-  EXPECT_TRUE(config.arHistos[HISTO_VAR].nClasses == 9 && !config.arHistos[HISTO_VAR].bOn);
   for (const char* szValue : {"yn", "yyyy", static_cast<const char*>(nullptr)}) {
     Interpret(config, "qlt", "nyy");
-    EXPECT_TRUE(!config.arbQuality[0] && config.arbQuality[1] && config.arbQuality[2]);
     Interpret(config, "qlt", szValue);
     EXPECT_FALSE(config.arbQuality[1] || config.arbQuality[2]);
   }
@@ -143,45 +110,29 @@ TEST(Options, KeepReplaceOrPartlyChange) {
 
 TEST(CommandLine, HelpText) {
   const std::string szHelp = RunVex({"-h"}).szOutput.substr(BANNER.size());
-  EXPECT_EQ(CountOf(szHelp, "\n"), 73);
-  EXPECT_EQ(CountOf(szHelp, "   1 : default 2\xB0*2\xB0 mesh\n"), 1);
   uint64_t nHash = 14695981039346656037u;  // FNV-1a; the text itself was compared with its source once
   for (const char c : szHelp) nHash = (nHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
   EXPECT_EQ(nHash, 4130441220978113250u) << szHelp;
 }
 
 TEST(CommandLine, EndsBeforeExtraction) {
-  const std::string NO_REQUEST =
-      "Error: output file path is missing\nError: you must at least request -h, -c, -avhrr or -t2\n"
-      "Error: time period must be specified with -fd and -ld\n";
   const struct {
     const char *szArguments, *szWanted;
   } arCases[] = {
-      {"", NO_REQUEST.c_str()},
+      {"",
+       "Error: output file path is missing\nError: you must at least request -h, -c, -avhrr or -t2\n"
+       "Error: time period must be specified with -fd and -ld\n"},
       {"-c", "Missing value for parameter:c\nHELP\n"},
       {"-", "HELP\n"},
       {"-x -mila -45 - --help", "Unknown parameter:x\n-mila -45\nUnknown parameter:-help\nHELP\n"},
-      {"-mila -x", "Invalid parameter:mila with value:-x\nUnknown parameter:x\nHELP\n"},
       {"-h -qlt yn", "Invalid parameter:qlt with value:yn\nHELP\n"},
       {"-h -out o", "-out o\nHELP\n"},
       {"-cfg /nonexistent/c -x",
        "-cfg /nonexistent/c\nUnknown parameter:x\nERROR: unable to open configuration file "
        "(/nonexistent/c)!\nHELP\n"},
-      {"-out o -avhrr 1 -t2 clp -fd 2011-03-31 -ld 2011-03-01",
-       "-out o\n-avhrr 1\n-t2 clp\n-fd 2011-03-31\n-ld 2011-03-01\n"
-       "Error: input directory path for L1c data is missing\n"
-       "Error: input directory path for L2 data is missing\nError: last date must be after first date\n"},
-      {"-out o -d2 i -t2 clp -ld 2011-03-15", "-out o\n-d2 i\n-t2 clp\n-ld 2011-03-15\n"},
-      {"-out o -myd2 i -t2 clp -ld 2011-03-15",
-       "-out o\n-myd2 i\n-t2 clp\n-ld 2011-03-15\nError: time period must be specified with -fd and -ld\n"},
-      {"-out o -d2 i -t2 clp -fd 2011-03-15",
-       "-out o\n-d2 i\n-t2 clp\n-fd 2011-03-15\nError: last date must be after first date\n"},
       {"-out o -d i -c 1 -fd 2011-03-15 -ld 2011-03-15 -of txtstat -box 1-2,3-4,b",
        "-out o\n-d i\n-c 1\n-fd 2011-03-15\n-ld 2011-03-15\n-of 3\n-box 1: 1-2, 3-4, b\n"
        "Error: box definition only in extraction mode (of=bin or of=txt)\n"},
-      // Day 31 against the 1st of the next month: months count as 30.4375 days.
-      {"-out o -d i -c 1 -fd 2011-02-32 -ld 2011-03-01",
-       "-out o\n-d i\n-c 1\n-fd 2011-02-32\n-ld 2011-03-01\nError: last date must be after first date\n"},
   };
   for (const auto& c : arCases) EXPECT_EQ(Output(Words(c.szArguments)), c.szWanted) << c.szArguments;
 }
@@ -203,32 +154,42 @@ TEST(CommandLine, ConfigurationFile) {
                 "-cfg other\n-tb 1\n-lca 5\nHELP\n");
 }
 
-// All that is printed up to the selection of files.
-TEST(CommandLine, WarningsOfAUsableRun) {
-  const std::string szMore = " -fd 2011-03-15 -ld 2011-03-15 -out /nonexistent/o -alt /nonexistent",
-                    szMoreEcho = "-fd 2011-03-15\n-ld 2011-03-15\n-out /nonexistent/o\n-alt /nonexistent\n";
+// Options that are echoed as they are given; with bUsable all that is printed up to the altitude grid.
+TEST(CommandLine, RequestsAreChecked) {
   const struct {
-    const char *szArguments, *szEcho, *szWarnings;
+    const char *szArguments, *szMessages;
+    bool bUsable = false;
   } arCases[] = {
-      {"-d2 /none -d /none -t2 ems -mca 99 -qlt nny -tb 1 -histsnow 0-1,2 -boxstat 1 -stsext 1",
-       "-d2 /none\n-d /none\n-t2 ems\n-mca 99\n-qlt nny\n-tb 1\n-histsnow 0-1,2\n-boxstat 1\n-stsext 1\n",
+      {"-avhrr 1 -t2 clp -fd 2011-03-31 -ld 2011-03-01",
+       "Error: input directory path for L1c data is missing\n"
+       "Error: input directory path for L2 data is missing\nError: last date must be after first date\n"},
+      {"-d2 i -t2 clp -ld 2011-03-15", ""},
+      {"-myd2 i -t2 clp -ld 2011-03-15", "Error: time period must be specified with -fd and -ld\n"},
+      {"-d2 i -t2 clp -fd 2011-03-15", "Error: last date must be after first date\n"},
+      // Day 31 against the 1st of the next month: months count as 30.4375 days.
+      {"-d i -c 1 -fd 2011-02-32 -ld 2011-03-01", "Error: last date must be after first date\n"},
+      {"-d2 i -d i -t2 ems -mca 99 -qlt nny -tb 1 -histsnow 0-1,2 -boxstat 1 -stsext 1",
        "Warning: mca filter not applied in L2 extraction\n"
        "Warning: qlt filter not applied in L2 extraction\n"
        "Warning: L1c input directory specified but no L1c extraction requested\n"
        "Warning: conversion to brightness temperature available only in L1c extraction or statistics\n"
        "Warning: histograms only for L1c spectrums\nWarning: histograms only in txtstat mode\n"
-       "Warning: boxstat only in txtstat mode\nWarning: st/tp stat only in txtstat mode\n"},
-      {"-of txtstat -t2 ozo -c 5 -d /none -myd2 /none", "-of 3\n-t2 ozo\n-c 5\n-d /none\n-myd2 /none\n",
-       "Warning: statistics on L2 products only in boxstat mode\n"},
-      {"-mca 99 -qlt yyy -avhrr 1 -d /none -myd2 /none",
-       "-mca 99\n-qlt yyy\n-avhrr 1\n-d /none\n-myd2 /none\n",
-       "Warning: L2 input directory specified but no L2 extraction requested\n"},
-      {"-h -avhrr 1 -d /none", "-avhrr 1\n-d /none\n", "HELP\n"},
+       "Warning: boxstat only in txtstat mode\nWarning: st/tp stat only in txtstat mode\n",
+       true},
+      {"-of txtstat -t2 ozo -c 5 -d i -myd2 i", "Warning: statistics on L2 products only in boxstat mode\n",
+       true},
+      {"-mca 99 -qlt yyy -avhrr 1 -d i -myd2 i",
+       "Warning: L2 input directory specified but no L2 extraction requested\n", true},
   };
   for (const auto& c : arCases) {
-    const std::string szOutput = Output(Words(c.szArguments + szMore));
-    const std::string szWanted =
-        c.szEcho + szMoreEcho + c.szWarnings + "ERROR: Unable to open file /nonexistent\n";
-    EXPECT_EQ(szOutput.substr(0, szWanted.size()), szWanted);
+    const TArguments arWords = Words(std::string(c.bUsable ? "-fd 2011-03-15 -ld 2011-03-15 " : "") +
+                                     c.szArguments + " -out /none/o -alt /none");
+    std::string szEcho;
+    for (size_t n = 0; n < arWords.size(); n += 2)
+      szEcho += arWords[n] + " " + (arWords[n + 1] == "txtstat" ? "3" : arWords[n + 1]) + "\n";
+    const std::string szOutput = Output(arWords);
+    const size_t nGrid = szOutput.find("ERROR: Unable to open file /none\n");
+    EXPECT_EQ(nGrid != std::string::npos, c.bUsable) << szOutput;
+    EXPECT_EQ(szOutput.substr(0, nGrid), szEcho + c.szMessages);
   }
 }

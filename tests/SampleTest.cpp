@@ -1,14 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <bitset>
 #include <cmath>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <iomanip>
 #include <map>
 #include <set>
-#include <tuple>
+#include <sstream>
 
 #include "TestSupport.h"
+#include "app/ConfigParam.h"
 #include "sample/BUFREncoder.h"
 #include "sample/ProductEncoder.h"
 #include "sample/SampleArchive.h"
@@ -19,19 +22,11 @@ namespace fs = std::filesystem;
 
 constexpr int64_t MISSING = CBUFREncoder::MISSING;
 
-std::string Hex(std::string_view szBytes) {
-  std::string szHex;
-  for (const char c : szBytes) {
-    char szByte[3];
-    std::snprintf(szByte, sizeof szByte, "%02x", static_cast<unsigned char>(c));
-    szHex += szByte;
-  }
-  return szHex;
-}
-
-std::string DataHex(const CBUFREncoder& encoder) {
-  const std::vector<uint8_t> arData = encoder.SectionData();
-  return Hex({reinterpret_cast<const char*>(arData.data()), arData.size()});
+template <class T>
+std::string Hex(const T& bytes) {
+  std::ostringstream out;
+  for (const auto c : bytes) out << std::hex << std::setw(2) << std::setfill('0') << (c & 0xFF);
+  return out.str();
 }
 
 std::vector<SSamplePixel> Line(int nPixels, int64_t nLine = 5000) {
@@ -43,41 +38,25 @@ std::vector<SSamplePixel> Line(int nPixels, int64_t nLine = 5000) {
 
 // One element as the independent decoder prints it; NaN for missing, one value when all pixels are equal.
 struct SDumped {
-  int nFXY = 0, nScale = 0, nWidth = 0;
-  int64_t nReference = 0;
   std::vector<double> arValues;
+  std::map<std::string, int64_t> attributes;
 };
 
-int64_t NumberAfter(const std::string& szText, const char* szKey, size_t nFrom) {
-  const size_t n = szText.find(szKey, nFrom);
-  return n == std::string::npos
-             ? INT64_MIN
-             : std::strtoll(&szText[szText.find_first_of("-0123456789", n + 8)], nullptr, 10);
-}
-
-std::vector<SDumped> ParseDump(const std::string& szText) {
+std::vector<SDumped> ParseDump(std::string szJson) {
+  for (char& c : szJson) c = std::strchr("[]{}:,\"", c) ? ' ' : c;
   std::vector<SDumped> arDumped;
-  for (size_t n = szText.find("\"value\""); n != std::string::npos; n = szText.find("\"value\"", n)) {
-    const size_t nEnd = szText.find("\"index\"", n);
-    if (nEnd == std::string::npos) break;
-    SDumped dumped;
-    for (n += 8; n < nEnd;) {
-      n = std::min(szText.find_first_of("-0123456789n", n), nEnd);
-      if (n == nEnd) break;
-      char* pAfter = nullptr;
-      dumped.arValues.push_back(szText[n] == 'n' ? std::nan("") : std::strtod(&szText[n], &pAfter));
-      n = szText[n] == 'n' ? n + 4 : static_cast<size_t>(pAfter - szText.data());
+  std::istringstream words(szJson);
+  for (std::string szWord; words >> szWord;) {
+    if (szWord == "value") {
+      arDumped.emplace_back();
+      while (words >> szWord && szWord != "index")
+        arDumped.back().arValues.push_back(szWord == "null" ? std::nan("") : std::stod(szWord));
     }
-    dumped.nFXY = static_cast<int>(NumberAfter(szText, "\"code\"", n));
-    dumped.nScale = static_cast<int>(NumberAfter(szText, "\"scale\"", n));
-    dumped.nReference = NumberAfter(szText, "\"reference\"", n);
-    dumped.nWidth = static_cast<int>(NumberAfter(szText, "\"width\"", n));
-    arDumped.push_back(dumped);
+    for (const char* szName : {"code", "scale", "reference", "width"})
+      if (szWord == szName) words >> arDumped.back().attributes[szName];
   }
   return arDumped;
 }
-
-bool HaveEcCodes() { return RunProgram("bufr_dump", {"-V"}).nStatus == 0; }
 
 }  // namespace
 
@@ -90,26 +69,10 @@ TEST(BUFREncoder, WritesTinyMessagesBitForBit) {
   // 0000000011 | 000010 | 00 10, filled with zeros
   EXPECT_EQ(encoder.BitCount(), 20);
   EXPECT_EQ(Hex(encoder.Message()),
-            "42554652"
-            "000032"
-            "04"  // section 0: 50 bytes, edition 4
-            "000016"
-            "00"
-            "00fe"
-            "0000"
-            "00"
-            "00"
-            "030700"
-            "0d00"
-            "07dd0414170000"  // section 1: 22 bytes
-            "000009"
-            "00"
-            "0002"
-            "c0"
-            "0107"  // section 3: 9 bytes
-            "000007"
-            "00"
-            "00c220"
+            "4255465200003204"
+            "0000160000fe000000000307000d0007dd0414170000"
+            "000009000002c00107"
+            "0000070000c220"
             "37373737");
 
   encoder.header.nEdition = 3;  // two-digit year, one-byte centre and sub-centre, even lengths, section 2
@@ -119,30 +82,11 @@ TEST(BUFREncoder, WritesTinyMessagesBitForBit) {
   encoder.nForceTotalLength = 0;
   encoder.szEndMarker = "777";
   EXPECT_EQ(Hex(encoder.Message()),
-            "42554652"
-            "000000"
-            "03"
-            "000012"
-            "00"
-            "00fe"
-            "00"
-            "80"
-            "0307"
-            "0d00"
-            "0d04141700"
-            "00"
-            "000006"
-            "00"
-            "ab00"
-            "00000a"
-            "00"
-            "ffff"
-            "c0"
-            "0107"
-            "00"
-            "000008"
-            "00"
-            "00c22000"
+            "4255465200000003"
+            "0000120000fe008003070d000d0414170000"
+            "00000600ab00"
+            "00000a00ffffc0010700"
+            "0000080000c22000"
             "373737");
 }
 
@@ -161,14 +105,14 @@ TEST(BUFREncoder, PacksValuesAsNarrowAsMissingAllows) {
   for (const auto& c : arCases) {
     CBUFREncoder encoder(static_cast<int>(c.arRaw.size()));
     encoder.Values(c.nWidth, c.arRaw);
-    EXPECT_EQ(DataHex(encoder), c.szHex);
+    EXPECT_EQ(Hex(encoder.SectionData()), c.szHex);
   }
 
   // Every call at every offset, against a plain string of bits.
   CBUFREncoder encoder(3);
   std::string szBits;
   const auto expect = [&](uint64_t nValue, int nBits) {
-    for (int n = nBits - 1; n >= 0; --n) szBits += (nValue >> n & 1) != 0 ? '1' : '0';
+    szBits += std::bitset<64>(nValue).to_string().substr(static_cast<size_t>(64 - nBits));
   };
   for (int nWidth = 1; nWidth <= 64; ++nWidth) {
     const uint64_t nValue = SampleHash(1, static_cast<uint64_t>(nWidth));
@@ -182,156 +126,92 @@ TEST(BUFREncoder, PacksValuesAsNarrowAsMissingAllows) {
     expect(0, nWidth);
     for (const int n : {3, 0, 7, 1}) expect(static_cast<uint64_t>(n), n == 3 ? 6 : 3);
   }
-  ASSERT_EQ(encoder.BitCount(), static_cast<int64_t>(szBits.size()));
-  const std::vector<uint8_t> arData = encoder.SectionData();
-  ASSERT_EQ(arData.size(), (szBits.size() + 7) / 8);
-  for (size_t n = 0; n < arData.size() * 8; ++n) {
-    ASSERT_EQ((arData[n / 8] >> (7 - n % 8)) & 1, n < szBits.size() && szBits[n] == '1') << n;
-  }
+  std::string szFound;
+  for (const uint8_t nByte : encoder.SectionData()) szFound += std::bitset<8>(nByte).to_string();
+  szBits.resize((szBits.size() + 7) / 8 * 8, '0');
+  EXPECT_EQ(szFound, szBits);
 }
-
-class ProductMessages : public ::testing::TestWithParam<std::tuple<EKind, int, int>> {};
 
 // Every element of every layout, its width, scale and reference and the values of all pixels, as an
 // independent decoder finds them from the descriptors in the message.
-TEST_P(ProductMessages, DecodeElsewhereToWhatWentIn) {
-  const auto [eKind, nLayout, nEdition] = GetParam();
-  if (!HaveEcCodes()) GTEST_SKIP() << "ecCodes' bufr_dump is not installed";
-  CProductEncoder products;
-  SEncodeOptions options;
-  options.bMissing = true;
-  options.nEdition = nEdition;
-  std::vector<SFieldValues> arFields;
-  CTempDir dir;
-  const std::string szPath =
-      dir.Write("message.bufr", products.Encode(eKind, nLayout, Line(9), options, &arFields).Message());
-  const SRun run = RunProgram("bufr_dump", {"-jf", szPath});
-  ASSERT_EQ(run.nStatus, 0) << run.szErrors;
-  EXPECT_EQ(run.szErrors, "");
-
-  const std::vector<SDumped> arDumped = ParseDump(run.szOutput);
-  ASSERT_EQ(arDumped.size(), arFields.size());
-  int nMissing = 0;
-  for (size_t n = 0; n < arFields.size(); ++n) {
-    const STemplateField& field = arFields[n].field;
-    const SDumped& dumped = arDumped[n];
-    ASSERT_EQ(std::tuple(dumped.nFXY, dumped.nScale, dumped.nReference, dumped.nWidth),
-              std::tuple(field.nFXY, field.nScale, field.nReference, field.nWidth))
-        << n << field.szName;
-    for (size_t p = 0; p < 9; ++p) {
-      const double fDumped = dumped.arValues[dumped.arValues.size() == 1 ? 0 : p];
-      const double fValue = arFields[n].Value(p);
-      nMissing += arFields[n].IsMissing(p);
-      ASSERT_EQ(std::isnan(fDumped), std::isnan(fValue)) << n << field.szName << p;
-      // The dump has six digits.
-      if (!std::isnan(fValue)) {
-        ASSERT_NEAR(fDumped, fValue, 6e-6 * std::abs(fValue)) << n << field.szName << p;
-      }
-    }
-  }
-  if (eKind == EKind::L1C || eKind == EKind::TWT) {
-    EXPECT_GT(nMissing, 0);
-  }
-}
-
-namespace {
-std::vector<std::tuple<EKind, int, int>> AllLayouts() {
-  std::vector<std::tuple<EKind, int, int>> arAll = {
+TEST(ProductEncoder, MessagesDecodeElsewhereToWhatWentIn) {
+  if (RunProgram("bufr_dump", {"-V"}).nStatus != 0) GTEST_SKIP() << "ecCodes' bufr_dump is not installed";
+  std::vector<std::tuple<EKind, int, int>> arLayouts = {
       {EKind::L1C, 1, 4}, {EKind::L1C, 2, 4}, {EKind::L1C, 2, 3}, {EKind::TWT, 0, 3}};
   for (const EKind eKind : arKinds) {
     for (const int nVersion : {0, 3, 4, 5, 6, 7, 8}) {
-      if (eKind != EKind::L1C) arAll.emplace_back(eKind, nVersion, 4);
+      if (eKind != EKind::L1C) arLayouts.emplace_back(eKind, nVersion, 4);
     }
   }
-  return arAll;
-}
-}  // namespace
-
-INSTANTIATE_TEST_SUITE_P(AllLayouts, ProductMessages, ::testing::ValuesIn(AllLayouts()),
-                         [](const auto& test) {
-                           return std::string(KindName(std::get<0>(test.param))) + "_" +
-                                  std::to_string(std::get<1>(test.param)) + "_edition" +
-                                  std::to_string(std::get<2>(test.param));
-                         });
-
-TEST(ProductEncoder, KeepsEveryDigitOfPlaceAndTime) {
-  if (!HaveEcCodes()) GTEST_SKIP() << "ecCodes' bufr_filter is not installed";
   CProductEncoder products;
   CTempDir dir;
-  const std::vector<SSamplePixel> arPixels = Line(1);
-  const SSamplePixel& p = arPixels[0];
-  const std::string szRules = dir.Write(
-      "rules",
-      "set unpack=1;\nprint \"[latitude%.5f] [longitude%.5f] [solarZenithAngle%.2f] [second%.3f]\";\n");
-  const std::string szPath = dir.Write("message.bufr", products.Encode(EKind::L1C, 2, arPixels).Message());
-  char szExpected[200];
-  std::snprintf(szExpected, sizeof szExpected, "%.5f %.5f %.2f %.3f\n", p.fLatitude, p.fLongitude,
-                p.fSolarZenith, p.nMilliseconds / 1000.0);
-  EXPECT_EQ(RunProgram("bufr_filter", {szRules, szPath}).szOutput, szExpected);
+  for (const auto& [eKind, nLayout, nEdition] : arLayouts) {
+    SCOPED_TRACE(testing::Message() << KindName(eKind) << " " << nLayout << " edition " << nEdition);
+    std::vector<SFieldValues> arFields;
+    const CBUFREncoder encoder =
+        products.Encode(eKind, nLayout, Line(9), {.nEdition = nEdition, .bMissing = true}, &arFields);
+    const SRun run = RunProgram("bufr_dump", {"-jf", dir.Write("message.bufr", encoder.Message())});
+    ASSERT_EQ(run.szErrors, "");
+    const std::vector<SDumped> arDumped = ParseDump(run.szOutput);
+    ASSERT_EQ(arDumped.size(), arFields.size());
+    int nMissing = 0;
+    for (size_t n = 0; n < arFields.size(); ++n) {
+      const STemplateField& field = arFields[n].field;
+      const SDumped& dumped = arDumped[n];
+      const std::map<std::string, int64_t> expected = {{"code", field.nFXY},
+                                                       {"scale", field.nScale},
+                                                       {"reference", field.nReference},
+                                                       {"width", field.nWidth}};
+      ASSERT_EQ(dumped.attributes, expected) << n << field.szName;
+      for (size_t p = 0; p < 9; ++p) {
+        const double fDumped = dumped.arValues.at(dumped.arValues.size() == 1 ? 0 : p);
+        const double fValue = arFields[n].Value(p);
+        nMissing += std::isnan(fValue);
+        // The dump has six digits.
+        ASSERT_TRUE(std::isnan(fValue) ? std::isnan(fDumped)
+                                       : std::abs(fDumped - fValue) <= 6e-6 * std::abs(fValue))
+            << n << field.szName << " of " << p << " is " << fDumped << " for " << fValue;
+      }
+    }
+    EXPECT_TRUE(nMissing > 0 || (eKind != EKind::L1C && eKind != EKind::TWT));
+  }
 }
 
 // The benchmarks count on spectra that pack as real ones do.
 TEST(ProductEncoder, SpectraPackLikeRealOnes) {
   CProductEncoder products;
   double fBits = 0;
-  int nLeast = 99, nMost = 0, nChannels = 0;
+  int nChannels = 0;
   for (const int64_t nLine : {100, 2000, 4000, 6500, 9000}) {
     std::vector<SFieldValues> arFields;
     products.Encode(EKind::L1C, 2, Line(120, nLine), {}, &arFields);
     for (const SFieldValues& f : arFields) {
       if (f.field.nFXY != 14046 || f.field.nOccurrence > CSpectrumModel::CHANNELS) continue;
       const auto [pLeast, pMost] = std::minmax_element(f.arRaw.begin(), f.arRaw.end());
-      const int nBits = static_cast<int>(std::bit_width(static_cast<uint64_t>(*pMost - *pLeast) + 1));
-      nLeast = std::min(nLeast, nBits);
-      nMost = std::max(nMost, nBits);
-      fBits += nBits;
+      fBits += static_cast<int>(std::bit_width(static_cast<uint64_t>(*pMost - *pLeast) + 1));
       ++nChannels;
     }
   }
-  RecordProperty("MeanIncrementBits", std::to_string(fBits / nChannels));
   EXPECT_NEAR(fBits / nChannels, 10, 0.7);
-  EXPECT_GE(nLeast, 5);
-  EXPECT_LE(nMost, 14);
 }
 
 TEST(Scene, MovesLikeASunSynchronousOrbit) {
   const CScene scene(7, 4, 15815);
   std::tuple<int, int> lastKey{0, 0};
-  double fNorth = -90, fSouth = 90;
+  double fNorth = -90;
   for (int64_t nLine = 0; nLine < 2 * 761; ++nLine) {
-    const SSamplePixel middle = scene.Pixel(nLine, 58), edge = scene.Pixel(nLine, 0);
-    ASSERT_LT(lastKey, std::tuple(middle.nOrbit, middle.nScanLine));
-    lastKey = {middle.nOrbit, middle.nScanLine};
-    fNorth = std::max(fNorth, middle.fLatitude);
-    fSouth = std::min(fSouth, middle.fLatitude);
-    ASSERT_LT(middle.fSatelliteZenith, 5);
-    ASSERT_NEAR(edge.fSatelliteZenith, 58, 2);
-    if (std::abs(middle.fLatitude) < 10) {
-      const double fHour =
-          std::fmod(middle.nHour + middle.nMinute / 60.0 + middle.fLongitude / 15 + 48, 12.0);
-      ASSERT_NEAR(fHour, 9.5, 0.4);
-      const bool bSouthward = scene.Pixel(nLine + 1, 58).fLatitude < middle.fLatitude;
-      ASSERT_EQ(middle.fSolarZenith < 90, bSouthward);
+    const SSamplePixel p = scene.Pixel(nLine, 58);
+    ASSERT_LT(lastKey, std::tuple(p.nOrbit, p.nScanLine));
+    lastKey = {p.nOrbit, p.nScanLine};
+    fNorth = std::max(fNorth, p.fLatitude);
+    ASSERT_LT(p.fSatelliteZenith, 5);
+    ASSERT_NEAR(scene.Pixel(nLine, 0).fSatelliteZenith, 58, 2);
+    if (std::abs(p.fLatitude) < 10) {  // half past nine going south by day, going north by night
+      ASSERT_NEAR(std::fmod(p.nHour + p.nMinute / 60.0 + p.fLongitude / 15 + 48, 12.0), 9.5, 0.4);
+      ASSERT_EQ(p.fSolarZenith < 90, scene.Pixel(nLine + 1, 58).fLatitude < p.fLatitude);
     }
   }
   EXPECT_NEAR(fNorth, 81, 1);
-  EXPECT_NEAR(fSouth, -81, 1);
-}
-
-TEST(Layouts, VersionsSwitchToTheSecond) {
-  const struct {
-    SDateTime last;
-    int nBefore;
-  } arSwitches[] = {{{2014, 9, 30, 7, 22, 59}, 0}, {{2015, 9, 24, 11, 56, 54}, 3},
-                    {{2016, 6, 2, 8, 14, 57}, 4},  {{2017, 6, 20, 8, 38, 56}, 5},
-                    {{2018, 3, 7, 13, 2, 51}, 6},  {{2019, 5, 14, 7, 17, 57}, 7}};
-  for (auto [date, nBefore] : arSwitches) {
-    EXPECT_EQ(L2VersionOf(date), nBefore);
-    ++date.nMinute;
-    date.nSecond = 0;
-    EXPECT_EQ(L2VersionOf(date), nBefore == 0 ? 3 : nBefore + 1);
-    EXPECT_EQ(L2VersionOf(L2VersionDate(nBefore)), nBefore);
-  }
 }
 
 TEST(SampleArchive, SameSeedSameBytesAndKindsThatPair) {
@@ -347,22 +227,20 @@ TEST(SampleArchive, SameSeedSameBytesAndKindsThatPair) {
     options.nSeed = szName[0] == 'c' ? 2 : 1;
     ASSERT_TRUE(WriteSampleArchive(dir.Path(szName), options, szError)) << szError;
   }
-  int nFiles = 0, nSame = 0, nDifferent = 0;
+  int nFiles = 0, nDifferent = 0;
   for (const auto& entry : fs::recursive_directory_iterator(dir.Path("a"))) {
     if (!entry.is_regular_file()) continue;
     const std::string szFile = fs::relative(entry.path(), dir.Path("a")).string();
     const std::string szBytes = ReadWholeFile(entry.path().string());
     ++nFiles;
-    nSame += szBytes == ReadWholeFile(dir.Path("b/" + szFile));
+    EXPECT_EQ(szBytes, ReadWholeFile(dir.Path("b/" + szFile))) << szFile;
     nDifferent += szBytes != ReadWholeFile(dir.Path("c/" + szFile));
   }
   EXPECT_EQ(nFiles, 2 * 2 * (6 + 5) + 1);  // days, files a day, kinds in both trees; the grid
-  EXPECT_EQ(nSame, nFiles);
-  EXPECT_EQ(nDifferent, nFiles - 1);  // all but the grid
+  EXPECT_EQ(nDifferent, nFiles - 1);       // all but the grid
   EXPECT_TRUE(fs::exists(dir.Path("a/L2/2013/04/21/twt")) && fs::exists(dir.Path("a/L2indep/ems")));
 
   std::map<std::tuple<int, int, int>, std::set<EKind>> arByKey;
-  std::map<std::tuple<int, int, int>, double> arLatitudes;
   for (const EKind eKind : arKinds) {
     std::tuple<int, int, int> last{0, 0, 0};
     for (int nMessage = 0; nMessage < 10; ++nMessage) {
@@ -371,47 +249,26 @@ TEST(SampleArchive, SameSeedSameBytesAndKindsThatPair) {
         ASSERT_LT(last, key);
         last = key;
         arByKey[key].insert(eKind);
-        ASSERT_EQ(arLatitudes.emplace(key, p.fLatitude).first->second, p.fLatitude);
       }
     }
   }
-  size_t nComplete = 0, nPartial = 0;
-  for (const auto& [key, kinds] : arByKey) ++(kinds.size() == 6 ? nComplete : nPartial);
-  EXPECT_GT(nComplete, 20U);
-  EXPECT_GT(nPartial, 100U);
+  const auto nComplete = std::count_if(arByKey.begin(), arByKey.end(),
+                                       [](const auto& pixel) { return pixel.second.size() == 6; });
+  EXPECT_TRUE(nComplete > 20 && nComplete + 100 < static_cast<int>(arByKey.size())) << nComplete;
 }
 
-TEST(SampleArchive, GridFileParsesAndAgreesWithThePixels) {
-  const std::string szGrid = SampleGrid();
-  std::vector<int> arCells(1080 * 2160, -777);
-  size_t nAt = 0;
-  const auto take = [&](int nBytes) {
-    int64_t nValue = static_cast<signed char>(szGrid.at(nAt++));
-    while (--nBytes > 0) nValue = nValue * 256 + static_cast<unsigned char>(szGrid.at(nAt++));
-    return static_cast<int>(nValue);
-  };
-  for (int nRow = 0; nRow < 1080; ++nRow) {
-    const int nMarker = take(4), nPairs = take(2);
-    ASSERT_EQ(nMarker, 2 + 4 * nPairs);
-    for (int n = 0, nLast = 0; n < nPairs; ++n) {
-      const int nColumn = take(2);
-      ASSERT_TRUE(nColumn > nLast && nColumn <= 2160);
-      arCells[static_cast<size_t>(nRow * 2160 + nColumn - 1)] = take(2);
-      nLast = nColumn;
-    }
-    ASSERT_EQ(take(4), nMarker);
-  }
-  EXPECT_EQ(nAt, szGrid.size());
-
+TEST(SampleArchive, GridAgreesWithThePixels) {
+  CTempDir dir;
+  CConfigParam config;
+  config.szAltitudePath = CConfigParam::DuplicateString(dir.Write("grid", SampleGrid()).c_str());
+  ASSERT_TRUE(config.InitAltitudeMap());
   const CScene scene(3, 4, 15815);
   int nLand = 0, nSea = 0, nWrong = 0;
   for (int n = 0; n < 20000; ++n) {
     const SSamplePixel p = scene.Pixel(n / 20 * 10, n % 20 * 6);
     if (std::abs(p.fElevation) < 40) continue;  // the coast falls to either side
     const double fEast = p.fLongitude < 0 ? p.fLongitude + 360 : p.fLongitude;
-    const int nColumn = std::clamp(static_cast<int>(6 * fEast + 0.5), 1, 2160);
-    const int nRow = std::clamp(static_cast<int>((90.08333333333333 - p.fLatitude) * 6 + 0.5), 1, 1080);
-    const bool bLand = arCells[static_cast<size_t>((nRow - 1) * 2160 + nColumn - 1)] >= 0;
+    const bool bLand = config.altitudeMap.GetSurfaceType(p.fLatitude, fEast) == 1;
     nWrong += bLand != (p.fElevation > 0);
     ++(bLand ? nLand : nSea);
   }
@@ -433,28 +290,22 @@ TEST(SampleArchive, FailuresAndBadOptionsAreReported) {
   const std::string szNew = dir.Path("new");
   const struct {
     std::vector<std::string> arArguments;
-    int nStatus;
     const char* szMessage;
   } arRuns[] = {
-      {{szFile, "--messages", "1"}, 1, "cannot make folder"},
-      {{}, 1, "no folder to write to"},
-      {{szNew, "--pixels", "0"}, 1, "the pixels of a message"},
-      {{szNew, "--pixels=12x"}, 1, "cannot use '12x' for --pixels"},
-      {{szNew, "--days"}, 1, "--days needs a value"},
-      {{szNew, "--messages", "10801"}, 1, "a day has only 1296000 pixels"},
-      {{szNew, "--l2-version", "2"}, 1, "the L2 version must be"},
-      {{szNew, "--edition", "3", "--l2-version", "5"}, 1, "edition 3 can carry"},
-      {{szNew, "--first-date", "2013-02-30"}, 1, "the first date must be"},
-      {{szNew, "--kinds", "l1c,xyz"}, 1, "for --kinds"},
-      {{szNew, "--gaps=yes"}, 1, "--gaps takes no value"},
-      {{szNew, "--nonsense"}, 1, "unknown option --nonsense"},
-      {{szNew, "--kinds=trg", "--grid=off", "--messages", "1"}, 0, ""},
+      {{szFile, "--messages", "1"}, "cannot make folder"},
+      {{szNew, "--pixels", "0"}, "the pixels of a message"},
+      {{szNew, "--pixels=12x"}, "cannot use '12x' for --pixels"},
+      {{szNew, "--days"}, "--days needs a value"},
+      {{szNew, "--messages", "10801"}, "a day has only 1296000 pixels"},
+      {{szNew, "--edition", "3", "--l2-version", "5"}, "edition 3 can carry"},
+      {{szNew, "--nonsense"}, "unknown option --nonsense"},
   };
   for (const auto& r : arRuns) {
     const SRun run = RunProgram(VEX_SAMPLE_BINARY, r.arArguments);
-    EXPECT_EQ(run.nStatus, r.nStatus) << r.szMessage;
+    EXPECT_EQ(run.nStatus, 1) << r.szMessage;
     EXPECT_NE(run.szErrors.find(r.szMessage), std::string::npos) << run.szErrors;
-    EXPECT_EQ(run.szErrors.empty(), r.nStatus == 0);
   }
+  const SRun run = RunProgram(VEX_SAMPLE_BINARY, {szNew, "--kinds=trg", "--grid=off", "--messages", "1"});
+  EXPECT_TRUE(run.nStatus == 0 && run.szErrors.empty()) << run.szErrors;
   EXPECT_TRUE(fs::exists(szNew + "/L2/2013/04/20/trg") && !fs::exists(szNew + "/L1C"));
 }

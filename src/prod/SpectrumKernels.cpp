@@ -190,6 +190,7 @@ constexpr auto TransposeAvx2 = TransposePortable;
 
 void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPixels, int32_t* pOut,
                    size_t nOutStride) {
+  if (nPixels < 1) return;
   const auto pTranspose = WideKernels() ? TransposeAvx2 : TransposePortable;
   pTranspose(pTile, nTileStride, nRows, nPixels, pOut, nOutStride);
 }

@@ -45,7 +45,7 @@ struct SMean {
 struct SMoments : SMean {
   double fM2 = 0;     // sum of squared deviations from the mean
   double fM2Low = 0;  // what rounding has put into fM2 beyond its terms
-  double fM3 = 0;     // the same of the third and fourth power; 0 where not asked for
+  double fM3 = 0;     // the same of the third and fourth power; of no meaning where values came without
   double fM4 = 0;
 
   /// Adds values by their number and their sums of powers of deviations from the mean.

@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "TestArchive.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool MEASURED = false;  // time and memory are those of the instrumentation
+#elif defined(__has_feature)
+constexpr bool MEASURED = !__has_feature(address_sanitizer);
+#else
+constexpr bool MEASURED = true;
+#endif
+
+/// The records of a file behind its header, as they are on disk.
+std::string Records(const std::string& szFile) {
+  int nHeader = 0;
+  if (szFile.size() > 4) std::memcpy(&nHeader, szFile.data(), 4);
+  return szFile.size() < static_cast<size_t>(nHeader) + 8 ? "no header" : szFile.substr(nHeader + 8);
+}
+
+/// The records that a file gives alone, with the options of the run.
+std::string Alone(EKind eKind, const std::string& szFile, const TOptions& arOptions) {
+  CTestTree tree;
+  tree.Add(eKind, szFile);
+  ExpectGood(tree.Run(arOptions));
+  return Records(tree.Output());
+}
+
+TOptions Options(EKind eKind) {
+  if (eKind == EKind::L1C) return {"-c", "1-60,8461", "-avhrr", "1"};
+  return {"-t2", KindName(eKind)};
+}
+
+/// The elements of a message as they were, up to the one with the number nEnd.
+void Copy(CBUFREncoder& encoder, const STestMessage& message, size_t nBegin, size_t nEnd) {
+  for (size_t i = nBegin; i < std::min(nEnd, message.arFields.size()); ++i)
+    encoder.Values(message.arFields[i].field.nWidth, message.arFields[i].arRaw);
+}
+
+}  // namespace
+
+// Three good messages: A before the bad bytes, B behind them in the same file, C in the next file. A and C
+// always come out whole, B wherever the damage does not claim its bytes.
+TEST(BadInput, GoodMessagesAroundBadOnesComeOut) {
+  struct SCase {
+    std::string szName, szBytes;
+    bool bKeepsB = true;
+    std::string szSays = "";
+    int nRecords = 0;  // of the bad message itself
+  };
+  for (const EKind eKind : {EKind::L1C, EKind::TWT}) {
+    const bool bL1C = eKind == EKind::L1C;
+    const auto arPixels = TestPixels(5);
+    const STestMessage whole = TestMessage(eKind, {arPixels[3], arPixels[4]});
+    const std::string szA = TestMessage(eKind, {arPixels[0], arPixels[2]}).szBytes,
+                      szB = TestMessage(eKind, {arPixels[1]}).szBytes,
+                      szC = TestMessage(eKind, {arPixels[2]}).szBytes;
+    const std::string szFirst =
+        std::string("\nProbleme interpretation BUFR dans premier niveau de donnees") + (bL1C ? "" : " ok ");
+    std::vector<SCase> arCases = {{"garbage", "\r\r\nZCZC BUF UFR BUFBU"},
+                                  {"the end of a message", whole.szBytes.substr(whole.szBytes.size() / 2)}};
+    const auto forced = [&](const char* szName, int CBUFREncoder::*pField, int nValue, bool bKeepsB,
+                            int nRecords = -1) {
+      CBUFREncoder encoder = TestEncoder(eKind, {arPixels[3], arPixels[4]});
+      if (pField == &CBUFREncoder::nForceSection2Length) encoder.header.arSection2 = {1, 2, 3};
+      encoder.*pField = nValue;
+      arCases.push_back({szName, encoder.Message(), bKeepsB, "", nRecords});
+    };
+    for (const int n : {0, 1, 16777215}) {
+      forced("total length", &CBUFREncoder::nForceTotalLength, n, true, 2);
+      // what is read as section 4 after such a slip may claim the rest of the file
+      forced("section 1", &CBUFREncoder::nForceSection1Length, n, n > 1, n > 1 ? 2 : -1);
+      forced("section 2", &CBUFREncoder::nForceSection2Length, n, false);
+      forced("section 3", &CBUFREncoder::nForceSection3Length, n, false);
+      forced("section 4", &CBUFREncoder::nForceSection4Length, n, n < 2, n < 2 ? 0 : 2);
+    }
+    forced("no subsets", &CBUFREncoder::nForceSubsets, 0, true, 0);
+    arCases.back().szSays = "\nMessage BUFR sans sous-ensemble de donnees";
+    forced("too many subsets", &CBUFREncoder::nForceSubsets, 65535, true, 0);
+    arCases.back().szSays = szFirst;
+    CBUFREncoder wrongEnd = TestEncoder(eKind, {arPixels[3], arPixels[4]});
+    wrongEnd.szEndMarker = "7778";
+    arCases.push_back({"wrong end", wrongEnd.Message(), true, "", 2});
+    const char* szEmpty = bL1C ? "\nMessage BUFR de taille nulle" : "\nProbleme taille message BUFR";
+    for (const int nBits : {0, 8, 300}) {
+      CBUFREncoder encoder = EmptyEncoder(eKind, {arPixels[3], arPixels[4]});
+      for (int i = 0; i < nBits; i += 10) encoder.Bits(0, std::min(10, nBits - i));
+      arCases.push_back({"short data", encoder.Message(), true, nBits == 0 ? szEmpty : szFirst});
+    }
+    for (const size_t nField : {size_t{0}, size_t{12}, bL1C ? size_t{60} : size_t{20}}) {
+      CBUFREncoder encoder = EmptyEncoder(eKind, {arPixels[3], arPixels[4]});
+      Copy(encoder, whole, 0, nField);
+      encoder.Element(whole.arFields[nField].field.nWidth, 1, 63, {1, 2});
+      Copy(encoder, whole, nField + 1, 1 << 20);
+      arCases.push_back({"increments of 63 bits", encoder.Message(), true,
+                         "Data width too high for missing value control"});
+    }
+    const std::string szRecordsA = Alone(eKind, szA, Options(eKind)),
+                      szRecordsB = Alone(eKind, szB, Options(eKind)),
+                      szRecordsC = Alone(eKind, szC, Options(eKind));
+    for (const SCase& c : arCases) {
+      SCOPED_TRACE(std::string(KindName(eKind)) + ": " + c.szName);
+      CTestTree tree;
+      tree.Add(eKind, szA + c.szBytes + szB, "m");
+      tree.Add(eKind, szC, "z");
+      const STreeRun run = tree.Run(Options(eKind));
+      ExpectGood(run);
+      EXPECT_NE(run.szOutput.find(c.szSays), std::string::npos) << c.szSays;
+      std::string szRecords = Records(tree.Output());
+      ASSERT_TRUE(szRecords.starts_with(szRecordsA));
+      szRecords.erase(0, szRecordsA.size());
+      ASSERT_TRUE(szRecords.ends_with(szRecordsC));
+      szRecords.resize(szRecords.size() - szRecordsC.size());
+      if (c.bKeepsB) {
+        EXPECT_TRUE(szRecords.ends_with(szRecordsB));
+        if (szRecords.ends_with(szRecordsB)) szRecords.resize(szRecords.size() - szRecordsB.size());
+      }
+      const std::string szWhole = c.nRecords == 2 ? Alone(eKind, whole.szBytes, Options(eKind)) : "";
+      EXPECT_TRUE(c.nRecords < 0 || szRecords == szWhole);
+    }
+  }
+}
+
+// A sound message of 65535 pixels, all of whose elements are constant but for latitude and one channel.
+TEST(BadInput, ManySubsetsInASoundMessage) {
+  constexpr int PIXELS = 65535;
+  const auto arPixels = TestPixels(1);
+  const STestMessage one = TestMessage(EKind::L1C, arPixels);
+  CBUFREncoder encoder = EmptyEncoder(EKind::L1C, arPixels, 2, PIXELS);
+  std::vector<int64_t> arRamp(PIXELS);
+  for (int i = 0; i < PIXELS; ++i) arRamp[i] = i;
+  for (const SFieldValues& values : one.arFields) {
+    const int nFXY = values.field.nFXY;
+    const bool bRamp = nFXY == 5001 || (nFXY == 14046 && values.field.nOccurrence == 5);
+    if (bRamp)
+      encoder.Values(values.field.nWidth, arRamp);
+    else
+      encoder.Constant(values.field.nWidth, values.arRaw[0]);
+  }
+  CTestTree tree;
+  tree.Add(EKind::L1C, encoder.Message());
+  STreeRun run = tree.Run({"-c", "4-5"});
+  ExpectGood(run);
+  const std::string szRecords = Records(tree.Output());
+  constexpr size_t RECORD = 4 + 101 + 4;
+  ASSERT_EQ(szRecords.size(), PIXELS * RECORD);
+  for (int i = 0; i < PIXELS; ++i) {
+    float fLatitude, fRadiance;
+    std::memcpy(&fLatitude, &szRecords[i * RECORD + 4 + 10], 4);
+    std::memcpy(&fRadiance, &szRecords[i * RECORD + 4 + 97], 4);
+    ASSERT_EQ(fLatitude, static_cast<float>((i - 9000000) / 1e5));
+    ASSERT_EQ(fRadiance, static_cast<float>((i - 5000) / 1e7)) << i;
+  }
+  EXPECT_LT(run.nMegabytes, MEASURED ? 120 : 1 << 20);
+  // Few pixels of all channels, all pixels of few: memory follows what is kept.
+  run = tree.Run({"-c", "1-8461", "-mala", "-89.9998"});
+  ExpectGood(run);
+  EXPECT_EQ(Records(tree.Output()).size(), 20U * (4 + 93 + 4 * 8461 + 4));
+  EXPECT_LT(run.nMegabytes, MEASURED ? 120 : 1 << 20);
+}
+
+TEST(BadInput, ManySubsetsInTinyMessages) {
+  constexpr int MESSAGES = 300;
+  for (const EKind eKind : arKinds) {
+    const auto arPixels = TestPixels(1);
+    const STestMessage whole = TestMessage(eKind, arPixels);
+    CBUFREncoder encoder = EmptyEncoder(eKind, arPixels);
+    encoder.nForceSubsets = 65535;
+    for (const SFieldValues& values : whole.arFields) {
+      encoder.Constant(values.field.nWidth, values.arRaw[0]);
+      if (encoder.BitCount() > 300) break;
+    }
+    std::string szFile;
+    for (int i = 0; i < MESSAGES; ++i) szFile += encoder.Message();
+    CTestTree tree;
+    tree.Add(eKind, szFile, "a");
+    tree.Add(eKind, whole.szBytes, "b");
+    const STreeRun run = tree.Run(Options(eKind));
+    ExpectGood(run);
+    EXPECT_EQ(Records(tree.Output()), Alone(eKind, whole.szBytes, Options(eKind)));
+    if (MEASURED) {
+      EXPECT_LT(run.fSeconds, MESSAGES * 0.005) << KindName(eKind);
+      EXPECT_LT(run.nMegabytes, 200) << KindName(eKind);
+    }
+  }
+}
+
+// Every bit of sections 0 to 3, and the message cut at every place: the run ends, and what stands before
+// comes out.
+TEST(BadInput, FlippedBitsAndCutMessages) {
+  for (const EKind eKind : {EKind::TRG, EKind::CLP, EKind::L1C}) {
+    const auto arPixels = TestPixels(3);
+    const std::string szGood = TestMessage(eKind, {arPixels[0]}).szBytes,
+                      szBad = TestMessage(eKind, {arPixels[1], arPixels[2]}).szBytes;
+    const std::string szReference = Alone(eKind, szGood, Options(eKind));
+    const size_t nData = EmptyEncoder(eKind, {arPixels[1]}).Message().size() - 8;  // where section 4 begins
+    CTestTree tree;
+    int nFiles = 0;
+    const auto add = [&](const std::string& szDamaged) {
+      tree.Add(eKind, szGood + szDamaged, std::to_string(++nFiles));
+    };
+    for (size_t i = 0; i < nData; ++i)
+      for (int nBit = 0; nBit < 8; ++nBit) {
+        std::string szDamaged = szBad;
+        szDamaged[i] = static_cast<char>(szDamaged[i] ^ 1 << nBit);
+        add(szDamaged);
+      }
+    for (size_t i = 0; i < szBad.size(); i += eKind == EKind::L1C ? 509 : 1) add(szBad.substr(0, i));
+    const STreeRun run = tree.Run(Options(eKind));
+    ExpectGood(run);
+    EXPECT_GE(CountOf(Records(tree.Output()), szReference), nFiles) << KindName(eKind);
+    ExpectSays(run, "_bufr\n", nFiles);
+  }
+}
+
+// A profile whose count is none of its layout is missing, whatever the message before had in its place.
+TEST(BadInput, L2CountsThatDoNotFit) {
+  const std::string szOzo = "Nombre de donnees ozone non conforme\n",
+                    szEms = "Nombre de donnees emissivite non conforme\n",
+                    szPMR = "Nombre de profils pression/mixing ratio non conforme\n",
+                    szBoth = "Nombre de profils pression/temperature non conforme\n" + szPMR;
+  const struct {
+    EKind eKind;
+    int nVersion;
+    std::vector<int> arCounts;
+    std::string szSays;
+    size_t nFirst = 1;  // value that is missing
+  } arCases[] = {
+      {EKind::OZO, 0, {5}, szOzo},
+      {EKind::OZO, 5, {101}, szOzo},
+      {EKind::OZO, 3, {4}, szOzo},
+      {EKind::EMS, 0, {11}, szEms},
+      {EKind::EMS, 8, {0}, szEms},
+      {EKind::TWT, 5, {90, 90}, szBoth, 7},
+      {EKind::TWT, 0, {90, 101}, szPMR, 188},
+      {EKind::TWT, 0, {101, 90}, szBoth, 7},
+  };
+  for (const auto& c : arCases) {
+    SCOPED_TRACE(std::string(KindName(c.eKind)) + std::to_string(c.nVersion));
+    SEncodeOptions options;
+    options.arCounts = c.arCounts;
+    CTestTree tree;
+    tree.Add(c.eKind, TestMessage(c.eKind, TestPixels(3)).szBytes +
+                          TestMessage(c.eKind, TestPixels(3), c.nVersion, options).szBytes);
+    const STreeRun run = tree.Run(Options(c.eKind));
+    ExpectSays(run, c.szSays);
+    const CRecordFile file(tree.Output());
+    ASSERT_EQ(file.arRecords.size(), 6U);
+    for (size_t p = 3; p < 6; ++p) {
+      const auto& [szTypes, arValues] = file.arRecords[p].blocks.at(KindName(c.eKind));
+      for (size_t i = c.nFirst; i < arValues.size(); ++i)
+        EXPECT_TRUE(szTypes[i] != 'r' || arValues[i] == -777) << i;
+    }
+  }
+}
+
+TEST(BadInput, StrangeFilesAreReportedOrPassedOver) {
+  CTestTree tree;
+  const std::string szGood = TestMessage(EKind::L1C, TestPixels(2)).szBytes;
+  const TOptions arNames = {"a b c", "line\nfeed", "%n%s%n", "\xff\xfe\x80", "-d", std::string(200, 'x')};
+  for (const std::string& szName : arNames) tree.Add(EKind::L1C, szGood, szName);
+  tree.Add(EKind::L1C, "", "empty");
+  const std::string szFolder = tree.Path(std::string("L1C/") + CTestTree::DAY + "/");
+  fs::create_directory(szFolder + "dir.bin");
+  fs::create_symlink("nowhere", szFolder + "dangling.bin");
+  ASSERT_EQ(mkfifo((szFolder + "fifo.bin").c_str(), 0600), 0);
+  tree.Add(EKind::L1C, "", "closed");
+  chmod((szFolder + "closed.l1_bufr").c_str(), 0);
+  const STreeRun run = tree.Run({"-c", "1"});
+  ExpectGood(run);
+  EXPECT_EQ(CRecordFile(tree.Output()).arRecords.size(), 2 * arNames.size());
+  ExpectSays(run, "\n11 L1C data files selected\n");
+  for (const std::string& szName : arNames) ExpectSays(run, szFolder + szName + ".l1_bufr\nday2.");
+  for (const char* szName : {"dir.bin", "empty.l1_bufr"}) ExpectSays(run, szFolder + szName + "\n");
+  for (const char* szName : {"dangling.bin", "fifo.bin", "closed.l1_bufr"}) {
+    if (std::strcmp(szName, "closed.l1_bufr") == 0 && geteuid() == 0) continue;  // root may read it
+    ExpectSays(run, "ERROR: Unable to open file " + szFolder + szName + "!\n");
+  }
+}

@@ -1,0 +1,307 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <sstream>
+
+#include "TestArchive.h"
+#include "sample/SpectrumModel.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Compares a block of a record with what was sent for a pixel. szElements names an element (FXXYYY) for each
+/// value of the block, '-' for those that are not compared; elements that repeat are counted. k and m behind
+/// a number multiply and divide by 1000, and d takes 1 away.
+void ExpectSent(const STestMessage& sent, size_t nPixel, const SRecord& record, const char* szBlock,
+                const std::string& szElements) {
+  const SBlock& block = record.blocks.at(szBlock);
+  std::istringstream elements(szElements);
+  std::string szElement;
+  std::map<int, int> seen = {{5042, 8700}};  // the channel numbers of the spectrum come first
+  for (size_t i = 0; elements >> szElement; ++i) {
+    if (szElement == "-") continue;
+    const int nFXY = std::stoi(szElement);
+    const char cUnit = szElement.back();
+    const bool bReal = block.szTypes.at(i) == 'r';
+    double fSent = sent.Sent(nFXY, ++seen[nFXY], nPixel) * (cUnit == 'k' ? 1000 : 1) - (cUnit == 'd' ? 1 : 0);
+    if (cUnit == 'm') fSent /= 1000;
+    if (std::isnan(fSent)) fSent = nFXY == 7001 ? -0.777 : bReal ? -777 : -1;
+    EXPECT_FLOAT_EQ(static_cast<float>(block.arValues[i]), static_cast<float>(fSent))
+        << szBlock << i << ' ' << nPixel;
+  }
+}
+
+std::vector<int> FieldsOfView(const CRecordFile& file) {
+  std::vector<int> arValues;
+  for (const SRecord& record : file.arRecords) arValues.push_back(static_cast<int>(record["common"][12]));
+  return arValues;
+}
+
+}  // namespace
+
+TEST(Extraction, L1CRecordsHoldWhatTheMessagesHold) {
+  for (const int nLayout : {1, 2}) {
+    CTestTree tree;
+    const STestMessage sent = TestMessage(EKind::L1C, TestPixels(50), nLayout, WithMissing());
+    tree.Add(EKind::L1C, sent.szBytes);
+    const CRecordFile file = tree.Records({"-c", "1-8461", "-avhrr", "1"});
+    ASSERT_EQ(file.arRecords.size(), 50U);
+    int nMissing = 0;
+    for (size_t p = 0; p < 50; ++p) {
+      const SRecord& record = file.arRecords[p];
+      ExpectSent(sent, p, record, "common",
+                 "4001 4002 4003 4004 4005 4006k 5001 6001 7024 5021 7025 5022 5043 5040 5041 7001m");
+      ExpectSent(sent, p, record, "avhrr", "- - " + Times(7, "5060 5061 25085 " + Times(6, "5042 - - ")));
+      ExpectSent(sent, p, record, "l1c",
+                 nLayout == 1 ? "- - - 33060" : "- " + Times(3, "25140 25141 33060 ") + "20081");
+      const auto& arL1C = record["l1c"];
+      EXPECT_EQ(arL1C[0], nLayout);
+      EXPECT_EQ(arL1C[11], -1);  // no grid
+      if (nLayout == 1) {
+        EXPECT_EQ(arL1C, (std::vector<double>{1, 1, 8461, arL1C[3], 0, 0, -1, 0, 0, -1, -1, -1}));
+      }
+      const auto* pBand = CSpectrumModel::BANDS_USED;
+      int n = 0;
+      for (const SFieldValues& values : sent.arFields) {
+        if (values.field.nFXY != 14046 || ++n > 8461) continue;
+        if (n > pBand->nLast) ++pBand;
+        const double fExpected =
+            values.IsMissing(p) ? -777 : values.Value(p) / std::pow(10.0, pBand->nExponent);
+        ASSERT_EQ(record["spectrum"][n - 1], static_cast<float>(fExpected)) << n;
+        nMissing += values.IsMissing(p);
+      }
+    }
+    EXPECT_GT(nMissing, 100);
+  }
+}
+
+TEST(Extraction, L2RecordsHoldWhatTheMessagesHold) {
+  const std::pair<EKind, std::string> arBlocks[] = {
+      {EKind::OZO, "40198 " + Times(4, "7004 7004 15020 ")},
+      {EKind::TRG, "40198 40199 40200 40201 40202"},
+      {EKind::CLP, "8003 " + Times(3, "7004 12101 20081 20056 ")},
+      {EKind::TWT, "8003 10004 8022 12061 8022 8003 31001 " + Times(90, "7004 12101 ") + "31001 " +
+                       Times(90, "7004 13002 ")},
+      {EKind::EMS, "40198 " + Times(12, "2153 14050 ")},
+  };
+  for (const auto& [eKind, szBlock] : arBlocks) {
+    CTestTree tree;
+    const STestMessage sent = TestMessage(eKind, TestPixels(40), 0, WithMissing());
+    tree.Add(eKind, sent.szBytes);
+    const CRecordFile file = tree.Records({"-t2", KindName(eKind)});
+    ASSERT_EQ(file.arRecords.size(), 40U);
+    for (size_t p = 0; p < 40; ++p) {
+      // Seconds are whole, fields of view count from 1, and the height is a thousand times that of L1C.
+      ExpectSent(sent, p, file.arRecords[p], "common",
+                 "4001 4002 4003 4004 4005 4006k 5001 6001 7024 5021 7025 5022 5043d 5040 5041 7001");
+      ExpectSent(sent, p, file.arRecords[p], "l2",
+                 "13038 8012 8013 2022 8065 40192 40193 40194 40195 40196 40197");
+      ExpectSent(sent, p, file.arRecords[p], KindName(eKind), szBlock);
+    }
+  }
+}
+
+TEST(Extraction, SaysExactlyThis) {
+  CTestTree tree;
+  const std::string szA = tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(3)).szBytes, "a") + "\n";
+  const std::string szTrg = TestMessage(EKind::TRG, TestPixels(2)).szBytes;
+  const std::string szT = tree.Add(EKind::TRG, szTrg + szTrg) + "\n";
+  const std::string szFiles = " data files selected\n", szOut = " data selected out of ",
+                    szSelected = " data selected\n";
+  const std::string szOneL1C = "1 L1C" + szFiles, szOneTrg = "1 trg" + szFiles;
+  const struct {
+    TOptions arOptions;
+    std::string szExpected;
+  } arCases[] = {
+      {{"-c", "1"}, szOneL1C + szA + "day2.\n3 L1C" + szOut + "3\n"},
+      {{"-c", "1", "-fov", "1"}, szOneL1C + szA + "day2.\n1 L1C" + szOut + "3\n"},
+      {{"-c", "1", "-mf", "none"}, "No L1C data files found\n\n"},
+      {{"-t2", "ems,trg,clp"},
+       szOneTrg + "No clp" + szFiles + "No ems" + szFiles + szT + "..\n4 trg" + szOut + "4\n"},
+      {{"-t2", "ozo,twt"}, "No ozo" + szFiles + "No twt" + szFiles + "\n"},
+      {{"-c", "1", "-t2", "trg", "-maxres", "0"},
+       szOneL1C + szOneTrg + "\n0 L1C" + szOut + "0\n0 trg" + szOut + "0\n"},
+      {{"-c", "1", "-t2", "trg", "-box", "-90-90,-180-180,all", "-box", "80-90,0-1,none"},
+       szOneL1C + szOneTrg + szA + "day2." + szT + "..\n3 L1C" + szOut + "3\n\tIn box all: 3 L1C" +
+           szSelected + "\tIn box none: 0 L1C" + szSelected + "4 trg" + szOut + "4\n\tIn box all: 4 trg" +
+           szSelected + "\tIn box none: 0 trg" + szSelected},
+  };
+  for (const auto& c : arCases) {
+    const SRun run = tree.Run(c.arOptions);
+    EXPECT_EQ(run.szOutput.substr(run.szOutput.find("Prepare for")),
+              "Prepare for reading...\n" + c.szExpected + "Extraction succeeded in 0s\n");
+    ExpectSays(run, "ERROR: Unable to open file " + tree.Path("grid") +
+                        "\nERROR: Unable to initialize altitude database!\nPrepare");
+  }
+}
+
+TEST(Extraction, SortsPixelsIntoBoxes) {
+  CTestTree tree;
+  auto arPixels = TestPixels(6);
+  const double arPlaces[6][2] = {{10, 10}, {10.5, 20}, {50, 10}, {11, 15}, {-89, 0}, {10, 20}};
+  for (int i = 0; i < 6; ++i) {
+    arPixels[i].fLatitude = arPlaces[i][0];
+    arPixels[i].fLongitude = arPlaces[i][1];
+  }
+  tree.Add(EKind::L1C, TestMessage(EKind::L1C, {arPixels[0], arPixels[1], arPixels[2], arPixels[3]}).szBytes +
+                           TestMessage(EKind::L1C, {arPixels[4], arPixels[5]}).szBytes);
+  const TOptions arBoxes = {"-box", "10-11,10-20,east", "-box", "9-12, 12-30, wide", "-box", "0-1,0-1,empty"};
+  // Pixels 0, 1, 3, 5 lie in the first, 1, 3, 5 in the second; field of view 3 is filtered out but counted.
+  const SRun run = tree.Run(TOptions{"-c", "1-2", "-fov", "0-2,4-9"} + arBoxes);
+  EXPECT_FALSE(fs::exists(tree.Path("out")));
+  const CRecordFile east(tree.Output("out.east.txt")), wide(tree.Output("out.wide.txt")),
+      empty(tree.Output("out.empty.txt"));
+  EXPECT_EQ(FieldsOfView(east), (std::vector<int>{0, 1, 5}));
+  EXPECT_EQ(FieldsOfView(wide), (std::vector<int>{1, 5}));
+  EXPECT_EQ(empty.szError + east.szError + wide.szError, "");
+  EXPECT_TRUE(empty.arRecords.empty());
+  EXPECT_EQ(empty.nSatellite, 4);
+  ExpectSays(run,
+             "5 L1C data selected out of 6\n\tIn box east: 4 L1C data selected\n\tIn box wide: 3 L1C data "
+             "selected\n\tIn box empty: 0 L1C data selected\n");
+
+  // Nothing selected at all: headers without a satellite.
+  tree.Run(TOptions{"-c", "1-2", "-fov", "99"} + arBoxes);
+  for (const char* szBox : {"east", "wide", "empty"}) {
+    const CRecordFile file(tree.Output(std::string("out.") + szBox + ".txt"));
+    EXPECT_EQ(file.szError, "");
+    EXPECT_TRUE(file.arRecords.empty());
+    EXPECT_EQ(file.nSatellite, -1);
+  }
+
+  // -maxres counts records, of which a pixel may make several.
+  tree.Run(TOptions{"-c", "1", "-maxres", "3", "-of", "txt"} + arBoxes);
+  EXPECT_EQ(ReadTextFile(tree.Output("out.east.txt")).size(), 1U + 2U);
+  EXPECT_EQ(ReadTextFile(tree.Output("out.wide.txt")).size(), 1U + 1U);
+
+  // Two boxes of one name are one file, which cannot be opened twice.
+  const SRun twice = tree.Run({"-c", "1", "-box", "0-1,0-1,x", "-box", "2-3,0-1,y", "-box", "2-3,0-1,x"});
+  ExpectSays(twice, "1 L1C data files selected\nERROR: ouverture fichier " + tree.Path("out.x.txt") +
+                        "\nExtraction succeeded in 0s\n");
+  EXPECT_EQ(tree.Output("out.y.txt"), "");
+}
+
+// The same input gives the same bytes, in whatever order a folder lists its files.
+TEST(Extraction, RepeatsItsBytes) {
+  std::vector<std::string> arNames = {"k", "a", "Z", "f", "10", "9", "b c"};
+  std::string arOutputs[3];
+  for (int i = 0; i < 3; ++i) {
+    CTestTree tree;
+    for (const std::string& szName : arNames) {
+      const int nLine = 100 + 10 * szName[0];
+      for (const EKind eKind : {EKind::L1C, EKind::EMS})
+        tree.Add(eKind, TestMessage(eKind, TestPixels(2, nLine)).szBytes, szName);
+    }
+    for (const char* szFormat : {"bin", "txt"}) {
+      tree.Run({"-c", "1-300", "-t2", "ems", "-of", szFormat, "-tb", "1"});
+      arOutputs[i] += tree.Output();
+    }
+    if (i == 0) std::reverse(arNames.begin(), arNames.end());
+  }
+  EXPECT_GT(arOutputs[0].size(), 20000U);
+  EXPECT_EQ(arOutputs[0], arOutputs[1]);
+  EXPECT_EQ(arOutputs[1], arOutputs[2]);
+}
+
+namespace {
+const std::string FRAME = std::string(60, '*') + "\n";
+
+std::string WarningLine(const std::string& szText) {
+  return "** " + szText + std::string(szText.size() < 55 ? 55 - szText.size() : 1, ' ') + "**\n";
+}
+}  // namespace
+
+TEST(Extraction, ReportsMissingData) {
+  using P = SSamplePixel;
+  const struct {
+    EKind eKind;
+    void (*pSpoil)(P&, double);
+    TOptions arLines;
+  } arCases[] = {
+      {EKind::L1C, [](P&, double) {}, {}},
+      {EKind::L1C,
+       [](P& p, double) { p.nSatellite = 9999; },
+       {"SatelliteIdentifier, GeneratingCenter, SatelliteInstruments or SatelliteClassification"}},
+      {EKind::TRG, [](P& p, double) { p.nMonth = 99; }, {"Year, Month, Day, Hour, Minute or Second"}},
+      {EKind::L1C, [](P& p, double f) { p.fLatitude = p.fLongitude = f; }, {"Latitude", "Longitude"}},
+      {EKind::L1C, [](P& p, double f) { p.fBearing = f; }, {"SatelliteZenithAngle or Bearing"}},
+      {EKind::EMS, [](P& p, double f) { p.fSolarZenith = f; }, {"SolarZenithAngle or SolarAzimuth"}},
+      {EKind::L1C, [](P& p, double) { p.nOrbit = -1; }, {"FieldOfViewNumber, OrbitNumber or ScanLineNumber"}},
+      {EKind::TRG, [](P& p, double f) { p.fSatelliteHeight = f; }, {"HeightOfStation"}},
+      {EKind::L1C, [](P& p, double f) { p.fSnow = f; }, {"Cloudfraction"}},
+      {EKind::OZO, [](P& p, double f) { p.fOzone = f; }, {"ozo data"}},
+      {EKind::TRG, [](P& p, double f) { p.fSurfacePressure = f; }, {"trg data"}},
+      {EKind::CLP, [](P& p, double) { p.fCloud = 0; }, {"clp data"}},
+      {EKind::TWT, [](P& p, double f) { p.fSkin = f; }, {"twt data"}},
+      {EKind::EMS, [](P& p, double f) { p.fLand = f; }, {"ems data"}},
+  };
+  for (const auto& c : arCases) {
+    CTestTree tree;
+    auto arPixels = TestPixels(3);
+    c.pSpoil(arPixels[1], std::nan(""));
+    tree.Add(c.eKind, TestMessage(c.eKind, arPixels).szBytes);
+    const bool bL1C = c.eKind == EKind::L1C;
+    std::string szExpected =
+        c.arLines.empty() ? "" : FRAME + WarningLine("WARNING: missing data into the archive");
+    for (const std::string& szLine : c.arLines) szExpected += WarningLine(szLine);
+    if (!c.arLines.empty()) szExpected += FRAME;
+    const TOptions arProduct =
+        bL1C ? TOptions{"-c", "1-8461", "-avhrr", "1"} : TOptions{"-t2", KindName(c.eKind)};
+    const SRun run = tree.Run(arProduct + TOptions{"-mila", "-999", "-milo", "-999"});
+    ExpectSays(run, "out of 3\n" + szExpected + "Extraction succeeded");
+    EXPECT_EQ(CRecordFile(tree.Output()).arRecords.size(), 3U);
+  }
+}
+
+TEST(Extraction, WarnsOfFiltersThatADay1ArchiveCannotServe) {
+  CTestTree tree;
+  tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(3), 1).szBytes);
+  const struct {
+    TOptions arOptions, arFilters;
+  } arCases[] = {
+      {{}, {}},
+      {{"-mca", "99"}, {"cloud amount"}},
+      {{"-lca", "1"}, {"cloud amount"}},
+      {{"-mca", "100", "-lca", "0"}, {}},
+      {{"-sf", "1-2", "-lf", "1-2"}, {"land fraction", "snow fraction"}},
+      {{"-avg", "1-2"}, {"average IIS", "variance IIS"}},
+      {{"-var", "1-2"}, {}},
+  };
+  for (const auto& c : arCases) {
+    std::string szExpected;
+    for (const std::string& szFilter : c.arFilters)
+      szExpected += FRAME + WarningLine("WARNING: filtering on " + szFilter + " requested") +
+                    WarningLine("on a day 1 archive, all records are being returned") + FRAME;
+    ExpectSays(tree.Run(TOptions{"-c", "1"} + c.arOptions),
+               "day1.\n3 L1C data selected out of 3\n" + szExpected + "Extraction");
+  }
+}
+
+TEST(Extraction, TellsWhenOutputCannotBeWritten) {
+  CTestTree tree;
+  tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(120)).szBytes);
+  for (const std::string& szPath : {tree.Path("no/such/folder/out"), tree.Path("L1C")})
+    ExpectSays(tree.Run({"-c", "1", "-out", szPath}),
+               "1 L1C data files selected\nERROR: ouverture fichier " + szPath + "\nExtraction succeeded");
+  // A few records that only the closing of the file brings to the disk, and many that come there before.
+  fs::create_symlink("/dev/full", tree.Path("full.b.txt"));
+  const TOptions arRuns[] = {
+      {"-c", "1", "-maxres", "1", "-out", "/dev/full"},
+      {"-c", "1-8461", "-out", "/dev/full"},
+      {"-c", "1-8461", "-out", "/dev/full", "-of", "txt"},
+      {"-c", "1-20", "-out", tree.Path("full"), "-box", "-90-90,-180-180,a", "-box", "-90-90,-180-180,b"},
+      {"-c", "1", "-fov", "999", "-out", "/dev/full"},
+  };
+  for (const TOptions& arOptions : arRuns) {
+    const SRun run = tree.Run(arOptions);
+    EXPECT_EQ(run.nStatus, 0);
+    ExpectSays(run, "ERROR: Writing failure!\n");
+    ExpectSays(run, "Extraction succeeded", 0);
+    ExpectSays(run, "Error: extraction failed!\n");
+  }
+  EXPECT_EQ(CRecordFile(tree.Output("full.a.txt")).arRecords.size(), 120U);  // the other box is whole
+}

@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+#include "TestArchive.h"
+
+namespace {
+
+// Streams and records as text. Streams: "L 1.5.0 1.5.1 | 1.6.0; T 1.5.1" is an L1C file with two messages, of
+// pixels with the keys orbit.line.field of view, and a trace gas file with one. '-' is a missing part.
+// Records: the key and the letters of the products that have a pixel in it; "empty" is a record without
+// content.
+
+struct SLetter {
+  char cLetter;
+  EKind eKind;
+};
+constexpr SLetter LETTERS[] = {{'L', EKind::L1C}, {'O', EKind::OZO}, {'T', EKind::TRG}, {'E', EKind::EMS}};
+
+SSamplePixel KeyPixel(const std::string& szKey) {
+  static const SSamplePixel base = TestPixels(1)[0];
+  SSamplePixel pixel = base;
+  int* const arParts[] = {&pixel.nOrbit, &pixel.nScanLine, &pixel.nFieldOfView};
+  std::istringstream parts(szKey);
+  std::string szPart;
+  for (int* pPart : arParts) {
+    std::getline(parts, szPart, '.');
+    *pPart = szPart == "-" ? -1 : std::stoi(szPart);
+  }
+  pixel.fLatitude = pixel.nFieldOfView;  // so that a box can tell pixels apart
+  pixel.fLongitude = 10;
+  pixel.nHash = SampleHash(9, std::hash<std::string>{}(szKey));
+  return pixel;
+}
+
+void AddStreams(const CTestTree& tree, const std::string& szStreams) {
+  std::istringstream streams(szStreams);
+  std::string szStream, szMessage, szKey;
+  while (std::getline(streams, szStream, ';')) {
+    const size_t nLetter = szStream.find_first_not_of(' ');
+    EKind eKind = EKind::L1C;
+    for (const SLetter& letter : LETTERS)
+      if (letter.cLetter == szStream[nLetter]) eKind = letter.eKind;
+    std::istringstream messages(szStream.substr(nLetter + 1));
+    std::string szFile;
+    while (std::getline(messages, szMessage, '|')) {
+      std::vector<SSamplePixel> arPixels;
+      std::istringstream keys(szMessage);
+      while (keys >> szKey) arPixels.push_back(KeyPixel(szKey));
+      szFile += TestMessage(eKind, arPixels).szBytes;
+    }
+    tree.Add(eKind, szFile);
+  }
+}
+
+std::vector<double> Key(const SRecord& record) {
+  const auto& ar = record["common"];
+  return {ar[13], ar[14], ar[12]};
+}
+
+bool TakesPart(const SRecord& record, EKind eKind) {
+  if (eKind == EKind::L1C) return record.Has("l1c") && record["l1c"][0] != -1;
+  return record.Has(KindName(eKind)) && record[KindName(eKind)][1] != -777;
+}
+
+std::string Describe(const CRecordFile& file) {
+  std::string szAll = file.szError;
+  for (const SRecord& record : file.arRecords) {
+    szAll += szAll.empty() ? "" : " ";
+    if (!record.Has("common")) {
+      szAll += "empty";
+      continue;
+    }
+    for (const double fPart : Key(record))
+      szAll += fPart == -1 ? "-." : std::to_string(static_cast<int>(fPart)) + ".";
+    szAll.back() = '=';
+    bool bL2 = false;
+    for (const SLetter& letter : LETTERS) {
+      if (!TakesPart(record, letter.eKind)) continue;
+      szAll += letter.cLetter;
+      bL2 |= letter.cLetter != 'L';
+    }
+    // The common part of L2 is there when one of the kinds is.
+    EXPECT_EQ(record["l2"][1] != -1, bL2);
+  }
+  return szAll;
+}
+
+}  // namespace
+
+TEST(Pairing, JoinsPixelsOfEqualKeys) {
+  const struct {
+    const char *szStreams, *szRecords;
+    int nWithoutKey = 0;  // records for which no stream offers a key
+    TOptions arOptions = {};
+  } arCases[] = {
+      // gaps on either side
+      {"L 1.5.0 1.5.1 1.5.3; T 1.5.1 1.5.2 1.5.3", "1.5.0=L 1.5.1=LT 1.5.2=T 1.5.3=LT"},
+      {"L 1.5.0; T 1.5.1", "1.5.0=L 1.5.1=T"},
+      // different first lines, one product ending early
+      {"L 1.5.0 1.6.0; T 1.3.0 1.4.0 1.5.0", "1.3.0=T 1.4.0=T 1.5.0=LT 1.6.0=L"},
+      {"L 1.5.0; T 1.5.0 1.5.1 | 2.1.0", "1.5.0=LT 1.5.1=T 2.1.0=T"},
+      {"L 1.5.0 | 1.5.1 | 1.5.2 1.5.3; T 1.5.0 1.5.1 1.5.2 | 1.5.3", "1.5.0=LT 1.5.1=LT 1.5.2=LT 1.5.3=LT"},
+      // orbit goes before line, line before field of view
+      {"L 1.9.9 2.1.0; T 1.10.0 2.0.79 2.1.0", "1.9.9=L 1.10.0=T 2.0.79=T 2.1.0=LT"},
+      // three and four streams, ties among some
+      {"L 1.5.0 1.5.2; T 1.5.1 1.5.2; O 1.5.0 1.5.1 1.5.3", "1.5.0=LO 1.5.1=OT 1.5.2=LT 1.5.3=O"},
+      {"L 1.5.1; T 1.5.0; O 1.5.0; E 1.5.0 1.5.1", "1.5.0=OTE 1.5.1=LE"},
+      // repeated keys, and keys that step back
+      {"L 1.5.0 1.5.0; T 1.5.0", "1.5.0=LT 1.5.0=L"},
+      {"L 1.6.0 1.5.0; T 1.5.0 1.7.0", "1.5.0=T 1.6.0=L 1.5.0=L 1.7.0=T"},
+      // a key without a part never blocks what is behind it
+      {"L -.5.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
+      {"L 1.-.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
+      {"L 1.5.-| 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
+      {"L 0.5.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
+      {"L 1.5.0 1.5.1; T -.-.- 1.5.1; E 1.5.0 0.0.0 1.5.1", "1.5.0=LE 1.5.1=LT 1.5.1=E"},
+      {"L 1.5.0 1.5.3; T -.1.1 -.1.2 1.5.3 1.5.4", "1.5.0=L 1.5.3=L 1.5.3=T 1.5.4=T"},
+      // nobody has a key: an empty record, and all step on
+      {"L -.5.0 1.5.1; T 0.5.0 1.5.1", "empty 1.5.1=LT", 1},
+      {"L -.5.0 1.5.-; T 0.5.0 0.0.0 1.5.1", "empty empty 1.5.1=T", 2},
+      {"L 1.5.0; T 1.5.0 -.5.1 | 0.5.2 1.5.3", "1.5.0=LT empty empty 1.5.3=T", 2},
+      {"L 1000000.1.0; T 1000000.1.0 1.5.0", "empty 1.5.0=T", 1},  // more than keys are compared with
+      {"L -.5.0 | 1.5.1 | 1.5.2; T -.5.0 | 1.5.5", "empty 1.5.1=L 1.5.5=T", 1, {"-maxres", "2"}},
+      // a product alone needs no keys, also when others were asked for
+      {"L -.5.0 0.5.1", "-.5.0=L 0.5.1=L"},
+      {"T 1.-.0 0.5.1 1.5.-", "1.-.0=T 0.5.1=T 1.5.-=T"},
+      // filters come before the pairing
+      {"L 1.5.0 1.5.1 1.5.2; T 1.5.0 1.5.1 1.5.2", "1.5.1=LT", 0, {"-fov", "1"}},
+      {"L 1.5.0 1.5.1 1.5.2; T 1.5.1 1.5.2", "1.5.0=L 1.5.1=LT", 0, {"-maxres", "2"}},
+      {"L 1.5.0 1.5.1 1.5.2; T 1.5.1 1.5.2", "1.5.1=L 1.5.2=LT", 0, {"-skip", "1"}},
+  };
+  for (const auto& c : arCases) {
+    SCOPED_TRACE(c.szStreams);
+    CTestTree tree;
+    AddStreams(tree, c.szStreams);
+    const TOptions arOptions = TOptions{"-c", "1", "-t2", "ozo,trg,ems"} + c.arOptions;
+    SRun run = tree.Run(arOptions);
+    EXPECT_EQ(Describe(CRecordFile(tree.Output())), c.szRecords);
+    const auto expectMessages = [&] {
+      ExpectGood(run);
+      ExpectSays(run, "pb calcul synchro\n", c.nWithoutKey);
+      ExpectSays(run, "Probleme calcul synchronisation L1C-L2\n", c.nWithoutKey);
+    };
+    expectMessages();
+    const int nEmpty = CountOf(c.szRecords, "empty");
+    EXPECT_EQ(nEmpty, c.nWithoutKey);
+
+    // In text an empty record is an empty line; with boxes only the messages are left of it.
+    run = tree.Run(arOptions + TOptions{"-of", "txt"});
+    expectMessages();
+    const auto text = ReadTextFile(tree.Output());
+    EXPECT_EQ(static_cast<int>(text.size()) - 1, CountOf(c.szRecords, "=") + nEmpty);
+    EXPECT_EQ(std::count(text.begin(), text.end(), TOptions{""}), nEmpty);
+    run = tree.Run(arOptions + TOptions{"-box", "-90-90,-180-180,all"});
+    expectMessages();
+    std::string szWithoutEmpty = c.szRecords;
+    for (size_t n; (n = szWithoutEmpty.find("empty ")) != std::string::npos;) szWithoutEmpty.erase(n, 6);
+    EXPECT_EQ(Describe(CRecordFile(tree.Output("out.all.txt"))), szWithoutEmpty);
+  }
+}
+
+// A record goes to the boxes of the product that supplies its common part, and streams step on once.
+TEST(Pairing, BoxesFollowTheSupplier) {
+  CTestTree tree;
+  AddStreams(tree, "L 1.5.0 1.5.1 1.5.2 1.5.7; T 1.5.1 1.5.2 1.5.3");
+  const SRun run =
+      tree.Run({"-c", "1", "-t2", "ozo,trg,ems", "-box", "0-1.5,0-20,low", "-box", "0.5-3,0-20,high"});
+  EXPECT_EQ(Describe(CRecordFile(tree.Output("out.low.txt"))), "1.5.0=L 1.5.1=LT");
+  EXPECT_EQ(Describe(CRecordFile(tree.Output("out.high.txt"))), "1.5.1=LT 1.5.2=LT 1.5.3=T");
+  ExpectSays(
+      run,
+      "4 L1C data selected out of 4\n\tIn box low: 2 L1C data selected\n\tIn box high: 2 L1C data selected\n"
+      "3 trg data selected out of 3\n\tIn box low: 1 trg data selected\n\tIn box high: 3 trg data "
+      "selected\n");
+}
+
+TEST(Pairing, SatellitesThatDifferAreReportedOnce) {
+  CTestTree tree;
+  auto arPixels = TestPixels(2);
+  tree.Add(EKind::L1C, TestMessage(EKind::L1C, arPixels).szBytes);
+  for (SSamplePixel& pixel : arPixels) pixel.nSatellite = 3;
+  tree.Add(EKind::TRG, TestMessage(EKind::TRG, arPixels).szBytes + TestMessage(EKind::TRG, arPixels).szBytes);
+  tree.Add(EKind::EMS, TestMessage(EKind::EMS, arPixels).szBytes);
+  const SRun run = tree.Run({"-c", "1", "-t2", "ozo,trg,ems"});
+  ExpectSays(run, "\nSatellite id different between products", 2);
+  const CRecordFile file(tree.Output());
+  EXPECT_EQ(file.nSatellite, 4);
+  EXPECT_EQ(CountOf(Describe(file), "=LTE"), 2);
+}
+
+// Files of both trees make one stream, those of the dated one first.
+TEST(Pairing, TwoL2TreesMakeOneStream) {
+  CTestTree tree;
+  AddStreams(tree, "L 1.5.0 1.5.1 1.5.2; T 1.5.1; E 1.5.2");
+  for (const char* szKey : {"1.5.2", "1.5.0"})
+    tree.Write(std::string("indep/trg/") + szKey + ".bin",
+               TestMessage(EKind::TRG, {KeyPixel(szKey)}).szBytes);
+  const SRun run = tree.Run({"-c", "1", "-t2", "trg,ems,ozo", "-myd2", tree.Path("indep")});
+  ExpectSays(
+      run,
+      "1 L1C data files selected\nNo ozo data files selected\n1 trg data files selected\n1 ems data files "
+      "selected\nNo ozo data files selected\n3 trg data files selected\n1 ems data files selected\n");
+  EXPECT_EQ(Describe(CRecordFile(tree.Output())), "1.5.0=L 1.5.1=LT 1.5.0=T 1.5.2=LTE");
+}
+
+// What a product contributes to the records of six is what it gives alone.
+TEST(Pairing, SixProductsTogetherAreTheSumOfEach) {
+  CTestTree tree;
+  const auto arAll = TestPixels(30);
+  for (const EKind eKind : arKinds) {
+    auto arPixels = arAll;
+    arPixels.erase(arPixels.begin() + 4 * static_cast<int>(eKind));
+    tree.Add(eKind, TestMessage(eKind, arPixels, -1, WithMissing()).szBytes);
+  }
+  const TOptions arL1C = {"-c", "1-50,8000-8461", "-avhrr", "1"};
+  const CRecordFile all = tree.Records(arL1C + TOptions{"-t2", "ozo,trg,clp,twt,ems"});
+  ASSERT_EQ(all.arRecords.size(), 30U);
+  std::set<std::vector<double>> keys, l2Keys;
+  for (const EKind eKind : arKinds) {
+    const bool bL1C = eKind == EKind::L1C;
+    const CRecordFile single = tree.Records(bL1C ? arL1C : TOptions{"-t2", KindName(eKind)});
+    ASSERT_EQ(single.arRecords.size(), 29U);
+    for (const SRecord& record : single.arRecords) {
+      const auto paired = std::find_if(all.arRecords.begin(), all.arRecords.end(),
+                                       [&](const SRecord& r) { return Key(r) == Key(record); });
+      ASSERT_NE(paired, all.arRecords.end()) << KindName(eKind);
+      // What products share comes from the first one that has the pixel.
+      const bool bFirst = keys.insert(Key(record)).second,
+                 bFirstL2 = !bL1C && l2Keys.insert(Key(record)).second;
+      for (const auto& [szBlock, block] : record.blocks) {
+        const bool bOwn = szBlock == "common" ? bFirst : szBlock != "l2" || bFirstL2;
+        EXPECT_TRUE(!bOwn || (*paired)[szBlock] == block.arValues) << KindName(eKind) << szBlock;
+      }
+    }
+  }
+}

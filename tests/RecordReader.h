@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// Readers of extraction files, written from the description of the formats and not from the code that writes
+/// them, so that a slip in one shows against the other.
+
+/// The values of one block in the order of the file, with a letter for the type of each: b, s, i integers of
+/// 1, 2 and 4 bytes, r reals, c a real that the text form has as an integer.
+struct SBlock {
+  std::string szTypes;
+  std::vector<double> arValues;
+};
+
+/// The blocks of one record: "common", "l1c", "spectrum", "avhrr", "l2", "ozo", "trg", "clp", "twt", "ems".
+/// Those that the file does not have are left out; a record without content has none.
+struct SRecord {
+  std::map<std::string, SBlock> blocks;
+  int nBytes = 0;  // between the markers
+
+  bool Has(const std::string& szBlock) const { return blocks.count(szBlock) > 0; }
+  const std::vector<double>& operator[](const std::string& szBlock) const {
+    return blocks.at(szBlock).arValues;
+  }
+};
+
+/// A binary extraction file.
+class CRecordFile {
+ public:
+  /// nSpectrumValues: those that an L1C pixel really has, when channels outside of the archive's are
+  /// selected.
+  explicit CRecordFile(const std::string& szBytes, int nSpectrumValues = -1);
+
+  std::string szError;  // what is wrong with the file; empty when all of it was read
+  bool bBigEndian = false, bAvhrr = false;
+  int nSatellite = 0;
+  std::vector<int> arChannels;
+  std::vector<int> arKinds;  // codes: clp 1, twt 2, ozo 3, trg 4, ems 5
+  int nMarker = 0;           // of the records; 0 when there are none
+  std::vector<SRecord> arRecords;
+
+ private:
+  double Value(char cType, size_t nAt) const;
+  int Int4(size_t nAt) const { return static_cast<int>(Value('i', nAt)); }
+  void ReadHeader();
+  bool ReadRecord();
+  std::map<std::string, std::string> Layout(int nSpectrumValues, int nLayers, int nLevels) const;
+
+  std::string m_szBytes;
+  int m_nSpectrumValues;
+  size_t m_nAt = 0;
+};
+
+/// The lines of a text extraction file, the names of the columns first.
+std::vector<std::vector<std::string>> ReadTextFile(const std::string& szBytes);
+
+/// The columns that the text form of a binary record has behind the satellite and the Tb column.
+std::vector<std::string> TextColumns(const SRecord& record);
+
+/// The blocks in the order of the file.
+extern const std::vector<std::string> BLOCKS;
+
+std::string Times(int nTimes, const std::string& szText);
