@@ -222,6 +222,26 @@ TEST(BadInput, FlippedBitsAndCutMessages) {
   }
 }
 
+// The message with a count that is missing in all pixels. Where the count stands shows in another message,
+// which differs in the count's first bit.
+std::string WithoutCount(EKind eKind, std::vector<int> arCounts) {
+  std::string szBytes = TestMessage(eKind, TestPixels(3)).szBytes;
+  SEncodeOptions options;
+  arCounts[0] |= 0x80;
+  options.arCounts = arCounts;
+  const std::string szOther = TestMessage(eKind, TestPixels(3), 0, options).szBytes;
+  const auto length = [&](size_t n) {
+    return static_cast<uint8_t>(szBytes[n + 1]) << 8 | static_cast<uint8_t>(szBytes[n + 2]);
+  };
+  const auto bit = [](const std::string& sz, size_t n) { return sz[n / 8] >> (7 - n % 8) & 1; };
+  size_t n = 8;
+  n += length(n);               // section 1
+  n = (n + length(n) + 4) * 8;  // section 3 and the head of section 4
+  while (bit(szBytes, n) == bit(szOther, n)) ++n;
+  for (const size_t nEnd = n + 8; n < nEnd; ++n) szBytes[n / 8] |= static_cast<char>(0x80 >> n % 8);
+  return szBytes;
+}
+
 // A profile whose count is none of its layout is missing, whatever the message before had in its place.
 TEST(BadInput, L2CountsThatDoNotFit) {
   const std::string szOzo = "Nombre de donnees ozone non conforme\n",
@@ -234,6 +254,7 @@ TEST(BadInput, L2CountsThatDoNotFit) {
     std::vector<int> arCounts;
     std::string szSays;
     size_t nFirst = 1;  // value that is missing
+    bool bNoCount = false;
   } arCases[] = {
       {EKind::OZO, 0, {5}, szOzo},
       {EKind::OZO, 5, {101}, szOzo},
@@ -243,6 +264,10 @@ TEST(BadInput, L2CountsThatDoNotFit) {
       {EKind::TWT, 5, {90, 90}, szBoth, 7},
       {EKind::TWT, 0, {90, 101}, szPMR, 188},
       {EKind::TWT, 0, {101, 90}, szBoth, 7},
+      // the count itself missing
+      {EKind::OZO, 0, {4}, szOzo, 1, true},
+      {EKind::EMS, 0, {12}, szEms, 1, true},
+      {EKind::TWT, 0, {90, 90}, szBoth, 7, true},
   };
   for (const auto& c : arCases) {
     SCOPED_TRACE(std::string(KindName(c.eKind)) + std::to_string(c.nVersion));
@@ -250,7 +275,8 @@ TEST(BadInput, L2CountsThatDoNotFit) {
     options.arCounts = c.arCounts;
     CTestTree tree;
     tree.Add(c.eKind, TestMessage(c.eKind, TestPixels(3)).szBytes +
-                          TestMessage(c.eKind, TestPixels(3), c.nVersion, options).szBytes);
+                          (c.bNoCount ? WithoutCount(c.eKind, c.arCounts)
+                                      : TestMessage(c.eKind, TestPixels(3), c.nVersion, options).szBytes));
     const STreeRun run = tree.Run(Options(c.eKind));
     ExpectSays(run, c.szSays);
     const CRecordFile file(tree.Output());

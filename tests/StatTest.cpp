@@ -150,6 +150,31 @@ TEST(SpeStat, KeepsWhatASumOfSquaresLoses) {
             1e-4L * reference.fStdDev * reference.fStdDev);
 }
 
+// A running sum of squares must be compensated to keep its digits over so many merges.
+TEST(SpeStat, KeepsItsDigitsOverAMillionPixels) {
+  CSpeStat sum(1, false);
+  for (int i = 0; i < 1000; ++i) {
+    std::vector<std::vector<double>> arRows;
+    for (int j = 0; j < 1000; ++j) arRows.push_back({(60000 + j % 5) / 1e7});
+    sum.Merge(Accumulate(arRows, 1));
+  }
+  EXPECT_NEAR(sum.Moments(0).StdDev() * 1e7, std::sqrt(2.0 * 1e6 / (1e6 - 1)), 1e-9);
+}
+
+// A raw value that comes out as the missing radiance is one, as in a record.
+TEST(RowBatch, TakesMinus777AsMissing) {
+  constexpr int WIDTH = 64;
+  CSpectrum spectrum;
+  std::vector<std::vector<int32_t>> arRaw(1, std::vector<int32_t>(WIDTH, 20));
+  arRaw[0][5] = -777;
+  Fill(spectrum, arRaw, std::vector<double>(WIDTH, 1.0));
+  CRowSource source(WIDTH);
+  CRowBatch batch(WIDTH);
+  batch.Add(source.Row(spectrum, 0));
+  double arTile[WIDTH * 16];
+  EXPECT_TRUE(batch.Block(0, arTile));
+}
+
 TEST(SpeStat, EqualValuesGiveTheirValueAndZeroMoments) {
   std::vector<double> row;
   for (int j = 0; j < 200; ++j) row.push_back((j - 20) / 1e7 * 311);
