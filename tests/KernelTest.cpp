@@ -133,7 +133,12 @@ void CheckScaling(void (*pScale)(const int32_t*, int, double, T*), std::mt19937&
 }
 
 TEST_P(KernelTest, ScalesLikeTheDoubleDivision) {
-  CheckScaling<float>(ScaleToReal4, m_random);
+  const auto unaligned = [](const int32_t* pRaw, int nCount, double fDivisor, float* pOut) {
+    std::vector<char> arBytes(1 + sizeof(float) * nCount);
+    ScaleToReal4(pRaw, nCount, fDivisor, arBytes.data() + 1);
+    std::memcpy(pOut, arBytes.data() + 1, sizeof(float) * nCount);
+  };
+  CheckScaling<float>(unaligned, m_random);
   CheckScaling<double>(ScaleToReal8, m_random);
 }
 

@@ -139,8 +139,10 @@ void CBUFRReader::ReadSection4() {
   // The file may be shorter than the message says: what is not there is neither allocated nor decoded.
   const int nThere = static_cast<int>(std::min<int64_t>(nDataSize, stream.Remaining()));
   if (nThere > nDataCapacity || !pData) {
-    pData = std::make_unique_for_overwrite<uint8_t[]>(nThere + UNPACK_PADDING);
-    nDataCapacity = nThere;
+    // The messages of an archive differ by a few percent: a larger one leaves room for those to come, or
+    // nearly each would begin with pages that the system has to clear first.
+    nDataCapacity = nDataCapacity == 0 ? nThere : nThere + nThere / 8;
+    pData = std::make_unique_for_overwrite<uint8_t[]>(nDataCapacity + UNPACK_PADDING);
   }
   nDataSize = stream.Read(nThere, reinterpret_cast<char*>(pData.get()));
   std::memset(pData.get() + nDataSize, 0, UNPACK_PADDING);

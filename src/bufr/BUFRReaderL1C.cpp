@@ -144,6 +144,7 @@ void ScaleAvhrr(bool bWhole, int nRows, const IntColumn& scaled, const IntColumn
 
 int CBUFRReaderL1C::GoToNextMessage() {
   nSpectrumBitPos = 0;
+  m_arSampleBitPos.clear();
   return CBUFRReader::GoToNextMessage();
 }
 
@@ -174,11 +175,39 @@ inline int CBUFRReaderL1C::SkipElement(int64_t& bitPos, int nWidth) {
   return BUFRDecompressInt(bitPos, nWidth, 0, nullptr, 0, CProd::DEFAULT_VALUE_M1);
 }
 
+/// False when the sample does not lie inside the data as a whole, or does not have one channel for all
+/// pixels.
+inline bool CBUFRReaderL1C::ReadSample(int64_t nBitPos, SSample& sample) const {
+  constexpr int HEADERS = CHANNEL_WIDTH + INCREMENT_WIDTH + RADIANCE_WIDTH + INCREMENT_WIDTH;
+  constexpr uint64_t INCREMENT_MASK = (1 << INCREMENT_WIDTH) - 1;
+  if (!Inside(nBitPos, HEADERS)) return false;
+  const uint64_t nBits = LoadBits(pData.get(), nBitPos, HEADERS);
+  const auto nWidth = static_cast<int>(nBits & INCREMENT_MASK);
+  const bool bChannelIncrements = (nBits >> (INCREMENT_WIDTH + RADIANCE_WIDTH) & INCREMENT_MASK) != 0;
+  sample.nChannel = static_cast<int>(nBits >> (HEADERS - CHANNEL_WIDTH));
+  sample.nReferenceValue = static_cast<int>(nBits >> INCREMENT_WIDTH & 0xFFFF);
+  sample.nWidth = nWidth;
+  sample.nBitPos = nBitPos + HEADERS;
+  sample.nEnd = sample.nBitPos + int64_t{nWidth} * nSubsets;
+  return !bChannelIncrements && nWidth <= RADIANCE_WIDTH && sample.nEnd <= int64_t{nDataSize} * 8;
+}
+
+/// Steps over the samples and remembers where those in front begin, so that the decoding of a few channels
+/// need not walk through all again.
 int CBUFRReaderL1C::SkipSpectrum(int64_t& bitPos) {
   int nStatus = 1;
   for (int i = 0; i < P::BANDS; ++i)
     for (const SElement& element : BAND) nStatus &= SkipElement(bitPos, element.widths.arn[1]);
-  for (int i = 0; i < CHANNELS; ++i) {
+  m_arSampleBitPos.resize(CHANNELS + 1);
+  int nSample = 0;
+  int64_t nBitPos = bitPos;
+  for (SSample sample; nSample < CHANNELS; nBitPos = sample.nEnd) {
+    if (!ReadSample(nBitPos, sample) || sample.nChannel != nSample + 1) break;
+    m_arSampleBitPos[nSample++] = static_cast<uint32_t>(nBitPos);
+  }
+  m_arSampleBitPos[nSample] = static_cast<uint32_t>(nBitPos);
+  m_arSampleBitPos.resize(nSample + 1);
+  for (bitPos = nBitPos; nSample < CHANNELS; ++nSample) {
     nStatus &= SkipElement(bitPos, CHANNEL_WIDTH);
     nStatus &= SkipElement(bitPos, RADIANCE_WIDTH);
   }
@@ -285,8 +314,8 @@ int32_t* CBUFRReaderL1C::OpenSlot(SPass& pass, int nColumn) {
 
 /// The radiances of one selected channel, uniform bands, everything inside the data. False when the channel
 /// needs the general way (no band for a value); nothing is stored then.
-bool CBUFRReaderL1C::DecodeSelected(SPass& pass, int64_t nPos, int nChannel, int nReferenceValue,
-                                    int nWidth) {
+bool CBUFRReaderL1C::DecodeSelected(SPass& pass, const SSample& sample) {
+  const auto [nChannel, nReferenceValue, nWidth, nPos, nEnd] = sample;
   CProdL1C& prod = pass.prod;
   const auto& arKept = prod.Kept();
   const int nRows = static_cast<int>(arKept.size());
@@ -325,23 +354,29 @@ bool CBUFRReaderL1C::DecodeSelected(SPass& pass, int64_t nPos, int nChannel, int
 /// One sample whose channel number is the same for all pixels and which lies inside the data, as they nearly
 /// all are. False, with the cursor where it was, when the sample needs the general way.
 bool CBUFRReaderL1C::DecodeSampleFast(SPass& pass, int64_t& bitPos) {
-  constexpr int HEADERS = CHANNEL_WIDTH + INCREMENT_WIDTH + RADIANCE_WIDTH + INCREMENT_WIDTH;
-  if (!Inside(bitPos, HEADERS)) return false;
-  const uint64_t nBits = LoadBits(pData.get(), bitPos, HEADERS);
-  constexpr uint64_t INCREMENT_MASK = (1 << INCREMENT_WIDTH) - 1;
-  const auto nChannel = static_cast<int>(nBits >> (HEADERS - CHANNEL_WIDTH));
-  const auto nChannelIncrement = nBits >> (INCREMENT_WIDTH + RADIANCE_WIDTH) & INCREMENT_MASK;
-  const auto nReferenceValue = static_cast<int>(nBits >> INCREMENT_WIDTH & 0xFFFF);
-  const auto nWidth = static_cast<int>(nBits & INCREMENT_MASK);
-  if (nChannelIncrement != 0 || nChannel < 1 || nChannel > pass.prod.ChannelCount || nWidth > RADIANCE_WIDTH)
+  SSample sample;
+  if (!ReadSample(bitPos, sample) || sample.nChannel < 1 || sample.nChannel > pass.prod.ChannelCount)
     return false;
-  const int64_t nRun = int64_t{nWidth} * nSubsets;
-  if (!Inside(bitPos, HEADERS + nRun)) return false;
-  if (pass.pSelection[nChannel - 1] &&
-      !(pass.bUniformBands && DecodeSelected(pass, bitPos + HEADERS, nChannel, nReferenceValue, nWidth)))
+  if (pass.pSelection[sample.nChannel - 1] && !(pass.bUniformBands && DecodeSelected(pass, sample)))
     return false;
-  bitPos += HEADERS + nRun;
+  bitPos = sample.nEnd;
   return true;
+}
+
+/// The selected ones among the samples whose places are known, without a look at the others. Returns how many
+/// samples are done with, those that were not selected included.
+int CBUFRReaderL1C::DecodeOrdered(SPass& pass, int64_t& bitPos) {
+  const CSpectrum& spectrum = pass.prod.Spectrum;
+  const int nOrdered = std::min(static_cast<int>(m_arSampleBitPos.size()) - 1, pass.prod.ChannelCount);
+  if (!pass.pSelection || !pass.bUniformBands || nOrdered < 1 || m_arSampleBitPos[0] != bitPos) return 0;
+  for (int i = 0; i < spectrum.Columns() && spectrum.Channel(i) <= nOrdered; ++i) {
+    const int nSample = spectrum.Channel(i) - 1;
+    SSample sample;
+    bitPos = m_arSampleBitPos[nSample];
+    if (!ReadSample(bitPos, sample) || !DecodeSelected(pass, sample)) return nSample;
+  }
+  bitPos = m_arSampleBitPos[nOrdered];
+  return nOrdered;
 }
 
 /// Stores one raw radiance of one pixel; bScale: it is neither missing nor a constant 0.
@@ -424,7 +459,7 @@ int CBUFRReaderL1C::UpdateL1Spectrum(CProdL1C* pProd, const char* pSelection) {
   int64_t bitPos = nSpectrumBitPos;
   SPass pass = {prod, pSelection, false, 0, 0, 0, {}, DecodeBands(prod, bitPos)};
   pass.bUniformBands = !prod.Kept().empty() && BandsAgree(prod);
-  for (int i = 0; i < CHANNELS; ++i)
+  for (int i = DecodeOrdered(pass, bitPos); i < CHANNELS; ++i)
     if (!pSelection || !DecodeSampleFast(pass, bitPos)) DecodeSample(pass, bitPos);
   FlushTile(pass);
   prod.Spectrum.End();

@@ -46,6 +46,16 @@ class CBUFRReaderL1C : public CBUFRReader {
     int nStatus;
   };
 
+  /// The header of a sample whose channel is the same for all pixels.
+  struct SSample {
+    int nChannel;
+    int nReferenceValue;
+    int nWidth;       // of the increments
+    int64_t nBitPos;  // of the increments
+    int64_t nEnd;     // bit behind the sample
+  };
+
+  bool ReadSample(int64_t nBitPos, SSample& sample) const;
   int SkipElement(int64_t& bitPos, int nWidth);
   int SkipSpectrum(int64_t& bitPos);
   int SkipAvhrr(int64_t& bitPos);
@@ -55,8 +65,9 @@ class CBUFRReaderL1C : public CBUFRReader {
   /// Band of a channel for one kept pixel, -1 when it is in none.
   static int FindBand(const SPass& pass, int nRow, int64_t nChannel);
 
+  int DecodeOrdered(SPass& pass, int64_t& bitPos);
   bool DecodeSampleFast(SPass& pass, int64_t& bitPos);
-  bool DecodeSelected(SPass& pass, int64_t nPos, int nChannel, int nReferenceValue, int nWidth);
+  bool DecodeSelected(SPass& pass, const SSample& sample);
   void DecodeSample(SPass& pass, int64_t& bitPos);
   template <class TChannelOf>
   void DecodeRadiances(SPass& pass, int64_t& bitPos, TChannelOf channelOf);
@@ -64,5 +75,8 @@ class CBUFRReaderL1C : public CBUFRReader {
   static int32_t* OpenSlot(SPass& pass, int nColumn);
   static void FlushTile(SPass& pass);
 
+  /// Where the leading samples begin whose channels are 1, 2, 3 and so on for all pixels, as they nearly
+  /// always are; one more entry for the end of the last one.
+  std::vector<uint32_t> m_arSampleBitPos;
   std::vector<int32_t> m_arRaw;  // one value per subset, when not all are kept
 };

@@ -111,7 +111,8 @@ class CExtractor {
 
   Stream m_arStreams[STREAMS];
   int m_nActive = 0;
-  int64_t m_nWritten = 0;  // records
+  int64_t m_nWritten = 0;        // records
+  int64_t m_nRecordLength = -1;  // content of a binary record, -1 not known yet
   std::vector<std::unique_ptr<CWriter>> m_arWriters;
   std::vector<char> m_arChannelMask;  // empty: no spectra
   uint64_t m_nMissingFlags = 0;

@@ -157,7 +157,8 @@ struct STextFormat {
 
 /// Without a stream that takes part, the record is its two markers alone, which announce the full length.
 bool CExtractor::WriteOutputBin(CWriter* pWriter, const CConfigParam* pConfig) {
-  const int nMarker = AsInt4(RecordLength(pConfig));
+  if (m_nRecordLength < 0) m_nRecordLength = RecordLength(pConfig);
+  const int nMarker = AsInt4(m_nRecordLength);
   pWriter->WriteBinInt4(nMarker);
   WriteBlocks<SBinFormat>(*pWriter, pConfig);
   if (pWriter->WriteBinInt4(nMarker) > 0) return true;

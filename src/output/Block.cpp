@@ -181,8 +181,7 @@ const TBlock TWT_BLOCK = TWT_GROUPS;
 const TBlock EMS_BLOCK = EMS_GROUPS;
 
 int BinarySize(TBlock block) {
-  constexpr int SIZES[] = {0, 1, 2, 4, 4};  // by EBin
   int nSize = 0;
-  EachField(block, false, [&](const SField& field, int) { nSize += SIZES[static_cast<int>(field.eBin)]; });
+  EachField(block, false, [&](const SField& field, int) { nSize += BinarySizeOf(field.eBin); });
   return nSize;
 }

@@ -15,35 +15,43 @@
 enum class EBin : uint8_t { NONE, INT1, INT2, INT4, REAL4 };
 enum class EText : uint8_t { INT, REAL };
 
-/// Value of one pixel: an integer or a real of a record, with the index of the repetition. Both null: the
-/// value is not one of the record but is given with the block.
+/// Where a field's value stands.
+enum class EForm : uint8_t {
+  NONE,   // nowhere in the record: it is given with the block
+  INT,    // an integer of the record
+  INTS,   // a column of integers
+  REALS,  // a column of reals
+  FIXED   // the same for all pixels (plans only, see SDayOne)
+};
+
+/// The integer or the column itself, with the index of the repetition.
 struct SSource {
-  int64_t (*pInt)(const CProd&, int nPixel, int nIndex) = nullptr;
-  double (*pReal)(const CProd&, int nPixel, int nIndex) = nullptr;
+  EForm eForm = EForm::NONE;
+  const void* (*pPlace)(const CProd&, int nIndex) = nullptr;
 };
 
 namespace source_detail {
 template <auto MEMBER, int INDEX>
-auto Value(const CProd& prod, int nPixel, int nIndex) {
+const void* Place(const CProd& prod, int nIndex) {
   using Member = SMember<decltype(MEMBER)>;
   const auto& field = static_cast<const typename Member::Record&>(prod).*MEMBER;
-  if constexpr (std::is_arithmetic_v<typename Member::Field>)
-    return field;
-  else if constexpr (std::is_array_v<typename Member::Field>)
-    return field[INDEX < 0 ? nIndex : INDEX][nPixel];
+  if constexpr (std::is_array_v<typename Member::Field>)
+    return &field[INDEX < 0 ? nIndex : INDEX];
   else
-    return field[nPixel];
+    return &field;
 }
 }  // namespace source_detail
 
-/// A record's column, scalar, or array of columns (the one with the given index, or with the repetition's).
+/// A record's column, integer, or array of columns (the one with the given index, or with the repetition's).
 template <auto MEMBER, int INDEX = -1>
 constexpr SSource From() {
-  using Result = decltype(source_detail::Value<MEMBER, INDEX>(std::declval<const CProd&>(), 0, 0));
-  if constexpr (std::is_same_v<Result, int64_t>)
-    return {&source_detail::Value<MEMBER, INDEX>, nullptr};
-  else
-    return {nullptr, &source_detail::Value<MEMBER, INDEX>};
+  using Column = std::remove_all_extents_t<typename SMember<decltype(MEMBER)>::Field>;
+  constexpr EForm FORM = std::is_same_v<Column, int64_t>      ? EForm::INT
+                         : std::is_same_v<Column, IntColumn>  ? EForm::INTS
+                         : std::is_same_v<Column, RealColumn> ? EForm::REALS
+                                                              : EForm::NONE;
+  static_assert(FORM != EForm::NONE);
+  return {FORM, &source_detail::Place<MEMBER, INDEX>};
 }
 
 /// What a field shows for a message of the day 1 archive, in place of the record's value.
@@ -100,5 +108,10 @@ extern const TBlock CLP_BLOCK;
 extern const TBlock TWT_BLOCK;
 extern const TBlock EMS_BLOCK;
 
+/// Bytes of a field in a binary record.
+constexpr int BinarySizeOf(EBin eBin) {
+  constexpr int SIZES[] = {0, 1, 2, 4, 4};
+  return SIZES[static_cast<int>(eBin)];
+}
 /// Bytes of a block in a binary record with the header's number of repetitions.
 int BinarySize(TBlock block);

@@ -30,6 +30,13 @@ class CStreamWriter {
     return WriteThrough(nBytes, pBytes);
   }
 
+  /// Room for a block that is made in place, at most BLOCK_MAX bytes, behind what was written so far; null
+  /// when the file takes nothing more. Commit then takes the first nBytes of it; nothing else may be written
+  /// in between.
+  char* Reserve(int nBytes);
+  int Commit(int nBytes);
+  static constexpr int BLOCK_MAX = 64 * 1024;
+
   int WriteText(const char* szText) { return Write(static_cast<int>(std::strlen(szText)), szText); }
   /// "%d"
   int WriteTextInt(int nValue);
@@ -49,6 +56,8 @@ class CStreamWriter {
  private:
   int WriteThrough(int nBytes, const char* pBytes);
   int Put(int nBytes, const char* pBytes);
+  bool FlushBuffer();
+  bool FlushSystemBuffer();
 
   template <class T>
   int WriteBin(T value) {
@@ -67,4 +76,5 @@ class CStreamWriter {
   bool bFailed = false;
   FILE* pFile = nullptr;
   std::unique_ptr<char[]> pSystemBuffer;  // large blocks to the system
+  int nSystemUsed = 0;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "output/BlockPlan.h"
 #include "output/TextReal.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/SpectrumKernels.h"
@@ -11,64 +12,24 @@ namespace {
 
 constexpr int CHUNK = 2048;  // spectrum values converted at a time
 
-/// Assembles a block in memory; blocks are at most a few kilobytes (1648 bytes in binary, 412 columns in
-/// text).
-class CBinBlock {
- public:
-  void Put(EBin eBin, double fReal, int64_t nInt, bool bReal) {
-    const float fValue = static_cast<float>(bReal ? fReal : static_cast<double>(nInt));
-    const auto nValue = static_cast<uint64_t>(nInt);
-    switch (eBin) {
-      case EBin::NONE:
-        break;
-      case EBin::INT1:
-        Append(static_cast<uint8_t>(nValue));
-        break;
-      case EBin::INT2:
-        Append(static_cast<uint16_t>(nValue));
-        break;
-      case EBin::INT4:
-        Append(static_cast<uint32_t>(nValue));
-        break;
-      case EBin::REAL4:
-        Append(fValue);
-        break;
-    }
-  }
-  explicit CBinBlock(bool bReverse) : m_bReverse(bReverse) {}
-  const char* Bytes() const { return m_arBytes; }
-  int Size() const { return m_nSize; }
-
- private:
-  template <class T>
-  void Append(T value) {
-    char* pOut = m_arBytes + m_nSize;
-    std::memcpy(pOut, &value, sizeof(T));
-    if (m_bReverse) std::reverse(pOut, pOut + sizeof(T));
-    m_nSize += static_cast<int>(sizeof(T));
-  }
-
-  bool m_bReverse;
-  int m_nSize = 0;
-  char m_arBytes[2048];
-};
-
+/// Takes the texts of a block's fields, at most 412 of them.
 class CTextBlock {
  public:
-  void Tab() { m_arText[m_nSize++] = '\t'; }
-  void Put(int nValue) { m_nSize += FormatInt(nValue, m_arText + m_nSize); }
-  void Put(float fValue) { m_nSize += FormatReal4(fValue, m_arText + m_nSize); }
+  static constexpr int ROOM = 412 * (TEXT_REAL_MAX + 1);
+
+  explicit CTextBlock(char* pText) : m_pEnd(pText) {}
+  void Tab() { *m_pEnd++ = '\t'; }
+  void Put(int nValue) { m_pEnd += FormatInt(nValue, m_pEnd); }
+  void Put(float fValue) { m_pEnd += FormatReal4(fValue, m_pEnd); }
   void Put(const char* szText) {
     const size_t nLength = std::strlen(szText);
-    std::memcpy(m_arText + m_nSize, szText, nLength);
-    m_nSize += static_cast<int>(nLength);
+    std::memcpy(m_pEnd, szText, nLength);
+    m_pEnd += nLength;
   }
-  const char* Bytes() const { return m_arText; }
-  int Size() const { return m_nSize; }
+  const char* End() const { return m_pEnd; }
 
  private:
-  int m_nSize = 0;
-  char m_arText[412 * (TEXT_REAL_MAX + 1)];
+  char* m_pEnd;
 };
 
 int Low32(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue)); }
@@ -113,52 +74,58 @@ int64_t CWriter::ChannelTotal(const CConfigParam* pConfig) {
 }
 
 void CWriter::PutBin(TBlock block, const CProd& prod, int nPixel, int nRow) {
-  CBinBlock out(Reverses());
-  const bool bDayOne = IsDayOne(block, prod);
-  const int nElement = nRow < 0 ? nPixel : nRow;
-  EachField(block, IsRecent(prod, nPixel), [&](const SField& field, int nIndex) {
-    if (bDayOne && field.dayOne.bFixed)
-      out.Put(field.eBin, 0, field.dayOne.nBin, false);
-    else if (field.source.pReal)
-      out.Put(field.eBin, field.source.pReal(prod, nElement, nIndex) / field.fDivisor, 0, true);
-    else if (field.source.pInt)
-      out.Put(field.eBin, 0, field.source.pInt(prod, nElement, nIndex), false);
-  });
-  Write(out.Size(), out.Bytes());
+  const CBlockPlan& plan = CBlockPlan::Of(block, prod, IsRecent(prod, nPixel), IsDayOne(block, prod));
+  char* pOut = Reserve(plan.BinarySize());
+  if (!pOut) return;
+  plan.PutBinary(prod, nRow < 0 ? nPixel : nRow, Reverses(), pOut);
+  Commit(plan.BinarySize());
 }
 
 void CWriter::PutBinMissing(TBlock block) {
-  CBinBlock out(Reverses());
   EachField(block, false, [&](const SField& field, int) {
-    out.Put(field.eBin, field.fMissingBin, static_cast<int64_t>(field.fMissingBin), true);
+    switch (field.eBin) {
+      case EBin::NONE:
+        break;
+      case EBin::INT1:
+        WriteBinInt1(static_cast<unsigned char>(field.fMissingBin));
+        break;
+      case EBin::INT2:
+        WriteBinInt2(static_cast<short>(field.fMissingBin));
+        break;
+      case EBin::INT4:
+        WriteBinInt4(static_cast<int>(field.fMissingBin));
+        break;
+      case EBin::REAL4:
+        WriteBinReal4(static_cast<float>(field.fMissingBin));
+        break;
+    }
   });
-  Write(out.Size(), out.Bytes());
 }
 
 void CWriter::PutText(TBlock block, const CProd& prod, int nPixel, int nRow, int nGiven) {
-  CTextBlock out;
-  const bool bDayOne = IsDayOne(block, prod);
+  const bool bFirst = block.data() == COMMON_BLOCK.data();  // the line begins without a tab
   const int nElement = nRow < 0 ? nPixel : nRow;
-  EachField(block, IsRecent(prod, nPixel), [&](const SField& field, int nIndex) {
-    out.Tab();
-    if (bDayOne && field.dayOne.bFixed)
-      out.Put(field.dayOne.szText);
-    else if (field.source.pReal)
-      out.Put(static_cast<float>(field.source.pReal(prod, nElement, nIndex) / field.fDivisor));
+  char* pText = Reserve(CTextBlock::ROOM);
+  if (!pText) return;
+  CTextBlock out(pText);
+  const CBlockPlan& plan = CBlockPlan::Of(block, prod, IsRecent(prod, nPixel), IsDayOne(block, prod));
+  for (const CBlockPlan::SStep& step : plan.Steps()) {
+    if (!bFirst || &step != plan.Steps().data()) out.Tab();
+    if (step.eForm == EForm::REALS)
+      out.Put(static_cast<float>(CBlockPlan::Real(step, prod, nElement)));
+    else if (step.eForm == EForm::FIXED)
+      out.Put(step.pField->dayOne.szText);
     else
-      out.Put(field.source.pInt ? Low32(field.source.pInt(prod, nElement, nIndex)) : nGiven);
-  });
-  const int nTab = block.data() == COMMON_BLOCK.data() ? 1 : 0;  // the line begins without one
-  Write(out.Size() - nTab, out.Bytes() + nTab);
+      out.Put(step.eForm == EForm::NONE ? nGiven : Low32(CBlockPlan::Int(step, prod, nElement)));
+  }
+  Commit(static_cast<int>(out.End() - pText));
 }
 
 void CWriter::PutTextMissing(TBlock block) {
-  CTextBlock out;
   EachField(block, false, [&](const SField& field, int) {
-    out.Tab();
-    out.Put(static_cast<float>(field.fMissingText));
+    WriteText("\t");
+    WriteTextReal4(static_cast<float>(field.fMissingText));
   });
-  Write(out.Size(), out.Bytes());
 }
 
 void CWriter::WriteOutputBinAll(const CProd* pProd, int nPixel, bool* pbWritten) {
@@ -210,13 +177,18 @@ static void Temperatures(const CSpectrum& spectrum, int nRow, int nFirst, int nC
 void CWriter::PutBinSpectrum(const CConfigParam* pConfig, const CProdL1C& prod, int nPixel) {
   const int nRow = prod.KeptRow(nPixel);
   EachSpectrumRun(pConfig, prod, [&](int nFirst, int nCount) {
-    float arfValues[CHUNK];
-    if (pConfig->bBrightnessTemperature)
+    constexpr int SIZE = sizeof(float);
+    char* pOut = Reserve(nCount * SIZE);
+    if (!pOut) return;
+    if (pConfig->bBrightnessTemperature) {
+      float arfValues[CHUNK];
       Temperatures(prod.Spectrum, nRow, nFirst, nCount, arfValues);
-    else
-      prod.Spectrum.Row(nRow, nFirst, nCount, arfValues);
-    if (Reverses()) ReverseBytes4(arfValues, nCount);
-    Write(nCount * static_cast<int>(sizeof(float)), reinterpret_cast<const char*>(arfValues));
+      std::memcpy(pOut, arfValues, nCount * sizeof(float));
+    } else {
+      prod.Spectrum.RowReal4(nRow, nFirst, nCount, pOut);
+    }
+    if (Reverses()) ReverseBytes4(pOut, nCount);
+    Commit(nCount * SIZE);
   });
 }
 
@@ -269,12 +241,13 @@ void CWriter::PutTextRadiances(const CSpectrum& spectrum, int nRow, int nFirst, 
     CRadianceText* pTexts = run.fDivisor != 0 ? RadianceText(run.fDivisor) : nullptr;
     if (!pTexts) {
       float arfValues[CHUNK];
-      spectrum.Row(nRow, nBegin, nStop - nBegin, arfValues);
+      spectrum.RowReal4(nRow, nBegin, nStop - nBegin, arfValues);
       PutTextReals(arfValues, nStop - nBegin);
       continue;
     }
-    char szText[CHUNK * (TEXT_REAL_MAX + 1)];
-    char* pEnd = szText;
+    char* pText = Reserve(CHUNK * (TEXT_REAL_MAX + 1));
+    if (!pText) return;
+    char* pEnd = pText;
     const int32_t* pRaw = spectrum.Raw(nRow);
     for (int i = nBegin; i < nStop; ++i) {
       *pEnd++ = '\t';
@@ -285,18 +258,19 @@ void CWriter::PutTextRadiances(const CSpectrum& spectrum, int nRow, int nFirst, 
         pEnd = pTexts->Append(pEnd, pRaw[i]);
       }
     }
-    Write(static_cast<int>(pEnd - szText), szText);
+    Commit(static_cast<int>(pEnd - pText));
   }
 }
 
 void CWriter::PutTextReals(const float* pValues, int nCount) {
-  char szText[CHUNK * (TEXT_REAL_MAX + 1)];
-  char* pEnd = szText;
+  char* pText = Reserve(CHUNK * (TEXT_REAL_MAX + 1));
+  if (!pText) return;
+  char* pEnd = pText;
   for (int i = 0; i < nCount; ++i) {
     *pEnd++ = '\t';
     pEnd += FormatReal4(pValues[i], pEnd);
   }
-  Write(static_cast<int>(pEnd - szText), szText);
+  Commit(static_cast<int>(pEnd - pText));
 }
 
 void CWriter::WriteTextNames(TBlock block) {

@@ -8,13 +8,6 @@
 
 namespace {
 constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
-
-void Scale(const int32_t* pRaw, int nCount, double fDivisor, float* pOut) {
-  ScaleToReal4(pRaw, nCount, fDivisor, pOut);
-}
-void Scale(const int32_t* pRaw, int nCount, double fDivisor, double* pOut) {
-  ScaleToReal8(pRaw, nCount, fDivisor, pOut);
-}
 }  // namespace
 
 void CSpectrum::Select(const char* pSelection, int nChannels) {
@@ -89,24 +82,33 @@ double CSpectrum::At(int nRow, int nColumn) const {
 }
 
 template <class T>
-void CSpectrum::CopyRow(int nRow, int nFirst, int nCount, T* pOut) const {
+void CSpectrum::CopyRow(int nRow, int nFirst, int nCount, char* pOut) const {
   auto run = std::upper_bound(m_arRuns.begin(), m_arRuns.end(), nFirst,
                               [](int nColumn, const SRun& r) { return nColumn < r.nFirst; });
   const int nEnd = nFirst + nCount;
   for (--run; nFirst < nEnd; ++run) {
     const int nRunEnd = std::min(nEnd, run->nFirst + run->nCount);
-    if (run->fDivisor != 0) Scale(Raw(nRow) + nFirst, nRunEnd - nFirst, run->fDivisor, pOut);
-    for (int i = nFirst; run->fDivisor == 0 && i < nRunEnd; ++i)
-      pOut[i - nFirst] = static_cast<T>(m_arExact[i][nRow]);
-    pOut += nRunEnd - nFirst;
+    const int32_t* pRaw = Raw(nRow) + nFirst;
+    if (run->fDivisor == 0) {
+      for (; nFirst < nRunEnd; ++nFirst, pOut += sizeof(T)) {
+        const T fValue = static_cast<T>(m_arExact[nFirst][nRow]);
+        std::memcpy(pOut, &fValue, sizeof(T));
+      }
+      continue;
+    }
+    if constexpr (sizeof(T) == sizeof(float))
+      ScaleToReal4(pRaw, nRunEnd - nFirst, run->fDivisor, pOut);
+    else
+      ScaleToReal8(pRaw, nRunEnd - nFirst, run->fDivisor, reinterpret_cast<T*>(pOut));
+    pOut += sizeof(T) * (nRunEnd - nFirst);
     nFirst = nRunEnd;
   }
 }
 
 void CSpectrum::Row(int nRow, int nFirst, int nCount, double* pOut) const {
-  if (nCount > 0) CopyRow(nRow, nFirst, nCount, pOut);
+  if (nCount > 0) CopyRow<double>(nRow, nFirst, nCount, reinterpret_cast<char*>(pOut));
 }
 
-void CSpectrum::Row(int nRow, int nFirst, int nCount, float* pOut) const {
-  if (nCount > 0) CopyRow(nRow, nFirst, nCount, pOut);
+void CSpectrum::RowReal4(int nRow, int nFirst, int nCount, void* pOut) const {
+  if (nCount > 0) CopyRow<float>(nRow, nFirst, nCount, static_cast<char*>(pOut));
 }

@@ -51,14 +51,14 @@ class CSpectrum {
 
   /// nCount radiances of one pixel from column nFirst on.
   void Row(int nRow, int nFirst, int nCount, double* pOut) const;
-  /// The same rounded to single precision.
-  void Row(int nRow, int nFirst, int nCount, float* pOut) const;
+  /// The same rounded to single precision; the singles may stand at any address.
+  void RowReal4(int nRow, int nFirst, int nCount, void* pOut) const;
 
  private:
   enum EState : uint8_t { EMPTY, SCALED, EXACT };
 
   template <class T>
-  void CopyRow(int nRow, int nFirst, int nCount, T* pOut) const;
+  void CopyRow(int nRow, int nFirst, int nCount, char* pOut) const;
   void MakeExact(int nColumn);
 
   std::vector<char> m_arSelection;

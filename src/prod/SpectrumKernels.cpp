@@ -41,24 +41,29 @@ void TransposePortable(const int32_t* pTile, size_t nTileStride, int nRows, int 
 }
 
 template <class T>
-void ScalePortable(const int32_t* pRaw, int nCount, double fDivisor, T* pOut) {
-  for (int i = 0; i < nCount; ++i)
-    pOut[i] = pRaw[i] == RAW_MISSING ? T{MISSING_REAL} : static_cast<T>(pRaw[i] / fDivisor);
+void ScalePortable(const int32_t* pRaw, int nCount, double fDivisor, char* pOut) {
+  for (int i = 0; i < nCount; ++i, pOut += sizeof(T)) {
+    const T fValue = pRaw[i] == RAW_MISSING ? T{MISSING_REAL} : static_cast<T>(pRaw[i] / fDivisor);
+    std::memcpy(pOut, &fValue, sizeof(T));
+  }
 }
 
 /// In blocks of eight without a branch inside, which compilers turn into vectors.
-void ScalePortable(const int32_t* pRaw, int nCount, double fDivisor, float fSingle, float* pOut) {
+void ScalePortable4(const int32_t* pRaw, int nCount, double fDivisor, float fSingle, char* pOut) {
+  constexpr int BLOCK = 8;
   int i = 0;
-  for (; fSingle != 0 && i + 8 <= nCount; i += 8) {
+  for (; fSingle != 0 && i + BLOCK <= nCount; i += BLOCK) {
     int nLarge = 0;
-    for (int j = i; j < i + 8; ++j) nLarge |= (pRaw[j] > EXACT_SINGLE) | (pRaw[j] < -EXACT_SINGLE);
+    for (int j = i; j < i + BLOCK; ++j) nLarge |= (pRaw[j] > EXACT_SINGLE) | (pRaw[j] < -EXACT_SINGLE);
     if (nLarge) {
-      ScalePortable(pRaw + i, 8, fDivisor, pOut + i);
+      ScalePortable<float>(pRaw + i, BLOCK, fDivisor, pOut + sizeof(float) * i);
       continue;
     }
-    for (int j = i; j < i + 8; ++j) pOut[j] = static_cast<float>(pRaw[j]) / fSingle;
+    float arfValues[BLOCK];
+    for (int j = 0; j < BLOCK; ++j) arfValues[j] = static_cast<float>(pRaw[i + j]) / fSingle;
+    std::memcpy(pOut + sizeof(float) * i, arfValues, sizeof arfValues);
   }
-  ScalePortable(pRaw + i, nCount - i, fDivisor, pOut + i);
+  ScalePortable<float>(pRaw + i, nCount - i, fDivisor, pOut + sizeof(float) * i);
 }
 
 void ReversePortable(unsigned char* pBytes, int nCount) {
@@ -126,7 +131,7 @@ VEX_TARGET_AVX2 inline __m256 DoubleQuotients(__m256i raw, __m256d divisor) {
 }
 
 /// Eight values at a time; returns how many were done. fSingle is SingleDivisor(fDivisor).
-VEX_TARGET_AVX2 int ScaleAvx2(const int32_t* pRaw, int nCount, double fDivisor, float fSingle, float* pOut) {
+VEX_TARGET_AVX2 int ScaleAvx2(const int32_t* pRaw, int nCount, double fDivisor, float fSingle, char* pOut) {
   const __m256d divisor = _mm256_set1_pd(fDivisor);
   const __m256 single = _mm256_set1_ps(fSingle), inverse = _mm256_set1_ps(fSingle == 0 ? 0 : 1 / fSingle);
   const __m256 missingReal = _mm256_set1_ps(MISSING_REAL);
@@ -147,7 +152,8 @@ VEX_TARGET_AVX2 int ScaleAvx2(const int32_t* pRaw, int nCount, double fDivisor, 
     } else {
       quotient = DoubleQuotients(raw, divisor);
     }
-    _mm256_storeu_ps(pOut + i, _mm256_blendv_ps(quotient, missingReal, _mm256_castsi256_ps(isMissing)));
+    const __m256 value = _mm256_blendv_ps(quotient, missingReal, _mm256_castsi256_ps(isMissing));
+    _mm256_storeu_ps(reinterpret_cast<float*>(pOut + sizeof(float) * i), value);
   }
   return i;
 }
@@ -179,7 +185,7 @@ VEX_TARGET_AVX2 int ReverseAvx2(unsigned char* pBytes, int nCount) {
 #else
 
 // Nothing is done wide, everything is left to the portable kernels.
-int ScaleAvx2(const int32_t*, int, double, float, float*) { return 0; }
+int ScaleAvx2(const int32_t*, int, double, float, char*) { return 0; }
 int ScaleAvx2(const int32_t*, int, double, double*) { return 0; }
 int ReverseAvx2(unsigned char*, int) { return 0; }
 constexpr auto TransposeAvx2 = TransposePortable;
@@ -195,15 +201,16 @@ void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPix
   pTranspose(pTile, nTileStride, nRows, nPixels, pOut, nOutStride);
 }
 
-void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, float* pOut) {
+void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, void* pOut) {
+  auto* pBytes = static_cast<char*>(pOut);
   const float fSingle = SingleDivisor(fDivisor);
-  const int nDone = WideKernels() ? ScaleAvx2(pRaw, nCount, fDivisor, fSingle, pOut) : 0;
-  ScalePortable(pRaw + nDone, nCount - nDone, fDivisor, fSingle, pOut + nDone);
+  const int nDone = WideKernels() ? ScaleAvx2(pRaw, nCount, fDivisor, fSingle, pBytes) : 0;
+  ScalePortable4(pRaw + nDone, nCount - nDone, fDivisor, fSingle, pBytes + sizeof(float) * nDone);
 }
 
 void ScaleToReal8(const int32_t* pRaw, int nCount, double fDivisor, double* pOut) {
   const int nDone = WideKernels() ? ScaleAvx2(pRaw, nCount, fDivisor, pOut) : 0;
-  ScalePortable(pRaw + nDone, nCount - nDone, fDivisor, pOut + nDone);
+  ScalePortable<double>(pRaw + nDone, nCount - nDone, fDivisor, reinterpret_cast<char*>(pOut + nDone));
 }
 
 void ReverseBytes4(void* pValues, int nCount) {

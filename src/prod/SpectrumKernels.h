@@ -14,8 +14,8 @@ void TransposeTile(const int32_t* pTile, size_t nTileStride, int nRows, int nPix
                    size_t nOutStride);
 
 /// pOut[i] = pRaw[i] / fDivisor, divided in double precision and rounded once more to single; -777
-/// where pRaw[i] is RAW_MISSING.
-void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, float* pOut);
+/// where pRaw[i] is RAW_MISSING. The singles may stand at any address.
+void ScaleToReal4(const int32_t* pRaw, int nCount, double fDivisor, void* pOut);
 
 /// pOut[i] = pRaw[i] / fDivisor, or -777 where pRaw[i] is RAW_MISSING.
 void ScaleToReal8(const int32_t* pRaw, int nCount, double fDivisor, double* pOut);
