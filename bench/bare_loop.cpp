@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "bufr/BitRun.h"
-#include "output/TextReal.h"
+#include "output/RadianceText.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/SpectrumKernels.h"
 
@@ -77,7 +77,7 @@ void WriteRows(const SMode& mode, const std::vector<int32_t>& arRaw, int nColumn
   static std::map<double, CRadianceText> texts;
   std::vector<float> arValues(nColumns);
   std::vector<double> arReals(nColumns);
-  std::string szLine(static_cast<size_t>(nColumns) * 17, ' ');
+  std::string szLine(static_cast<size_t>(nColumns) * CRadianceText::ROOM, ' ');
   for (int i = 0; i < nRows; ++i) {
     const int32_t* pRaw = arRaw.data() + static_cast<size_t>(i) * nColumns;
     char* pEnd = szLine.data();
@@ -86,10 +86,7 @@ void WriteRows(const SMode& mode, const std::vector<int32_t>& arRaw, int nColumn
       const double fDivisor = arDivisors[nFirst];
       if (mode.bText) {
         CRadianceText& text = texts.try_emplace(fDivisor, fDivisor).first->second;
-        for (int j = nFirst; j < nEnd; ++j) {
-          *pEnd++ = '\t';
-          pEnd = text.Append(pEnd, pRaw[j]);
-        }
+        pEnd = text.Append(pEnd, pRaw + nFirst, nEnd - nFirst);
       } else if (mode.bTemperature) {
         ScaleToReal8(pRaw + nFirst, nEnd - nFirst, fDivisor, arReals.data() + nFirst);
       } else {

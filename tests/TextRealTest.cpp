@@ -9,6 +9,8 @@
 #include <random>
 #include <vector>
 
+#include "bufr/BitRun.h"
+#include "output/RadianceText.h"
 #include "output/TextReal.h"
 
 namespace {
@@ -105,26 +107,27 @@ TEST(TextReal, Integers) {
   }
 }
 
-// One line of values in and out of the table, twice: the first pass makes the rows, the second copies them.
+// One line of values in and out of the table of digits, by scales that are fast and others.
 TEST(RadianceText, AppendsTheTextOfTheQuotient) {
-  for (double fDivisor : {1.0, 1e5, 1e7, 1e10}) {
-    CRadianceText text(fDivisor);
-    for (int nPass = 0; nPass < 2; ++nPass) {
-      std::vector<char> arLine(80000 * TEXT_REAL_MAX);
-      char* pEnd = arLine.data();
-      std::string szExpected;
-      const auto Append = [&](int32_t nRaw) {
-        char szText[32];
-        const double fValue = static_cast<float>(nRaw / fDivisor);
-        szExpected.append(szText, std::snprintf(szText, sizeof(szText), "%g\t", fValue));
-        pEnd = text.Append(pEnd, nRaw);
-        *pEnd++ = '\t';
-      };
-      for (int32_t nRaw : {65536, -5001, 1 << 20, INT_MIN, INT_MAX}) Append(nRaw);
-      for (int32_t nRaw = -5003; nRaw <= 65539; ++nRaw) Append(nRaw);
-      ASSERT_EQ(std::string(arLine.data(), pEnd), szExpected) << fDivisor << " pass " << nPass;
+  std::vector<int32_t> arRaw = {65536, -5001, 1 << 20, INT_MIN + 1, INT_MAX};
+  for (int32_t nRaw = -5003; nRaw <= 65539; ++nRaw) arRaw.push_back(nRaw);
+  std::vector<double> arDivisors = {7, 0.1, -777, 1e-300, 1e60};
+  for (int nPower = 0; nPower <= 40; ++nPower) arDivisors.push_back(std::pow(10.0, nPower));
+  for (double fDivisor : arDivisors) {
+    std::vector<char> arLine(arRaw.size() * CRadianceText::ROOM);
+    std::string szExpected;
+    for (int32_t nRaw : arRaw) {
+      char szText[32];
+      const double fValue = static_cast<float>(nRaw / fDivisor);
+      szExpected.append(szText, std::snprintf(szText, sizeof(szText), "\t%g", fValue));
     }
+    const char* pEnd =
+        CRadianceText(fDivisor).Append(arLine.data(), arRaw.data(), static_cast<int>(arRaw.size()));
+    ASSERT_EQ(std::string(arLine.data(), pEnd - arLine.data()), szExpected) << fDivisor;
   }
+  char szMissing[CRadianceText::ROOM] = {};
+  const char* pEnd = CRadianceText(1e7).Append(szMissing, &RAW_MISSING, 1);
+  EXPECT_EQ(std::string(szMissing, pEnd - szMissing), "\t-777");
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 #include <array>
 #include <bit>
 #include <charconv>
-#include <new>
+#include <cstdint>
+#include <cstring>
 
 static_assert(std::endian::native == std::endian::little, "texts are composed in little-endian words");
 
@@ -208,19 +209,4 @@ int FormatReal4(float fValue, char* pOut) {
 
 int FormatInt(int nValue, char* pOut) {
   return static_cast<int>(std::to_chars(pOut, pOut + 11, nValue).ptr - pOut);
-}
-
-// A row is made at its first use. Without memory for the table, every text is made anew.
-char* CRadianceText::AppendNew(char* pEnd, int32_t nRaw) {
-  const int nLength = FormatReal4(static_cast<float>(nRaw / m_fDivisor), pEnd);
-  if (nRaw >= RAW_MIN && nRaw <= RAW_MAX) {
-    if (!m_arRows) m_arRows.reset(new (std::nothrow) SRow[ROWS]());
-    if (m_arRows) {
-      m_nRows = ROWS;
-      SRow& row = m_arRows[nRaw - RAW_MIN];
-      std::memcpy(row.szText, pEnd, nLength);
-      row.nLength = static_cast<uint8_t>(nLength);
-    }
-  }
-  return pEnd + nLength;
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "output/BlockPlan.h"
+#include "output/RadianceText.h"
 #include "output/TextReal.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/SpectrumKernels.h"
@@ -245,19 +246,9 @@ void CWriter::PutTextRadiances(const CSpectrum& spectrum, int nRow, int nFirst, 
       PutTextReals(arfValues, nStop - nBegin);
       continue;
     }
-    char* pText = Reserve(CHUNK * (TEXT_REAL_MAX + 1));
+    char* pText = Reserve(CHUNK * CRadianceText::ROOM);
     if (!pText) return;
-    char* pEnd = pText;
-    const int32_t* pRaw = spectrum.Raw(nRow);
-    for (int i = nBegin; i < nStop; ++i) {
-      *pEnd++ = '\t';
-      if (pRaw[i] == RAW_MISSING) {
-        std::memcpy(pEnd, "-777", 4);
-        pEnd += 4;
-      } else {
-        pEnd = pTexts->Append(pEnd, pRaw[i]);
-      }
-    }
+    const char* pEnd = pTexts->Append(pText, spectrum.Raw(nRow) + nBegin, nStop - nBegin);
     Commit(static_cast<int>(pEnd - pText));
   }
 }
