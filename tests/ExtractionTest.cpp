@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "TestArchive.h"
+#include "app/VexApp.h"
+#include "bufr/Cpu.h"
 #include "sample/SpectrumModel.h"
 
 namespace {
@@ -205,6 +207,36 @@ TEST(Extraction, RepeatsItsBytes) {
   EXPECT_GT(arOutputs[0].size(), 20000U);
   EXPECT_EQ(arOutputs[0], arOutputs[1]);
   EXPECT_EQ(arOutputs[1], arOutputs[2]);
+}
+
+// Whole runs give the same bytes with the wide kernels and without them.
+TEST(Extraction, WideKernelsChangeNoByte) {
+  CTestTree tree;
+  for (const EKind eKind : {EKind::L1C, EKind::TWT, EKind::EMS})
+    tree.Add(eKind, TestMessage(eKind, TestPixels(119), -1, WithMissing()).szBytes);
+  const auto output = [&](bool bWide, const TOptions& arMore) {
+    TOptions arAll = TOptions{"vex",           "-d",   tree.Path("L1C"), "-d2",
+                              tree.Path("L2"), "-out", tree.Path("out"), "-fd",
+                              "2013-04-20",    "-ld",  "2013-04-20",     "-c",
+                              "1-8461"} +
+                     arMore;
+    std::vector<char*> arArguments;
+    for (std::string& szOption : arAll) arArguments.push_back(szOption.data());
+    SetWideKernels(bWide);
+    testing::internal::CaptureStdout();
+    CVexApp().Main(static_cast<int>(arArguments.size()), arArguments.data());
+    SetWideKernels(true);
+    return testing::internal::GetCapturedStdout().size() > 0 ? tree.Output() : "";
+  };
+  for (const TOptions& arMore : std::vector<TOptions>{{"-bi", "1", "-avhrr", "1", "-t2", "twt,ems"},
+                                                      {"-tb", "1"},
+                                                      {"-of", "txt", "-mala", "0"},
+                                                      {"-of", "txtstat", "-tb", "1"},
+                                                      {"-fov", "3-50"}}) {
+    const std::string szWide = output(true, arMore);
+    EXPECT_GT(szWide.size(), 30000U) << arMore[0];
+    EXPECT_TRUE(szWide == output(false, arMore)) << arMore[0];
+  }
 }
 
 namespace {
