@@ -1,10 +1,14 @@
 #include "app/AltitudeMap.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "bufr/StreamReader.h"
+
+static_assert(std::endian::native == std::endian::little, "pairs and cells are taken as little-endian words");
 
 namespace {
 
@@ -15,39 +19,25 @@ long GridIndex(double fNumber, long nCount) {
   return static_cast<long>(std::min(fNumber, static_cast<double>(nCount))) - 1;
 }
 
-int BigEndian2(const uint8_t* p) { return static_cast<int16_t>(p[0] << 8 | p[1]); }
-
 constexpr int PAIR_SIZE = 4;
 
-/// Whether each of the pairs stands for the column behind that of the one before it, as in a file that gives
-/// every cell.
-bool AreInSequence(const uint8_t* pPairs, int nPairs) {
-  const int nFirst = BigEndian2(pPairs);
-  int nDifferences = 0;
-  for (int i = 0; i < nPairs; ++i) nDifferences |= BigEndian2(pPairs + PAIR_SIZE * i) ^ (nFirst + i);
-  return nDifferences == 0;
-}
-
 /// Sets the cells (1 land, 0 sea) of one row from its pairs; the last pair of a column counts.
-void FillRow(const uint8_t* pPairs, int nPairs, std::vector<uint8_t>& arCells) {
-  const int nColumns = static_cast<int>(arCells.size());
-  const int nFirst = nPairs > 0 ? BigEndian2(pPairs) : 0;
-  if (nFirst >= 1 && nFirst - 1 + nPairs <= nColumns && AreInSequence(pPairs, nPairs)) {
-    uint8_t* pCells = arCells.data() + nFirst - 1;
-    for (int i = 0; i < nPairs; ++i) pCells[i] = static_cast<uint8_t>((pPairs[PAIR_SIZE * i + 2] >> 7) ^ 1);
-    return;
-  }
+void FillRow(const uint8_t* pPairs, int nPairs, uint8_t* pCells, long nColumns) {
+  const auto nLimit = static_cast<uint32_t>(std::min<long>(nColumns, INT16_MAX));
   for (const uint8_t* p = pPairs; nPairs > 0; --nPairs, p += PAIR_SIZE) {
-    const int nColumn = BigEndian2(p);
-    if (nColumn >= 1 && nColumn <= nColumns) arCells[nColumn - 1] = BigEndian2(p + 2) >= 0;
+    uint32_t nWord;
+    std::memcpy(&nWord, p, PAIR_SIZE);
+    nWord = __builtin_bswap32(nWord);
+    const uint32_t nIndex = (nWord >> 16) - 1;  // beyond every limit for columns below 1
+    if (nIndex < nLimit) pCells[nIndex] = ~nWord >> 15 & 1;
   }
 }
 
-/// Eight cells to the bits of a byte, the first one lowest.
+/// Eight cells to the bits of a byte, the first one lowest: the product has cell i at bit 56 + i.
 uint8_t PackEight(const uint8_t* pCells) {
-  unsigned nBits = 0;
-  for (int i = 0; i < 8; ++i) nBits |= static_cast<unsigned>(pCells[i]) << i;
-  return static_cast<uint8_t>(nBits);
+  uint64_t nCells;
+  std::memcpy(&nCells, pCells, sizeof nCells);
+  return static_cast<uint8_t>(nCells * 0x0102040810204080 >> 56);
 }
 
 }  // namespace
@@ -69,7 +59,7 @@ void CAltitudeMap::Read(CStreamReader& stream) {
     stream.ReadBinInt2(&nPairs);
     nPairs = stream.Read(PAIR_SIZE * nPairs, reinterpret_cast<char*>(arPairs.data())) / PAIR_SIZE;
     arCells.assign(static_cast<size_t>(nRowBytes) * 8, 0);
-    FillRow(arPairs.data(), nPairs, arCells);
+    FillRow(arPairs.data(), nPairs, arCells.data(), nColumns);
     uint8_t* pRow = arLand.data() + nRow * nRowBytes;
     for (long i = 0; i < nRowBytes; ++i) pRow[i] = PackEight(arCells.data() + 8 * i);
     stream.ReadBinInt4(&nMarker);
