@@ -165,12 +165,13 @@ int main(int argc, char** argv) {
   if (mode.bWindow) mode.nLast = 100;
   FILE* pOut = argc > 2 ? std::fopen(argv[2], "w") : nullptr;
   if (!pOut) return 1;
-  std::setvbuf(pOut, nullptr, _IOFBF, 256 * 1024);
+  std::vector<char> arOutBuffer(256 * 1024), arInBuffer(256 * 1024);
+  std::setvbuf(pOut, arOutBuffer.data(), _IOFBF, arOutBuffer.size());
   std::vector<uint8_t> arBytes(8);
   for (int i = 3; i < argc; ++i) {
     FILE* pIn = std::fopen(argv[i], "r");
     if (!pIn) return 1;
-    std::setvbuf(pIn, nullptr, _IOFBF, 256 * 1024);
+    std::setvbuf(pIn, arInBuffer.data(), _IOFBF, arInBuffer.size());
     while (std::fread(arBytes.data(), 1, 8, pIn) == 8) {
       const int nLength = Number(arBytes.data() + 4, 3);
       arBytes.resize(nLength + UNPACK_PADDING);

@@ -1,12 +1,15 @@
 #include "output/StreamWriter.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "output/TextReal.h"
 
 namespace {
 constexpr int BUFFER_SIZE = 4000;
-constexpr int SYSTEM_BUFFER_SIZE = 256 * 1024;
+/// Bytes that go to the system at a time, always at multiples of that: file systems take whole pages more
+/// readily than pieces that begin and end inside of one.
+constexpr int SYSTEM_BLOCK = 256 * 1024;
 }  // namespace
 
 CStreamWriter::CStreamWriter() : pBuffer(std::make_unique<char[]>(BUFFER_SIZE)), nBufferSize(BUFFER_SIZE) {}
@@ -22,7 +25,7 @@ bool CStreamWriter::Open(const char* szPath, bool bBigEndianOrder) {
   pFile = std::fopen(szPath, "w");
   bBigEndian = bBigEndianOrder;
   if (!pFile) return false;
-  if (!pSystemBuffer) pSystemBuffer = std::make_unique_for_overwrite<char[]>(SYSTEM_BUFFER_SIZE);
+  if (!pSystemBuffer) pSystemBuffer = std::make_unique_for_overwrite<char[]>(SYSTEM_BLOCK + BLOCK_MAX);
   std::setvbuf(pFile, nullptr, _IONBF, 0);
   nBufferUsed = nSystemUsed = 0;
   bFailed = false;
@@ -31,38 +34,37 @@ bool CStreamWriter::Open(const char* szPath, bool bBigEndianOrder) {
 
 bool CStreamWriter::Close() {
   if (!pFile) return true;
-  if (FlushBuffer()) FlushSystemBuffer();
+  if (FlushBuffer()) WriteToSystem(nSystemUsed);
   nBufferUsed = nSystemUsed = 0;
   if (std::fclose(pFile) != 0) bFailed = true;
   pFile = nullptr;
   return !bFailed;
 }
 
-/// The buffers' contents go one level down. False for a failed stream.
+/// Hands what is buffered to the system's buffer. False for a failed stream.
 bool CStreamWriter::FlushBuffer() {
-  if (nBufferUsed > 0) Put(nBufferUsed, pBuffer.get());
-  nBufferUsed = 0;
+  const int nBytes = std::exchange(nBufferUsed, 0);
+  return nBytes > 0 ? Put(nBytes, pBuffer.get()) > 0 : !bFailed;
+}
+
+/// Hands the first bytes of the system buffer to the system. False for a failed stream.
+bool CStreamWriter::WriteToSystem(int nBytes) {
+  const auto nSize = static_cast<size_t>(nBytes);
+  if (nBytes > 0 && !bFailed) bFailed = std::fwrite(pSystemBuffer.get(), 1, nSize, pFile) != nSize;
+  nSystemUsed -= nBytes;
+  std::memmove(pSystemBuffer.get(), pSystemBuffer.get() + nBytes, nSystemUsed);
   return !bFailed;
 }
 
-bool CStreamWriter::FlushSystemBuffer() {
-  const size_t nBytes = nSystemUsed;
-  if (nBytes > 0 && !bFailed) bFailed = std::fwrite(pSystemBuffer.get(), 1, nBytes, pFile) != nBytes;
-  nSystemUsed = 0;
-  return !bFailed;
-}
-
-/// Hands bytes to the system's buffering; 0 and a failed stream when not all of them are taken.
+/// Takes bytes for the system's next block; 0 and a failed stream when they cannot be written.
 int CStreamWriter::Put(int nBytes, const char* pBytes) {
-  if (bFailed) return 0;
-  for (int nDone = 0; nDone < nBytes;) {
-    const int nPiece = std::min(nBytes - nDone, SYSTEM_BUFFER_SIZE - nSystemUsed);
-    std::memcpy(pSystemBuffer.get() + nSystemUsed, pBytes + nDone, nPiece);
-    nSystemUsed += nPiece;
+  for (int nDone = 0; nDone < nBytes && !bFailed;) {
+    const int nPiece = std::min(nBytes - nDone, BLOCK_MAX);
+    std::memcpy(Reserve(nPiece), pBytes + nDone, nPiece);
+    Commit(nPiece);
     nDone += nPiece;
-    if (nSystemUsed == SYSTEM_BUFFER_SIZE && !FlushSystemBuffer()) return 0;
   }
-  return nBytes;
+  return bFailed ? 0 : nBytes;
 }
 
 /// A write that the buffer has no room for: what is buffered goes out, then the block itself if it is as
@@ -81,14 +83,13 @@ int CStreamWriter::WriteThrough(int nBytes, const char* pBytes) {
 }
 
 char* CStreamWriter::Reserve(int nBytes) {
-  if (!pFile || !FlushBuffer() || nBytes > BLOCK_MAX) return nullptr;
-  if (nBytes > SYSTEM_BUFFER_SIZE - nSystemUsed && !FlushSystemBuffer()) return nullptr;
+  if (!pFile || nBytes > BLOCK_MAX || !FlushBuffer()) return nullptr;
   return pSystemBuffer.get() + nSystemUsed;
 }
 
-int CStreamWriter::Commit(int nBytes) {
+void CStreamWriter::Commit(int nBytes) {
   nSystemUsed += nBytes;
-  return nBytes;
+  if (nSystemUsed >= SYSTEM_BLOCK) WriteToSystem(SYSTEM_BLOCK);
 }
 
 int CStreamWriter::WriteTextInt(int nValue) {

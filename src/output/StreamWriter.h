@@ -34,7 +34,7 @@ class CStreamWriter {
   /// when the file takes nothing more. Commit then takes the first nBytes of it; nothing else may be written
   /// in between.
   char* Reserve(int nBytes);
-  int Commit(int nBytes);
+  void Commit(int nBytes);
   static constexpr int BLOCK_MAX = 64 * 1024;
 
   int WriteText(const char* szText) { return Write(static_cast<int>(std::strlen(szText)), szText); }
@@ -57,7 +57,7 @@ class CStreamWriter {
   int WriteThrough(int nBytes, const char* pBytes);
   int Put(int nBytes, const char* pBytes);
   bool FlushBuffer();
-  bool FlushSystemBuffer();
+  bool WriteToSystem(int nBytes);
 
   template <class T>
   int WriteBin(T value) {
