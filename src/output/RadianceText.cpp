@@ -1,6 +1,5 @@
 #include "output/RadianceText.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -8,23 +7,30 @@
 #include "output/TextReal.h"
 
 char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
+  constexpr int AHEAD = 16;  // the table is larger than the nearest caches
   if (!m_arRows) m_arRows.reset(new (std::nothrow) SRow[ROWS]());
   const SRow* const pRows = m_arRows.get();
-  const auto index = [=](int i) {
-    return std::min(static_cast<uint32_t>(pRaw[i]) - static_cast<uint32_t>(RAW_MIN), ROWS);
+  const uint32_t nRows = pRows ? ROWS : 0;
+  const int nAhead = pRows ? nCount - AHEAD : 0;
+  const auto index = [](int32_t nRaw) {
+    return static_cast<uint32_t>(nRaw) - static_cast<uint32_t>(RAW_MIN);
   };
-  for (int i = 0; i < nCount; ++i) {
-    constexpr int AHEAD = 16;  // the table is larger than the nearest caches
-    if (i + AHEAD < nCount && pRows) __builtin_prefetch(pRows + index(i + AHEAD));
-    const uint32_t nRow = index(i);
-    if (nRow < ROWS && pRows && pRows[nRow].nLength != 0) [[likely]] {
-      const uint8_t nLength = pRows[nRow].nLength;
-      std::memcpy(pEnd, &pRows[nRow], sizeof(SRow));
-      pEnd += nLength;
-    } else {
-      pEnd = AppendNew(pEnd, pRaw[i]);
-    }
+  const auto append = [&](int32_t nRaw) {
+    const uint32_t nRow = index(nRaw);
+    if (nRow >= nRows || pRows[nRow].nLength == 0) [[unlikely]]
+      return AppendNew(pEnd, nRaw);
+    const uint8_t nLength = pRows[nRow].nLength;
+    std::memcpy(pEnd, &pRows[nRow], sizeof(SRow));
+    return pEnd + nLength;
+  };
+  int i = 0;
+  for (; i < nAhead; ++i) {
+    // An address, for a row that is none may be asked for.
+    const auto nRow = reinterpret_cast<uintptr_t>(pRows) + sizeof(SRow) * index(pRaw[i + AHEAD]);
+    __builtin_prefetch(reinterpret_cast<const void*>(nRow));
+    pEnd = append(pRaw[i]);
   }
+  for (; i < nCount; ++i) pEnd = append(pRaw[i]);
   return pEnd;
 }
 
