@@ -21,7 +21,7 @@ enum class EForm : uint8_t {
   INT,    // an integer of the record
   INTS,   // a column of integers
   REALS,  // a column of reals
-  FIXED   // the same for all pixels (plans only, see SDayOne)
+  FIXED   // the same for all pixels (in plans only)
 };
 
 /// The integer or the column itself, with the index of the repetition.
@@ -66,8 +66,8 @@ struct SField {
   SSource source;
   EBin eBin;
   EText eText;
-  double fMissingBin;
-  double fMissingText;
+  int nMissingBin;
+  int nMissingText;
   double fDivisor = 1;  // reals are written divided by it
   SDayOne dayOne = {};
 };

@@ -17,12 +17,14 @@ char* Append(T value, bool bReverse, char* pOut) {
 
 }  // namespace
 
-CBlockPlan::CBlockPlan(TBlock block, const CProd& prod, bool bRecent, bool bDayOne) {
+CBlockPlan::CBlockPlan(TBlock block, const CProd& prod, EUse eUse) {
+  const bool bRecent = eUse == RECENT || eUse == RECENT_DAY_ONE;
+  const bool bDayOne = eUse == DAY_ONE || eUse == RECENT_DAY_ONE;
   EachField(block, bRecent, [&](const SField& field, int nIndex) {
     SStep step = {&field, field.source.eForm, 0, field.fDivisor, 0};
-    if (bDayOne && field.dayOne.bFixed) {
+    if (eUse == MISSING || (bDayOne && field.dayOne.bFixed)) {
       step.eForm = EForm::FIXED;
-      step.nFixed = field.dayOne.nBin;
+      step.nFixed = eUse == MISSING ? field.nMissingBin : field.dayOne.nBin;
     } else if (field.source.pPlace) {
       step.nPlace =
           static_cast<const char*>(field.source.pPlace(prod, nIndex)) - reinterpret_cast<const char*>(&prod);
@@ -35,19 +37,24 @@ CBlockPlan::CBlockPlan(TBlock block, const CProd& prod, bool bRecent, bool bDayO
   });
 }
 
-const CBlockPlan& CBlockPlan::Of(TBlock block, const CProd& prod, bool bRecent, bool bDayOne) {
+const CBlockPlan& CBlockPlan::Find(TBlock block, const CProd& prod, EUse eUse) {
   struct SMade {
     const SGroup* pBlock;
-    bool bRecent, bDayOne;
+    EUse eUse;
     std::unique_ptr<CBlockPlan> pPlan;
   };
   static std::vector<SMade> arMade;
   for (const SMade& made : arMade)
-    if (made.pBlock == block.data() && made.bRecent == bRecent && made.bDayOne == bDayOne) return *made.pPlan;
-  arMade.push_back({block.data(), bRecent, bDayOne,
-                    std::unique_ptr<CBlockPlan>(new CBlockPlan(block, prod, bRecent, bDayOne))});
+    if (made.pBlock == block.data() && made.eUse == eUse) return *made.pPlan;
+  arMade.push_back({block.data(), eUse, std::unique_ptr<CBlockPlan>(new CBlockPlan(block, prod, eUse))});
   return *arMade.back().pPlan;
 }
+
+const CBlockPlan& CBlockPlan::Of(TBlock block, const CProd& prod, bool bRecent, bool bDayOne) {
+  return Find(block, prod, bDayOne ? (bRecent ? RECENT_DAY_ONE : DAY_ONE) : bRecent ? RECENT : FEW);
+}
+
+const CBlockPlan& CBlockPlan::Missing(TBlock block) { return Find(block, {}, MISSING); }
 
 char* CBlockPlan::PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
                            char* pOut) {

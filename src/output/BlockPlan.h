@@ -5,8 +5,8 @@
 
 #include "output/Block.h"
 
-/// A block made ready for its pixels: the repetitions written out, the columns found, what is fixed for the
-/// day 1 archive put in. What is left to do for a pixel is to fetch its values, convert and store them.
+/// A block made ready for its pixels: the repetitions written out, the columns found, fixed values put in.
+/// What is left to do for a pixel is to fetch its values, convert and store them.
 class CBlockPlan {
  public:
   /// One field of one repetition. Its column is kept as its distance from the start of a record, which is the
@@ -21,6 +21,8 @@ class CBlockPlan {
 
   /// The plan of a block for the pixel's layout (see SGroup) and archive; made at its first use.
   static const CBlockPlan& Of(TBlock block, const CProd& prod, bool bRecent, bool bDayOne);
+  /// The plan of what stands in a binary record without the product.
+  static const CBlockPlan& Missing(TBlock block);
 
   const std::vector<SStep>& Steps() const { return m_arSteps; }
   static double Real(const SStep& step, const CProd& prod, int nPixel) {
@@ -34,11 +36,15 @@ class CBlockPlan {
 
   /// Bytes of the binary form.
   int BinarySize() const { return m_nBinarySize; }
-  /// Writes the binary form of one pixel to pOut, where BinarySize() bytes are free.
+  /// Writes the binary form of one pixel to pOut, where BinarySize() bytes are free. The record is not looked
+  /// at when all is missing.
   void PutBinary(const CProd& prod, int nPixel, bool bReverse, char* pOut) const;
 
  private:
-  CBlockPlan(TBlock block, const CProd& prod, bool bRecent, bool bDayOne);
+  enum EUse : uint8_t { FEW, RECENT, DAY_ONE, RECENT_DAY_ONE, MISSING };
+
+  CBlockPlan(TBlock block, const CProd& prod, EUse eUse);
+  static const CBlockPlan& Find(TBlock block, const CProd& prod, EUse eUse);
 
   template <class T>
   static const T& At(const SStep& step, const CProd& prod) {

@@ -83,24 +83,12 @@ void CWriter::PutBin(TBlock block, const CProd& prod, int nPixel, int nRow) {
 }
 
 void CWriter::PutBinMissing(TBlock block) {
-  EachField(block, false, [&](const SField& field, int) {
-    switch (field.eBin) {
-      case EBin::NONE:
-        break;
-      case EBin::INT1:
-        WriteBinInt1(static_cast<unsigned char>(field.fMissingBin));
-        break;
-      case EBin::INT2:
-        WriteBinInt2(static_cast<short>(field.fMissingBin));
-        break;
-      case EBin::INT4:
-        WriteBinInt4(static_cast<int>(field.fMissingBin));
-        break;
-      case EBin::REAL4:
-        WriteBinReal4(static_cast<float>(field.fMissingBin));
-        break;
-    }
-  });
+  const CBlockPlan& plan = CBlockPlan::Missing(block);
+  char* pOut = Reserve(plan.BinarySize());
+  if (!pOut) return;
+  static const CProd nothing;
+  plan.PutBinary(nothing, 0, Reverses(), pOut);
+  Commit(plan.BinarySize());
 }
 
 void CWriter::PutText(TBlock block, const CProd& prod, int nPixel, int nRow, int nGiven) {
@@ -125,7 +113,7 @@ void CWriter::PutText(TBlock block, const CProd& prod, int nPixel, int nRow, int
 void CWriter::PutTextMissing(TBlock block) {
   EachField(block, false, [&](const SField& field, int) {
     WriteText("\t");
-    WriteTextReal4(static_cast<float>(field.fMissingText));
+    WriteTextInt(field.nMissingText);
   });
 }
 
