@@ -1,9 +1,9 @@
 #include "bufr/BUFRReaderL1C.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "bufr/BitRun.h"
+#include "bufr/PowerOfTen.h"
 
 namespace {
 
@@ -135,7 +135,7 @@ void ScaleAvhrr(bool bWhole, int nRows, const IntColumn& scaled, const IntColumn
   for (int i = 0; i < nRows; ++i) {
     const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != NONE &&
                         (bWhole || (scaled[i] != NONE && exponent[i] != CProd::DEFAULT_VALUE_M1));
-    pOut[i] = bValid ? static_cast<double>(scaled[i]) / std::pow(10.0, static_cast<double>(exponent[i]))
+    pOut[i] = bValid ? static_cast<double>(scaled[i]) / PowerOfTen(exponent[i])
                      : static_cast<double>(CProd::DEFAULT_VALUE_M777);
   }
 }
@@ -263,8 +263,7 @@ int CBUFRReaderL1C::DecodeBands(CProdL1C& prod, int64_t& bitPos) {
     for (int j = 0; j < nRows; ++j) {
       const int64_t nExponent = prod.ScaleBandExponent[i][j];
       const bool bMissing = !bBand || nExponent == DEFAULT_VALUE_SF;
-      pFactor[j] = bMissing ? static_cast<double>(CProd::DEFAULT_VALUE_M777)
-                            : std::pow(10.0, static_cast<double>(nExponent));
+      pFactor[j] = bMissing ? static_cast<double>(CProd::DEFAULT_VALUE_M777) : PowerOfTen(nExponent);
       if (bMissing) pStart[j] = pEnd[j] = CProd::DEFAULT_VALUE_M1;
     }
   }

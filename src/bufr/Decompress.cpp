@@ -3,12 +3,12 @@
 #include "bufr/Decompress.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
 #include "bufr/BUFRReader.h"
 #include "bufr/BitRun.h"
+#include "bufr/PowerOfTen.h"
 
 /// What stands before the increments of an element.
 struct CBUFRReader::SHeader {
@@ -143,7 +143,7 @@ int CBUFRReader::DecompressFloat(const SDecompressVariant& variant, int64_t& bit
     return header.nStatus;
   }
   const int64_t nBase = header.nReferenceValue + nReference;
-  const double fDivisor = std::pow(10.0, nScale);
+  const double fDivisor = PowerOfTen(nScale);
   const double fFactor = &variant == &L2_FLOAT_X1000 ? 1000.0 : 1.0;
   const auto convert = [=](int64_t nIncrement) {
     return static_cast<double>(nBase + nIncrement) / fDivisor * fFactor;

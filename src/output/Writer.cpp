@@ -143,17 +143,28 @@ void CWriter::WriteOutputBinL1Missing(const CConfigParam* pConfig) {
   if (pConfig->bAvhrr) PutBinMissing(AVHRR_BLOCK);
 }
 
-/// Calls put(column, count) for stretches of at most CHUNK neighbouring channels, range by range. A range
-/// that begins outside of the archive's channels is left out, one that ends outside is cut there.
+/// Calls put(column, count) for stretches of at most CHUNK neighbouring columns, range by range; those of
+/// temperatures are of neighbouring channels too. A range that begins outside of the archive's channels is
+/// left out, one that ends outside is cut there.
 template <class TPut>
 void CWriter::EachSpectrumRun(const CConfigParam* pConfig, const CProdL1C& prod, TPut put) {
+  int nBegin = 0, nCount = 0;
   for (int i = 0; i < pConfig->arChannels.Count(); ++i) {
     const CValueRange& range = *pConfig->arChannels[i];
     if (range.nMin < 1 || range.nMin > prod.ChannelCount) continue;
     const int nLast = std::min(range.nMax, prod.ChannelCount);
-    for (int nFirst = range.nMin; nFirst <= nLast; nFirst += CHUNK)
-      put(prod.Spectrum.Column(nFirst), std::min(CHUNK, nLast - nFirst + 1));
+    for (int nFirst = range.nMin; nFirst <= nLast; nFirst += CHUNK) {
+      const int nColumn = prod.Spectrum.Column(nFirst), nPiece = std::min(CHUNK, nLast - nFirst + 1);
+      const bool bBehind = nColumn == nBegin + nCount && nCount + nPiece <= CHUNK;
+      if (!bBehind || pConfig->bBrightnessTemperature) {
+        if (nCount > 0) put(nBegin, nCount);
+        nBegin = nColumn;
+        nCount = 0;
+      }
+      nCount += nPiece;
+    }
   }
+  if (nCount > 0) put(nBegin, nCount);
 }
 
 /// Brightness temperatures of one pixel for neighbouring columns.
