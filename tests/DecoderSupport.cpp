@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <set>
 
 #include "bufr/BitRun.h"
 
@@ -14,6 +15,8 @@ void LoadData(CBUFRReader& reader, const std::vector<uint8_t>& arBytes, int nSub
   reader.nDataSize = reader.nDataCapacity = static_cast<int>(arBytes.size());
   reader.nSubsets = nSubsets;
   reader.nDataVersion = nVersion;
+  reader.nMissingFlags = 0;
+  reader.bBlankUndecoded = true;
 }
 
 bool CPlainDecoder::Read(int64_t& bitPos, int nBits, uint64_t& nValue) const {
@@ -29,27 +32,14 @@ bool CPlainDecoder::Read(int64_t& bitPos, int nBits, uint64_t& nValue) const {
 
 void CPlainDecoder::Store(const SAsked& asked, SAnswer& answer, int i, int64_t nSum, bool bMissing) const {
   const bool bReal = asked.eVariant == EVariant::FLOAT || asked.eVariant == EVariant::FLOAT_TIMES_1000;
-  if (bMissing && bReal) answer.arReals[i] = static_cast<double>(asked.nMissing);
-  if (bMissing && !bReal) answer.arInts[i] = asked.nMissing;
-  if (bMissing) return;
-  const double fReal = static_cast<double>(nSum) / std::pow(10.0, asked.nScale);
-  switch (asked.eVariant) {
-    case EVariant::INT:
-      answer.arInts[i] = nSum;
-      break;
-    case EVariant::FIELD_OF_VIEW:
-      answer.arInts[i] = nSum - 1;
-      break;
-    case EVariant::INT_TIMES_1000:
-      answer.arInts[i] = nSum * 1000;
-      break;
-    case EVariant::FLOAT:
-      answer.arReals[i] = fReal;
-      break;
-    case EVariant::FLOAT_TIMES_1000:
-      answer.arReals[i] = fReal * 1000.0;
-      break;
-  }
+  const bool bThousand =
+      asked.eVariant == EVariant::INT_TIMES_1000 || asked.eVariant == EVariant::FLOAT_TIMES_1000;
+  const int nFactor = bThousand ? 1000 : 1, nOffset = asked.eVariant == EVariant::FIELD_OF_VIEW ? -1 : 0;
+  if (bReal)
+    answer.arReals[i] = bMissing ? static_cast<double>(asked.nMissing)
+                                 : static_cast<double>(nSum) / std::pow(10.0, asked.nScale) * nFactor;
+  else
+    answer.arInts[i] = bMissing ? asked.nMissing : (nSum + nOffset) * nFactor;
 }
 
 void CPlainDecoder::Decode(const SAsked& asked, SAnswer& answer) const {
@@ -128,67 +118,154 @@ void CPlainDecoder::Decode(const SAsked& asked, SAnswer& answer) const {
   if (bConstant) answer.bConstant = false;
 }
 
-double SLayoutRow::Stored(int nPixel) const {
-  return pInts ? static_cast<double>((*pInts)[nPixel]) : (*pReals)[nPixel];
+double SLayoutRow::Stored(int nRow) const {
+  if (pSpectrum) return pSpectrum->At(nRow, pSpectrum->Column(field.nOccurrence));
+  return pInts ? static_cast<double>((*pInts)[nRow]) : (*pReals)[nRow];
 }
 
-double SLayoutRow::Expected(int nPixel) const {
-  if (arRaw[nPixel] == CBUFREncoder::MISSING) return Missing();
-  const double fValue = static_cast<double>(arRaw[nPixel] + nReference + nOffset);
-  return fValue / std::pow(10.0, nScale) * fFactor;
+double SLayoutRow::Expected(int nPixel, double fMissing) const {
+  if (arRaw.empty() || arRaw[nPixel] == CBUFREncoder::MISSING) return fMissing;
+  const double fValue = static_cast<double>(arRaw[nPixel] + field.nReference + nOffset);
+  return fValue / std::pow(10.0, pInts ? 0 : field.nScale) * fFactor;
 }
 
-SLayoutRow Int(int nWidth, const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
-  SLayoutRow row{nWidth, &column};
-  row.nFlag = nFlag;
-  row.nMissing = nMissing;
-  return row;
-}
-
-SLayoutRow Real(int nWidth, int64_t nReference, int nScale, const RealColumn& column, uint64_t nFlag) {
-  return {nWidth, nullptr, &column, nFlag, nReference, nScale};
-}
-
-SLayoutRow Skipped(int nWidth) { return {nWidth}; }
-
-void EncodeRows(CBUFREncoder& encoder, TRows& rows, int nTurn, bool bMissing, std::mt19937& random) {
-  const auto below = [&](int64_t n) { return static_cast<int64_t>(random() % static_cast<uint64_t>(n)); };
-  for (size_t r = 0; r < rows.size(); ++r) {
-    SLayoutRow& row = rows[r];
-    const int nIncrement = (nTurn + static_cast<int>(r)) % (row.nWidth + 1);
-    const int64_t nLimit = (int64_t{1} << row.nWidth) - 1, nSpan = (int64_t{1} << nIncrement) - 1;
-    const bool bGiven = !row.arRaw.empty();
-    if (!bGiven) {
-      const int64_t nBase = below(nLimit - std::max<int64_t>(nSpan - 1, 0));
-      for (int i = 0; i < encoder.Subsets(); ++i)
-        row.arRaw.push_back(nSpan > 0 && bMissing && below(5) == 0 ? CBUFREncoder::MISSING
-                                                                   : nBase + (nSpan > 0 ? below(nSpan) : 0));
-      if (nIncrement == 0 && bMissing && below(2) == 0)
-        row.arRaw.assign(encoder.Subsets(), CBUFREncoder::MISSING);
-    }
-    if (bGiven || nIncrement == 0)
-      encoder.Values(row.nWidth, row.arRaw);
-    else
-      encoder.Values(row.nWidth, row.arRaw, nIncrement);
-  }
-}
-
-std::string CompareRows(const TRows& rows, int nPixels, bool bMayMiss) {
-  for (size_t r = 0; r < rows.size(); ++r) {
-    const SLayoutRow& row = rows[r];
-    for (int i = 0; row.IsKept() && i < nPixels; ++i) {
-      const double f = row.Stored(i), fExpected = row.Expected(i);
-      if (f == fExpected || (bMayMiss && f == row.Missing())) continue;
-      return "row " + std::to_string(r) + " pixel " + std::to_string(i) + ": " + std::to_string(f) +
-             " instead of " + std::to_string(fExpected);
-    }
+std::string SLayoutRow::Compare(int nPixels, bool bMayMiss) const {
+  const int nRows = !Column() && !pSpectrum ? 0 : pPixels ? static_cast<int>(pPixels->size()) : nPixels;
+  const double fMissing = pInts ? static_cast<double>(nMissing) : -777.0;
+  for (int i = 0; i < nRows; ++i) {
+    const double f = Stored(i), fExpected = Expected(pPixels ? (*pPixels)[i] : i, fMissing);
+    if (f == fExpected || (bMayMiss && f == fMissing)) continue;
+    return std::string(field.szName) + " " + std::to_string(field.nOccurrence) + " pixel " +
+           std::to_string(i) + ": " + std::to_string(f) + " instead of " + std::to_string(fExpected);
   }
   return "";
 }
 
-uint64_t FlagsOf(const TRows& rows) {
-  uint64_t nFlags = 0;
-  for (const SLayoutRow& row : rows)
-    if (std::count(row.arRaw.begin(), row.arRaw.end(), CBUFREncoder::MISSING) > 0) nFlags |= row.nFlag;
-  return nFlags;
+SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
+  return {&column, nullptr, nFlag, nMissing};
+}
+
+SLayoutRow Real(const RealColumn& column, uint64_t nFlag) { return {nullptr, &column, nFlag}; }
+
+TRows Reals(std::initializer_list<std::span<const RealColumn>> families, uint64_t nFlag) {
+  TRows rows;
+  for (size_t i = 0; i < families.begin()->size(); ++i)
+    for (const auto& family : families) rows.push_back(Real(family[i], nFlag));
+  return rows;
+}
+
+TPlaces CommonPlaces(const CProd& p) {
+  return {{1007, {Int(p.SatelliteIdentifier, 1)}},
+          {2019, {Int(p.SatelliteInstruments, 1)}},
+          {4001, {Int(p.Year, 2)}},
+          {4002, {Int(p.Month, 2)}},
+          {4003, {Int(p.Day, 2)}},
+          {4004, {Int(p.Hour, 2)}},
+          {4005, {Int(p.Minute, 2)}},
+          {4006, {Int(p.Milliseconds, 2)}},
+          {5001, {Real(p.Latitude, 4)}},
+          {5021, {Real(p.Bearing, 16)}},
+          {5022, {Real(p.SolarAzimuth, 32)}},
+          {5040, {Int(p.OrbitNumber, 64)}},
+          {5041, {Int(p.ScanLineNumber, 64)}},
+          {5043, {Int(p.FieldOfViewNumber, 64)}},
+          {6001, {Real(p.Longitude, 8)}},
+          {7001, {Real(p.HeightOfStation, 256)}},
+          {7024, {Real(p.SatelliteZenithAngle, 16)}},
+          {7025, {Real(p.SolarZenithAngle, 32)}}};
+}
+
+TRows LayoutRows(EKind eKind, int nLayout, const TPlaces& places, int nPixels) {
+  constexpr int WRONG_COUNT = 7;
+  TRows rows;
+  const CTemplate layout(LayoutDescriptors(eKind, nLayout), LayoutCounts(eKind, nLayout));
+  for (const STemplateField& field : layout.Fields()) {
+    const auto found = places.find(field.nFXY);
+    const size_t n = field.nOccurrence;
+    rows.push_back(found != places.end() && n <= found->second.size() ? found->second[n - 1] : SLayoutRow());
+    rows.back().field = field;
+    if (field.nCount < 0) continue;
+    rows.back().arRaw.assign(nPixels, WRONG_COUNT);
+    rows.back().arRaw[0] = field.nCount;
+  }
+  return rows;
+}
+
+std::vector<uint8_t> CLayoutTest::Encode(TRows& rows, int nPixels, int nTurn, bool bMissing) {
+  const auto below = [&](int64_t n) { return static_cast<int64_t>(m_random() % static_cast<uint64_t>(n)); };
+  CBUFREncoder encoder(nPixels);
+  for (size_t r = 0; r < rows.size(); ++r) {
+    const int nWidth = rows[r].field.nWidth;
+    std::vector<int64_t>& arRaw = rows[r].arRaw;
+    const int nIncrement = (nTurn + static_cast<int>(r)) % (nWidth + 1);
+    const int64_t nLimit = (int64_t{1} << nWidth) - 1, nSpan = (int64_t{1} << nIncrement) - 1;
+    const bool bGiven = !arRaw.empty(), bMisses = bMissing && below(4) == 0;
+    if (!bGiven) {
+      const int64_t nBase = below(nLimit - std::max<int64_t>(nSpan - 1, 0));
+      for (int i = 0; i < nPixels; ++i)
+        arRaw.push_back(bMisses && below(2) == 0 ? CBUFREncoder::MISSING
+                                                 : nBase + (nSpan > 0 ? below(nSpan) : 0));
+      if (nIncrement == 0 && bMisses) arRaw.assign(nPixels, CBUFREncoder::MISSING);
+    }
+    if (bGiven || nIncrement == 0)
+      encoder.Values(nWidth, arRaw);
+    else
+      encoder.Values(nWidth, arRaw, nIncrement);
+  }
+  return encoder.SectionData();
+}
+
+bool CLayoutTest::Decode(const std::vector<uint8_t>& arBytes, int nPixels, int nVersion) {
+  LoadData(Reader(), arBytes, nPixels, nVersion);
+  testing::internal::CaptureStdout();
+  const bool bWhole = DecodeAll(nPixels);
+  m_szText = testing::internal::GetCapturedStdout();
+  return bWhole;
+}
+
+std::string CLayoutTest::Compare(const TRows& rows, int nPixels, bool bMayMiss) {
+  std::string szWrong;
+  std::set<const void*> filled;
+  for (const SLayoutRow& row : rows) {
+    filled.insert(row.Column());
+    if (szWrong.empty()) szWrong = row.Compare(nPixels, bMayMiss);
+  }
+  for (size_t i = 0; m_arAllVersions.size() < m_arVersions.size(); ++i)
+    m_arAllVersions.push_back(Rows(m_arVersions[i], 1));
+  for (const TRows& others : m_arAllVersions)
+    for (const SLayoutRow& row : others)
+      if (szWrong.empty() && filled.count(row.Column()) == 0) szWrong = row.Compare(nPixels, false);
+  return szWrong;
+}
+
+void CLayoutTest::ExpectEveryRowComesBack() {
+  for (int nTurn = 0; nTurn <= 31; ++nTurn)
+    for (const int nVersion : m_arVersions) {
+      SCOPED_TRACE(testing::Message() << "version " << nVersion << " turn " << nTurn);
+      const int nPixels = 1 + (nTurn + nVersion) % PIXELS;
+      TRows rows = Rows(nVersion, nPixels);
+      ASSERT_TRUE(Decode(Encode(rows, nPixels, nTurn, nTurn % 2), nPixels, nVersion));
+      ASSERT_EQ(Compare(rows, nPixels), "");
+      ASSERT_EQ(m_szText, "");
+      uint64_t nFlags = 0;
+      for (const SLayoutRow& row : rows)
+        if (std::count(row.arRaw.begin(), row.arRaw.end(), CBUFREncoder::MISSING) > 0) nFlags |= row.nFlag;
+      ASSERT_EQ(Reader().nMissingFlags, nFlags);
+    }
+}
+
+void CLayoutTest::ExpectCutMessagesShowNothingOfTheOneBefore() {
+  constexpr int FEW = 3;
+  for (const int nVersion : m_arVersions) {
+    TRows before = Rows(nVersion, FEW), rows = Rows(nVersion, FEW);
+    // Values that are skipped are not missed: the last byte is to hold something else.
+    if (!rows.back().Column()) rows.back().arRaw.assign(FEW, 0);
+    const auto arBefore = Encode(before, FEW, 8, false), arWhole = Encode(rows, FEW, 6, true);
+    const size_t nEnd = arWhole.size();
+    for (size_t nCut = 1; nCut <= nEnd; nCut += nEnd - nCut < 150 ? 1 : nCut < 2500 ? 17 : nEnd / 30) {
+      Decode(arBefore, FEW, nVersion);
+      ASSERT_FALSE(Decode({arWhole.begin(), arWhole.end() - nCut}, FEW, nVersion));
+      ASSERT_EQ(Compare(rows, FEW, true), "") << "version " << nVersion << " without " << nCut;
+    }
+  }
 }

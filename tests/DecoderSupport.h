@@ -1,16 +1,24 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "bufr/BUFRReader.h"
+#include "prod/Spectrum.h"
 #include "sample/BUFREncoder.h"
+#include "sample/Layouts.h"
+#include "sample/Template.h"
 
-/// Gives a decoder the data of a message, the layout version included, without a file. The bytes behind the
-/// data are set, so that a decoder which takes them for data shows it.
+/// Gives a decoder the data of a message, the layout version included, without a file, and readies it as the
+/// product readers do. The bytes behind the data are set, so that a decoder which takes them for data shows
+/// it.
 void LoadData(CBUFRReader& reader, const std::vector<uint8_t>& arBytes, int nSubsets, int nVersion = 0);
 
 /// The five ways in which an element is decoded.
@@ -60,40 +68,74 @@ class CPlainDecoder {
   bool m_bBlank;
 };
 
-/// One element of a layout and the column of the record at hand that it goes to (none: it is not kept), with
-/// what was encoded last.
+/// One element of a layout and where its values go, a column of the record at hand or a channel of its
+/// spectrum (none: they are not kept), with what was encoded last.
 struct SLayoutRow {
-  int nWidth = 0;
   const IntColumn* pInts = nullptr;
   const RealColumn* pReals = nullptr;
   uint64_t nFlag = 0;
-  int64_t nReference = 0;
-  int nScale = 0;
+  int64_t nMissing = -1;
   double fFactor = 1;  // on what is stored
   int64_t nOffset = 0;
-  int64_t nMissing = -1;
+  const std::vector<int>* pPixels = nullptr;  // those that are kept; null: all
+  const CSpectrum* pSpectrum = nullptr;
+  STemplateField field = {};
   std::vector<int64_t> arRaw = {};
 
-  /// Value of one pixel as the record has it, and as it should be.
-  double Stored(int nPixel) const;
-  double Expected(int nPixel) const;
-  double Missing() const { return pInts ? static_cast<double>(nMissing) : -777.0; }
-  bool IsKept() const { return pInts || pReals; }
+  const void* Column() const { return pInts ? static_cast<const void*>(pInts) : pReals; }
+  /// "" when the first pixels have what was encoded (missing for a row that was not), else what is wrong.
+  std::string Compare(int nPixels, bool bMayMiss) const;
+
+ private:
+  double Stored(int nRow) const;
+  double Expected(int nPixel, double fMissing) const;
 };
 using TRows = std::vector<SLayoutRow>;
 
-SLayoutRow Int(int nWidth, const IntColumn& column, uint64_t nFlag, int64_t nMissing = -1);
-SLayoutRow Real(int nWidth, int64_t nReference, int nScale, const RealColumn& column, uint64_t nFlag);
-SLayoutRow Skipped(int nWidth);
+SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing = -1);
+SLayoutRow Real(const RealColumn& column, uint64_t nFlag);
+/// The columns of families in turn: the first of each, the second of each and so on.
+TRows Reals(std::initializer_list<std::span<const RealColumn>> families, uint64_t nFlag);
 
-/// Values for the rows, appended to the encoder. Row r gets increments of (nTurn + r) mod (its width + 1)
-/// bits, 0 standing for a constant, so that as many turns as the widest row has bits meet every width in
-/// every row. Where bMissing, one value in five is missing and one constant in two. Rows that have values
-/// already (arRaw) keep them.
-void EncodeRows(CBUFREncoder& encoder, TRows& rows, int nTurn, bool bMissing, std::mt19937& random);
+/// Where elements go: for a descriptor its occurrences in order. The others are not kept.
+using TPlaces = std::map<int, TRows>;
+/// Those that all products share.
+TPlaces CommonPlaces(const CProd& prod);
 
-/// Every value of every kept row is what was encoded, or missing when that is allowed. "" or the first that
-/// is not.
-std::string CompareRows(const TRows& rows, int nPixels, bool bMayMiss = false);
-/// Missing-data flags that the rows raise.
-uint64_t FlagsOf(const TRows& rows);
+/// The elements of a layout as the messages themselves describe them, without values but for the replication
+/// counts: those are right in the first pixel, by which messages are judged, and wrong in the others.
+TRows LayoutRows(EKind eKind, int nLayout, const TPlaces& places, int nPixels);
+
+/// A decoder and its record, which stay from message to message.
+class CLayoutTest : public testing::Test {
+ protected:
+  static constexpr int PIXELS = 9;  // at most
+
+  /// The versions are tried in this order.
+  explicit CLayoutTest(std::vector<int> arVersions) : m_arVersions(std::move(arVersions)) {}
+
+  virtual CBUFRReader& Reader() = 0;
+  virtual TRows Rows(int nVersion, int nPixels) const = 0;
+  /// Decodes all of what the reader holds; false when it could not.
+  virtual bool DecodeAll(int nPixels) = 0;
+
+  /// Values for the rows, encoded. Row r gets increments of (nTurn + r) mod (its width + 1) bits, 0 standing
+  /// for a constant, so that as many turns as the widest row has bits meet every width in every row. Where
+  /// bMissing, one row in four misses half of its values, or all when they are a constant; few enough to show
+  /// each row's flag. Rows that have values already keep them.
+  std::vector<uint8_t> Encode(TRows& rows, int nPixels, int nTurn, bool bMissing);
+  bool Decode(const std::vector<uint8_t>& arBytes, int nPixels, int nVersion);
+  /// "" when every row has its values and the columns of other versions are missing, whatever was decoded
+  /// before; else the first that is not so. bMayMiss: the rows may be missing too.
+  std::string Compare(const TRows& rows, int nPixels, bool bMayMiss = false);
+
+  void ExpectEveryRowComesBack();
+  void ExpectCutMessagesShowNothingOfTheOneBefore();
+
+  int Below(int n) { return static_cast<int>(m_random() % static_cast<unsigned>(n)); }
+
+  std::vector<int> m_arVersions;
+  std::vector<TRows> m_arAllVersions;  // by Compare
+  std::mt19937 m_random{5};
+  std::string m_szText;  // printed by Decode
+};

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-
 #include "TestSupport.h"
 #include "app/DirManager.h"
 #include "app/StrArray.h"
@@ -15,14 +12,16 @@ using TNames = std::vector<std::string>;
 TNames Names(const CStrArray& ar) {
   TNames names;
   for (int i = 0; i < ar.Count(); ++i) names.push_back(ar.GetStringAt(i));
+  EXPECT_FALSE(ar.GetStringAt(-1) || ar.GetStringAt(ar.Count()));
   return names;
 }
 
 /// The selected paths, behind the root and its slash.
-TNames Select(const CTempDir& dir, const char* szExtensions, const SDate& first, const SDate& last,
-              int nKind = 0) {
+TNames Select(const CTempDir& dir, const char* szExtensions, const char* szMotifs, const SDate& first,
+              const SDate& last, int nKind = 0) {
   CStrArray arExtensions, arMotifs, arFiles;
   arExtensions.SplitAdd(szExtensions, '|', true);
+  if (*szMotifs) arMotifs.SplitAdd(szMotifs, ',', true);
   CExtractor::SelectFiles(dir.Path().c_str(), &arExtensions, &arMotifs, first.nYear, first.nMonth, first.nDay,
                           last.nYear, last.nMonth, last.nDay, arFiles, nKind);
   TNames names = Names(arFiles);
@@ -32,65 +31,17 @@ TNames Select(const CTempDir& dir, const char* szExtensions, const SDate& first,
 
 }  // namespace
 
-TEST(StrArray, TrimsAndSplits) {
-  const struct {
-    const char* szText;
-    bool bTrim;
-    TNames arWanted;
-  } arCases[] = {
-      {"", true, {""}},
-      {"a|", true, {"a", ""}},
-      {"  l1_bufr \r\n|\t \n| b c ", true, {"l1_bufr", "", "b c"}},
-      {" a |\n", false, {" a ", "\n"}},
-  };
-  for (const auto& c : arCases) {
-    CStrArray ar;
-    ar.SplitAdd(c.szText, '|', c.bTrim);
-    EXPECT_EQ(Names(ar), c.arWanted) << c.szText;
-    EXPECT_FALSE(ar.GetStringAt(-1) || ar.GetStringAt(ar.Count()));
-  }
-}
-
-TEST(StrArray, SortsByBytes) {
-  CStrArray ar;
-  std::mt19937 random(3);
-  TNames arWanted;
-  for (int i = 0; i < 20'000; ++i) {
-    arWanted.emplace_back(random() % 3, static_cast<char>(1 + random() % 255));
-    arWanted.back() += std::to_string(random() % 9'000);
-    ar.AddString(arWanted.back().c_str(), false);
-  }
-  std::sort(arWanted.begin(), arWanted.end());
-  ar.Sort();
-  EXPECT_EQ(Names(ar), arWanted);
-}
-
-TEST(DirManager, MatchesNames) {
-  CStrArray arEmpty, arTwo;
-  arTwo.SplitAdd("l1|bin", '|', true);
-  EXPECT_TRUE(CDirManager::MatchExtension("xbin", "bin") && CDirManager::MatchExtensions("x.bin", &arTwo));
-  EXPECT_FALSE(CDirManager::MatchExtension("bin", "bin") || CDirManager::MatchExtension("x.BIN", "bin"));
-  EXPECT_FALSE(CDirManager::MatchExtensions("x.bin2", &arTwo) || CDirManager::MatchExtensions("x", &arEmpty));
-  EXPECT_TRUE(CDirManager::MatchMotif("/IASI/file_L1C", "_L1") && CDirManager::MatchMotif("file", "file"));
+TEST(DirManager, MatchesTheLastComponentAndJoinsWhatFits) {
+  EXPECT_TRUE(CDirManager::MatchMotif("/IASI/file_L1C", "_L1"));
   EXPECT_FALSE(CDirManager::MatchMotif("/data/IASI_xx/file_L1C", "IASI"));
-  EXPECT_TRUE(CDirManager::MatchMotifs("a", &arEmpty) && CDirManager::MatchMotifs("a_binary", &arTwo));
-  EXPECT_FALSE(CDirManager::MatchMotifs("a", &arTwo));
-}
-
-TEST(DirManager, JoinsPaths) {
-  const struct {
-    const char *szDirectory, *szName;
-    int nSize;
-    const char* szWanted;
-  } arCases[] = {
-      {"a", "b", 100, "a/b"},   {"a/", "b", 100, "a/b"}, {"", "b", 100, "b"}, {"a/b", "", 100, "a/b/"},
-      {"aa", "bb", 7, "aa/bb"}, {"aa", "bb", 6, ""},     {"aa/", "b", 6, ""}, {"a", "b", 1, ""},
+  const auto join = [](const char* szDirectory, const char* szName, int nSize) {
+    char szResult[20] = "x";
+    CDirManager::ConcatenatePath(szDirectory, szName, szResult, nSize);
+    return std::string(szResult);
   };
-  for (const auto& c : arCases) {
-    char szResult[100] = "x";
-    CDirManager::ConcatenatePath(c.szDirectory, c.szName, szResult, c.nSize);
-    EXPECT_STREQ(szResult, c.szWanted) << c.szDirectory << " " << c.szName << " " << c.nSize;
-  }
+  EXPECT_EQ(join("aa", "bb", 7), "aa/bb");
+  EXPECT_EQ(join("aa", "bb", 6) + join("aa/", "b", 6), "");
+  EXPECT_EQ(join("", "b", 20), "b");
 }
 
 TEST(FileSelection, TakesOnlyTheInterval) {
@@ -103,22 +54,30 @@ TEST(FileSelection, TakesOnlyTheInterval) {
     dir.Write(std::string(szDay) + "/trg/t.bin", "");
   }
   dir.Write("2012/01/00", "");  // a file in the place of a day holds nothing
-  EXPECT_EQ(Select(dir, "bin", {2011, 12, 30}, {2012, 1, 2}),
+  EXPECT_EQ(Select(dir, "bin", "", {2011, 12, 30}, {2012, 1, 2}),
             (TNames{"2011/12/30/f.bin", "2011/12/31/f.bin", "2012/01/01/f.bin", "2012/01/02/f.bin"}));
-  EXPECT_EQ(Select(dir, "bin", {2012, 1, 3}, {2012, 1, 3}, 2), TNames{"2012/01/03/trg/t.bin"});
-  EXPECT_EQ(Select(dir, "bin", {2011, 12, 31}, {2011, 12, 30}), TNames{});
+  EXPECT_EQ(Select(dir, "bin", "", {2012, 1, 3}, {2012, 1, 3}, 2), TNames{"2012/01/03/trg/t.bin"});
+  EXPECT_EQ(Select(dir, "bin", "", {2011, 12, 31}, {2011, 12, 30}), TNames{});
 }
 
+// In the order of their unsigned bytes. A name is longer than its extension, and one of the motifs is in it.
 TEST(FileSelection, NamesOfAnyBytes) {
   CTempDir dir;
   const std::string szDay = "2011/03/15/";
-  const TNames arWanted{szDay + "a b\n.bin", szDay + "a%n.l1_bufr", szDay + std::string(251, 'm') + ".bin",
-                        szDay + "z\xFF\xC3.bin"};
-  for (const std::string& szName : arWanted) dir.Write(szName, "");
-  dir.Write("2011/03/15/c.txt", "");
+  TNames arAll;
+  for (const char* szName : {".bin", "a b\n.bin", "a%n.l1_bufr", "b.BIN", "b.bin2", "bin", "c.txt "})
+    arAll.push_back(szDay + szName);
+  for (const std::string& szName : {std::string(251, 'm') + ".bin", std::string("\xFF\xC3.bin")})
+    arAll.push_back(szDay + szName);
+  for (const std::string& szName : arAll) dir.Write(szName, "");
   const SDate day{2011, 3, 15};
-  EXPECT_EQ(Select(dir, "l1_bufr|bin", day, day), arWanted);
-  EXPECT_EQ(Select(dir, "", day, day).size(), 5u);  // an empty extension ends every name
+  EXPECT_EQ(Select(dir, "", "", day, day), arAll);  // an empty extension ends every name
+  TNames arData = arAll;
+  std::erase_if(arData,
+                [](const std::string& sz) { return !sz.ends_with(".bin") && !sz.ends_with("_bufr"); });
+  EXPECT_EQ(Select(dir, "l1_bufr|bin", "", day, day), arData);
+  EXPECT_EQ(Select(dir, "BIN|.bin", "a b,2011,b.B", day, day),
+            (TNames{szDay + "a b\n.bin", szDay + "b.BIN"}));
 }
 
 TEST(FileSelection, FlatDirectoriesAndLists) {

@@ -27,29 +27,12 @@ struct SMessage {
 
 SMessage Taken(int nResult, const CBUFRReader& r) {
   SMessage message{nResult, r.stream.Position(), {}, {}, ""};
-  message.arFields = {r.nTotalLength,
-                      r.nEdition,
-                      r.nSection1Length,
-                      r.nMasterTable,
-                      r.nCentre,
-                      r.nUpdateSequence,
-                      r.bOptionalSection,
-                      r.nDataCategory,
-                      r.nDataSubCategory,
-                      r.nMasterTableVersion,
-                      r.nLocalTableVersion,
-                      r.nYear,
-                      r.nMonth,
-                      r.nDay,
-                      r.nHour,
-                      r.nMinute,
-                      r.nSection2Length,
-                      r.nSection3Length,
-                      r.nSubsets,
-                      r.bObserved,
-                      r.bCompressed,
-                      r.nSection4Length,
-                      r.nDataSize};
+  const auto list = [](auto... fields) { return std::vector<int>{fields...}; };
+  message.arFields =
+      list(r.nTotalLength, r.nEdition, r.nSection1Length, r.nMasterTable, r.nCentre, r.nUpdateSequence,
+           r.bOptionalSection, r.nDataCategory, r.nDataSubCategory, r.nMasterTableVersion,
+           r.nLocalTableVersion, r.nYear, r.nMonth, r.nDay, r.nHour, r.nMinute, r.nSection2Length,
+           r.nSection3Length, r.nSubsets, r.bObserved, r.bCompressed, r.nSection4Length, r.nDataSize);
   for (int i = 0; i < r.descriptors.Count(); ++i) {
     const CBUFRDescriptor& d = *r.descriptors[i];
     message.arDescriptors.push_back(d.nF << 14 | d.nX << 8 | d.nY);

@@ -62,6 +62,7 @@ void CRecordFile::ReadHeader() {
   const size_t nAfter = 4 + 18 + 4 * static_cast<size_t>(nChannels);  // of the channel numbers
   nSatellite = Int4(9);
   for (size_t i = 22; i < nAfter; i += 4) arChannels.push_back(Int4(i));
+  bTemperatures = m_szBytes[17] == 1;
   bAvhrr = Value('b', nAfter) == 1;
   const int nKinds = static_cast<int>(Value('s', nAfter + 1));
   for (int i = 0; i < nKinds; ++i) arKinds.push_back(Int4(nAfter + 3 + 4 * i));

@@ -34,7 +34,7 @@ class CRecordFile {
   explicit CRecordFile(const std::string& szBytes, int nSpectrumValues = -1);
 
   std::string szError;  // what is wrong with the file; empty when all of it was read
-  bool bBigEndian = false, bAvhrr = false;
+  bool bBigEndian = false, bTemperatures = false, bAvhrr = false;
   int nSatellite = 0;
   std::vector<int> arChannels;
   std::vector<int> arKinds;  // codes: clp 1, twt 2, ozo 3, trg 4, ems 5

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <random>
 
@@ -104,12 +103,7 @@ TEST(StreamReader, EndsAndEdges) {
   EXPECT_EQ(reader.Read(1, szOut), 0);  // the first file was closed all the same
   ASSERT_TRUE(reader.Open(dir.Path().c_str()));
   EXPECT_EQ(reader.Read(4, szOut) + reader.Remaining(), 0);
-
-  mkfifo(dir.Path("pipe").c_str(), 0600);
-  EXPECT_FALSE(CStreamReader::IsFileOrDirectory(dir.Path("pipe").c_str()));
-  for (const char* szName : {"", "file", "none"}) {
-    EXPECT_TRUE(CStreamReader::IsFileOrDirectory(dir.Path(szName).c_str())) << szName;
-  }
+  EXPECT_TRUE(CStreamReader::IsFileOrDirectory(dir.Path("none").c_str()));  // opening it tells
 }
 
 TEST(StreamReader, NumbersAndTokens) {
@@ -125,19 +119,17 @@ TEST(StreamReader, NumbersAndTokens) {
   EXPECT_EQ(reader.ReadUint(&u), 4);  // the last byte stands in for the one that is not there
   EXPECT_EQ(u, 0x01020303u);
 
-  ASSERT_TRUE(reader.Open(dir.Write("tokens", "  12 345\t9999999999 1.5e1 abcdefgh z").c_str()));
+  ASSERT_TRUE(reader.Open(dir.Write("tokens", "  345\t9999999999 1.5e1 abcdefgh\tz").c_str()));
   char szOut[9] = "########";
   float f = 0;
-  const auto plain = [&](int nSize) { return std::to_string(reader.ReadPlain(nSize, szOut)) + szOut; };
-  EXPECT_EQ(plain(9), "412 ");
   EXPECT_EQ(reader.ReadTextInt(&n), 5);
   EXPECT_EQ(n, 345);
   reader.ReadTextInt(&n);
   EXPECT_EQ(n, INT32_MAX);
   reader.ReadTextReal4(&f);
   EXPECT_EQ(f, 15);
-  EXPECT_EQ(plain(6), "6abcde");  // cut at the limit, the rest is the next token
-  reader.ReadPlain(9, szOut);
-  memset(szOut, '#', 8);
-  EXPECT_EQ(plain(9), "3z#");  // the end of the file counts, with the byte that was there
+  for (const char* szToken : {"6abcde", "5fgh ", "3z#"}) {  // cut at the limit; the end counts as one byte
+    EXPECT_EQ(std::to_string(reader.ReadPlain(6, szOut)) + szOut, szToken);
+    memset(szOut, '#', 8);
+  }
 }

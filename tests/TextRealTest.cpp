@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 
@@ -32,24 +31,6 @@ void CheckBits(uint32_t nBits) { Check(std::bit_cast<float>(nBits)); }
 void CheckAround(float fValue) {
   const uint32_t nBits = std::bit_cast<uint32_t>(fValue) & 0x7FFFFFFF;
   for (uint32_t n = nBits == 0 ? 0 : nBits - 1; n <= nBits + 1; ++n) CheckBits(n), CheckBits(n | 0x80000000);
-}
-
-// The texts themselves, in case the C library at hand should have its own idea of them.
-TEST(TextReal, SpecialValues) {
-  const float fNan = std::copysign(std::numeric_limits<float>::quiet_NaN(), 1.0F);
-  const std::pair<float, const char*> arCases[] = {{-0.0F, "-0"},
-                                                   {-HUGE_VALF, "-inf"},
-                                                   {fNan, "nan"},
-                                                   {-fNan, "-nan"},
-                                                   {1e6F, "1e+06"},
-                                                   {9.9999995e-5F, "0.0001"},
-                                                   {999999, "999999"},
-                                                   {9.99999e-5F, "9.99999e-05"},
-                                                   {-0.000123457F, "-0.000123457"}};
-  for (const auto& [fValue, szExpected] : arCases) {
-    char szText[TEXT_REAL_MAX];
-    EXPECT_EQ(std::string(szText, FormatReal4(fValue, szText)), szExpected);
-  }
 }
 
 TEST(TextReal, EveryExponentAtTheEdgesOfItsMantissas) {
@@ -97,11 +78,7 @@ TEST(TextReal, RandomPatterns) {
 }
 
 TEST(TextReal, Integers) {
-  std::vector<int> arValues = {INT_MIN, INT_MIN + 1, INT_MAX};
-  for (long long nPower = 1; nPower <= INT_MAX; nPower *= 10)
-    for (int nSign : {-1, 1})
-      for (int nChange : {-1, 0, 1}) arValues.push_back(nSign * static_cast<int>(nPower) + nChange);
-  for (int nValue : arValues) {
+  for (const int nValue : {INT_MIN, INT_MAX, -1000, -999, -1, 0, 9, 10}) {
     char szText[TEXT_REAL_MAX];
     EXPECT_EQ(std::string(szText, FormatInt(nValue, szText)), std::to_string(nValue));
   }
