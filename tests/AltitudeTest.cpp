@@ -50,10 +50,9 @@ TEST(AltitudeMap, LookupFindsTheCell) {
       {fNaN, fNaN, 1},   {0, fNaN, 0},    {fNaN, 1, 0},  {90, fInfinite, 1}, {-fInfinite, 0, 1},
       {fInfinite, 1, 0},
   };
-  for (const auto& c : arCases) {
+  for (const auto& c : arCases)
     EXPECT_EQ(config.altitudeMap.GetSurfaceType(c.fLatitude, c.fLongitude), c.nWanted)
         << c.fLatitude << " " << c.fLongitude;
-  }
   config.altitudeMap.Init(0, 5);
   EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), -1);
 }
@@ -70,10 +69,9 @@ TEST(AltitudeMap, FileCutAnywhere) {
     CAltitudeMap map;
     map.Init(3, 3);
     map.Read(stream);
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
       EXPECT_EQ(map.GetSurfaceType(arPlaces[i][0], arPlaces[i][1]), nLength >= arnEnds[i])
           << nLength << " " << i;
-    }
   }
 }
 
@@ -87,8 +85,8 @@ TEST(AltitudeMap, FilesThatAreNone) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "ERROR: Unable to open file " + dir.Path("none") + "\nERROR: no altitude file defined\n");
   EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), -1);
-  EXPECT_TRUE(Load(config, dir.Path()));  // a directory holds no rows: all sea
-  EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), 0);
-  EXPECT_TRUE(Load(config, dir.Write("random", std::string(100'000, '\x7F'))));
-  EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), 0);
+  for (const std::string& szPath : {dir.Path(), dir.Write("random", std::string(100'000, '\x7F'))}) {
+    EXPECT_TRUE(Load(config, szPath));  // no rows: all sea
+    EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), 0);
+  }
 }

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <vector>
 
+inline constexpr double MISSING = -777.0;
+
 /// What a set of values amounts to; -777 without values.
 struct SReference {
   long double fCount = 0, fAverage = -777, fStdDev = -777, fSkewness = -777, fKurtosis = -777;
@@ -11,7 +13,7 @@ struct SReference {
 /// Two passes in long double, over deviations from the first value, which are exact.
 inline SReference Reference(std::vector<double> arValues) {
   SReference r;
-  std::erase(arValues, -777.0);
+  std::erase(arValues, MISSING);
   if (arValues.empty()) return r;
   r.fCount = static_cast<long double>(arValues.size());
   const long double fFirst = arValues[0];
@@ -31,3 +33,18 @@ inline SReference Reference(std::vector<double> arValues) {
   r.fKurtosis = m2 > 0 ? f4 / r.fCount / (m2 * m2) - 3 : 0;
   return r;
 }
+
+/// Equal classes, which are searched one after the other.
+struct SReferenceClasses {
+  double fMin = 0, fMax = 0;
+  int nClasses = 0;
+
+  double Edge(int i) const { return i == nClasses ? fMax : fMin + (fMax - fMin) * i / nClasses; }
+  /// -1 below the classes and nClasses above them.
+  int Find(double fValue) const {
+    if (fValue > fMax) return nClasses;
+    int nClass = nClasses - 1;
+    while (nClass >= 0 && fValue < Edge(nClass)) --nClass;
+    return nClass;
+  }
+};

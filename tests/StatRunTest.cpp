@@ -15,11 +15,9 @@
 
 namespace {
 
-constexpr double MISSING = -777.0;
-
-/// A pixel by the column names of the text file, and what only the product has.
+/// A pixel by the column names of the text file, and what the text lacks or gives with fewer digits.
 using TPixel = std::map<std::string, double>;
-using TBelongs = std::function<bool(const TPixel&)>;
+using TPixels = std::vector<TPixel>;
 
 struct STable {
   std::vector<std::string> arComments, arNames;
@@ -49,19 +47,38 @@ STable ReadTable(const std::string& szText) {
   return table;
 }
 
+/// The sum over the layers, which are stacked.
+double OzoneColumn(const TPixel& pixel) {
+  double fSum = 0;
+  for (const std::string szLayer : {"1", "2", "3", "4"}) {
+    const double fDensity = pixel.at("IntegratedO3Density" + szLayer);
+    for (const double f :
+         {fDensity, pixel.at("Pressure" + szLayer + "1"), pixel.at("Pressure" + szLayer + "2")})
+      if (f == MISSING) return MISSING;
+    fSum += fDensity;
+  }
+  return fSum;
+}
+
 class StatRun : public testing::Test {
  protected:
-  /// Two scan lines of each kind, far apart, with missing values; one pixel has the sun on the horizon.
+  /// Two scan lines of each kind, far apart, with missing values and pixels on every edge.
   static void SetUpTestSuite() {
     s_pTree = std::make_unique<CTestTree>();
     s_pTree->Write("grid", SampleGrid());
     for (const int nLine : {1200, 5000}) {
       auto arPixels = TestPixels(120, nLine);
       arPixels[7].fSolarZenith = 90;
+      arPixels[8].fSolarZenith = NAN;
+      arPixels[9].fLatitude = 90;
+      arPixels[9].fLongitude = 180;
+      arPixels[10].fLatitude = NAN;
+      arPixels[13].fCloud = 0.94;
+      arPixels[14].fCloud = 0.95;
       for (const EKind eKind : arKinds) {
+        if (eKind == EKind::L1C) arPixels[UNNUMBERED].nFieldOfView = -1;
         const STestMessage message = TestMessage(eKind, arPixels, -1, WithMissing());
-        const std::string szName = std::to_string(nLine);
-        s_pTree->Add(eKind, message.szBytes, szName);
+        s_pTree->Add(eKind, message.szBytes, std::to_string(nLine));
         if (eKind == EKind::L1C) s_arMessages.push_back(message);
       }
     }
@@ -72,17 +89,18 @@ class StatRun : public testing::Test {
   }
 
   /// The pixels that a run with these options hands over.
-  static std::vector<TPixel> Pixels(const TOptions& arOptions) {
+  static TPixels Pixels(const TOptions& arOptions) {
     s_pTree->Run(TOptions{"-of", "txt"} + arOptions);
     const auto arLines = ReadTextFile(s_pTree->Output());
-    std::vector<TPixel> arPixels;
+    TPixels arPixels;
     for (size_t i = 1; i < arLines.size(); ++i) {
       TPixel& pixel = arPixels.emplace_back();
       for (size_t j = 0; j < std::min(arLines[i].size(), arLines[0].size()); ++j)
         pixel[arLines[0][j]] = arLines[i][j].empty() ? -1 : std::stod(arLines[i][j]);
       const STestMessage& message = s_arMessages[pixel["ScanLineNumber"] != s_arMessages[0].Sent(5041, 1, 0)];
       const auto sent = [&](const char* szName, int nFXY) {
-        const double f = message.Sent(nFXY, 1, static_cast<size_t>(pixel["FieldOfViewNumber"]));
+        const double fNumber = pixel["FieldOfViewNumber"];
+        const double f = message.Sent(nFXY, 1, fNumber < 0 ? UNNUMBERED : static_cast<size_t>(fNumber));
         pixel[szName] = std::isnan(f) ? MISSING : f;
       };
       sent("LandFraction", 20083);
@@ -91,6 +109,7 @@ class StatRun : public testing::Test {
       sent("VarianceIIS", 40019);
       sent("Latitude", 5001);
       if (pixel["CloudFraction"] == -1) pixel["CloudFraction"] = MISSING;
+      if (pixel.count("IntegratedO3Density1")) pixel["TotalColumn"] = OzoneColumn(pixel);
     }
     return arPixels;
   }
@@ -101,11 +120,9 @@ class StatRun : public testing::Test {
     return run;
   }
 
-  static STable Table(const std::string& szSuffix) {
-    SCOPED_TRACE(szSuffix);
-    return ReadTable(s_pTree->Output("out" + szSuffix));
-  }
+  static STable Table(const std::string& szSuffix) { return ReadTable(s_pTree->Output("out" + szSuffix)); }
 
+  static constexpr size_t UNNUMBERED = 11;  // pixel without a field of view
   static inline std::unique_ptr<CTestTree> s_pTree;
   static inline std::vector<STestMessage> s_arMessages;
 };
@@ -115,13 +132,20 @@ void ExpectNear(double fGot, long double fWanted, const char* szWhat) {
       << szWhat << " " << fGot << " for " << fWanted;
 }
 
-std::vector<double> Values(const std::vector<TPixel>& arPixels, const std::string& szName,
-                           const TBelongs& belongs) {
+TPixels Where(const TPixels& arPixels, const std::function<bool(const TPixel&)>& belongs) {
+  TPixels arThose;
+  std::copy_if(arPixels.begin(), arPixels.end(), std::back_inserter(arThose), belongs);
+  return arThose;
+}
+
+std::vector<double> Values(const TPixels& arPixels, const TOptions& arNames) {
   std::vector<double> arValues;
-  for (const TPixel& pixel : arPixels)
-    if (belongs(pixel) && pixel.at(szName) != MISSING) arValues.push_back(pixel.at(szName));
+  for (const std::string& szName : arNames)
+    for (const TPixel& pixel : arPixels) arValues.push_back(pixel.at(szName));
   return arValues;
 }
+
+double Mean(const std::vector<double>& arValues) { return static_cast<double>(Reference(arValues).fAverage); }
 
 /// One group of columns of a row (`prefix`Count, ...) against the values it stands for.
 void ExpectGroup(const std::map<std::string, double>& row, const std::string& szPrefix,
@@ -135,33 +159,57 @@ void ExpectGroup(const std::map<std::string, double>& row, const std::string& sz
   EXPECT_NEAR(row.at(szPrefix + "Kurtosis"), static_cast<double>(wanted.fKurtosis), 1e-6);
 }
 
-bool All(const TPixel&) { return true; }
 bool IsClear(const TPixel& pixel) { return pixel.at("CloudFraction") == 0; }
 bool IsCloudy(const TPixel& pixel) { return pixel.at("CloudFraction") >= 95; }
-bool IsAt(const TPixel& pixel, int nPosition) {
-  return nPosition == 0 || static_cast<int>(pixel.at("FieldOfViewNumber")) % 4 + 1 == nPosition;
-}
 
-const std::map<std::string, TBelongs> SKIES = {{"All", All}, {"Clear", IsClear}, {"Cloudy", IsCloudy}};
-
-void ExpectSpectra(const STable& table, const std::vector<TPixel>& arPixels,
-                   const std::vector<int>& arChannels, const TBelongs& belongs) {
-  ASSERT_EQ(table.arRows.size(), arChannels.size());
-  for (size_t i = 0; i < arChannels.size(); ++i) {
-    const auto& row = table.arRows[i];
-    const std::string szChannel = std::to_string(arChannels[i]);
-    EXPECT_EQ(row.at("Channel"), arChannels[i]);
-    EXPECT_EQ(row.at("WaveNumber"), 644.75 + 0.25 * arChannels[i]);
-    for (const auto& [szSky, isSky] : SKIES) {
-      const auto both = [&, &isHere = isSky](const TPixel& pixel) { return belongs(pixel) && isHere(pixel); };
-      SCOPED_TRACE(szSky + " " + szChannel);
-      ExpectGroup(row, szSky, Values(arPixels, szChannel, both));
-    }
-  }
+/// The pixels at one of the positions 1 to 4, or all of them.
+TPixels WhereAt(const TPixels& arPixels, int nPosition) {
+  return Where(arPixels, [=](const TPixel& pixel) {
+    const int nFieldOfView = static_cast<int>(pixel.at("FieldOfViewNumber"));
+    return nPosition == 0 || (nFieldOfView >= 0 && nFieldOfView % 4 + 1 == nPosition);
+  });
 }
 
 const TOptions CHANNELS = {"-c", "3-5,1,4,2800,8461"};
-const std::vector<int> SELECTED = {1, 3, 4, 5, 2800, 8461};
+const TOptions SELECTED = {"1", "3", "4", "5", "2800", "8461"};
+
+void ExpectSpectra(const STable& table, const TPixels& arPixels) {
+  const TPixels arClear = Where(arPixels, IsClear), arCloudy = Where(arPixels, IsCloudy);
+  EXPECT_TRUE(table.HasComment("Pixels: " + std::to_string(arPixels.size()) + " all, " +
+                               std::to_string(arClear.size()) + " clear, " + std::to_string(arCloudy.size()) +
+                               " cloudy"));
+  ASSERT_EQ(table.arRows.size(), SELECTED.size());
+  for (size_t i = 0; i < SELECTED.size(); ++i) {
+    const auto& row = table.arRows[i];
+    const std::string& szChannel = SELECTED[i];
+    SCOPED_TRACE(szChannel);
+    EXPECT_EQ(row.at("Channel"), std::stoi(szChannel));
+    EXPECT_EQ(row.at("WaveNumber"), 644.75 + 0.25 * std::stoi(szChannel));
+    ExpectGroup(row, "All", Values(arPixels, {szChannel}));
+    ExpectGroup(row, "Clear", Values(arClear, {szChannel}));
+    ExpectGroup(row, "Cloudy", Values(arCloudy, {szChannel}));
+  }
+}
+
+/// Values by their class: -1 below, nClasses above, missing ones behind that.
+using TByClass = std::map<int, std::vector<double>>;
+
+TByClass ByClass(const std::vector<double>& arValues, const SReferenceClasses& classes) {
+  TByClass values;
+  for (const double f : arValues) values[f == MISSING ? classes.nClasses + 1 : classes.Find(f)].push_back(f);
+  return values;
+}
+
+/// How the files say what is in no class.
+std::string Outside(TByClass values, int nClasses) {
+  return std::to_string(values[-1].size()) + " below, " + std::to_string(values[nClasses].size()) +
+         " above, " + std::to_string(values[nClasses + 1].size()) + " missing";
+}
+
+std::string OptionFor(const SReferenceClasses& classes) {
+  return std::to_string(classes.fMin) + "-" + std::to_string(classes.fMax) + "," +
+         std::to_string(classes.nClasses);
+}
 
 }  // namespace
 
@@ -171,44 +219,36 @@ TEST_F(StatRun, SpectraAreThoseOfTheTextRunUnderEveryFilter) {
                                 {"-tp", "day"},
                                 {"-mca", "94", "-lca", "1"},
                                 {"-skip", "5", "-maxres", "9"},
-                                {"-mila", "89"},
+                                {"-mila", "91"},
                                 {"-st", "land"}};
   for (const TOptions& arFilter : arFilters) {
     SCOPED_TRACE(arFilter.empty() ? "no filter" : arFilter[0]);
     const auto arPixels = Pixels(CHANNELS + arFilter);
     RunStat(CHANNELS + arFilter + TOptions{"-sk", "1"});
     const STable table = Table("");
-    ExpectSpectra(table, arPixels, SELECTED, All);
+    ExpectSpectra(table, arPixels);
     for (size_t i = 0; i < arFilter.size(); i += 2)
       EXPECT_TRUE(table.HasComment("Filter: " + arFilter[i] + " " + arFilter[i + 1]));
     EXPECT_EQ(table.HasComment("Filters: none"), arFilter.empty());
     EXPECT_TRUE(table.HasComment("Dates: 2013-04-20 to 2013-04-20"));
-    EXPECT_TRUE(table.HasComment(arPixels.empty() ? "Satellite: unknown" : "Satellite: 4") ||
-                !arPixels.empty());
-    const auto count = [&](const TBelongs& is) {
-      return std::to_string(std::count_if(arPixels.begin(), arPixels.end(), is));
-    };
-    EXPECT_TRUE(table.HasComment("Pixels: " + count(All) + " all, " + count(IsClear) + " clear, " +
-                                 count(IsCloudy) + " cloudy"));
+    EXPECT_EQ(table.HasComment("Satellite: unknown"), arPixels.empty());
   }
 }
 
 TEST_F(StatRun, ColumnsStandInTheirOrder) {
-  RunStat(CHANNELS + TOptions{"-histlat", "-90-90,3", "-histavg", "0-1,2", "-histpix", "0-1,2"});
-  EXPECT_EQ(Table("").arNames,
-            (std::vector<std::string>{"Channel", "WaveNumber", "AllCount", "AllAverage", "AllStdDev",
-                                      "ClearCount", "ClearAverage", "ClearStdDev", "CloudyCount",
-                                      "CloudyAverage", "CloudyStdDev"}));
-  std::vector<std::string> arLatitude = {"ClassMin", "ClassMax"}, arAverage = arLatitude;
-  for (const std::string szPrefix : {"", "Pix1", "Pix2", "Pix3", "Pix4"}) {
-    for (const char* szName : {"Count", "Average", "StdDev"}) arLatitude.push_back(szPrefix + szName);
-    for (const char* szName : {"Count", "Average", "Temperature", "StdDev"})
-      arAverage.push_back(szPrefix + szName);
-  }
-  EXPECT_EQ(Table(".HistoLatitude.txt").arNames, arLatitude);
-  EXPECT_EQ(Table(".HistoAvg.txt").arNames, arAverage);
-  EXPECT_EQ(Table(".HistoPix.txt").arNames,
-            (std::vector<std::string>{"ClassMin", "ClassMax", "1", "3", "4", "5", "2800", "8461"}));
+  RunStat(CHANNELS + TOptions{"-histlat", "0-1,3", "-histavg", "0-1,2", "-histpix", "0-1,2", "-sk", "1"});
+  const auto expect = [](const char* szSuffix, TOptions arWanted, const TOptions& arPrefixes,
+                         const TOptions& arNames) {
+    for (const std::string& szPrefix : arPrefixes)
+      for (const std::string& szName : arNames) arWanted.push_back(szPrefix + szName);
+    EXPECT_EQ(Table(szSuffix).arNames, arWanted);
+  };
+  const TOptions arClass = {"ClassMin", "ClassMax"}, arPositions = {"", "Pix1", "Pix2", "Pix3", "Pix4"};
+  expect("", {"Channel", "WaveNumber"}, {"All", "Clear", "Cloudy"},
+         {"Count", "Average", "StdDev", "Skewness", "Kurtosis"});
+  expect(".HistoLatitude.txt", arClass, arPositions, {"Count", "Average", "StdDev"});
+  expect(".HistoAvg.txt", arClass, arPositions, {"Count", "Average", "Temperature", "StdDev"});
+  expect(".HistoPix.txt", arClass, {""}, SELECTED);
 }
 
 TEST_F(StatRun, TemperaturesComeFromTheMeanRadiance) {
@@ -217,241 +257,181 @@ TEST_F(StatRun, TemperaturesComeFromTheMeanRadiance) {
     RunStat(CHANNELS + TOptions{"-tb", "1", "-tbref", szReference, "-c", "8700"});
     const STable table = Table("");
     ASSERT_EQ(table.arRows.size(), SELECTED.size() + 1);
-    for (const auto& row : table.arRows) {
-      const int nChannel = static_cast<int>(row.at("Channel"));
-      const SReference plain = Reference(nChannel < 8700 ? Values(arPixels, std::to_string(nChannel), All)
-                                                         : std::vector<double>());
-      const double fWaveNumber = row.at("WaveNumber"),
-                   fMean = CPhysics::BrightnessTemperature(fWaveNumber, static_cast<double>(plain.fAverage));
-      ExpectNear(row.at("AllAverage"), plain.fCount == 0 ? 0 : fMean, "temperature");
+    for (size_t i = 0; i <= SELECTED.size(); ++i) {
+      const auto& row = table.arRows[i];
+      // The channel behind the archive's has no values.
+      const auto plain = i < SELECTED.size() ? Reference(Values(arPixels, {SELECTED[i]})) : SReference();
+      const auto fWaveNumber = row.at("WaveNumber"), fDeviation = static_cast<double>(plain.fStdDev),
+                 fMean = CPhysics::BrightnessTemperature(fWaveNumber, static_cast<double>(plain.fAverage)),
+                 fAt = szReference[0] == '0' ? fMean : 280;
+      ExpectNear(row.at("AllAverage"), fMean, "temperature");
       ExpectNear(row.at("AllStdDev"),
-                 plain.fCount == 0
-                     ? 0
-                     : CPhysics::TemperatureDeviation(fWaveNumber, static_cast<double>(plain.fStdDev),
-                                                      szReference[0] == '0' ? fMean : 280),
+                 plain.fCount > 0 ? CPhysics::TemperatureDeviation(fWaveNumber, fDeviation, fAt) : 0,
                  "deviation");
     }
   }
 }
 
 TEST_F(StatRun, SurfacesPeriodsAndPositionsHaveTheirFiles) {
-  const auto arPixels = Pixels(CHANNELS);
-  std::filesystem::remove(s_pTree->Path("out"));
-  const STreeRun run = RunStat(CHANNELS + TOptions{"-stsext", "1", "-sk", "1"});
-  EXPECT_FALSE(std::filesystem::exists(s_pTree->Path("out")));
-  EXPECT_LT(run.nMegabytes, 400);
-  std::string szFiles;
-  const auto check = [&](const std::string& szSuffix, const TBelongs& belongs) {
-    szFiles += "\nOutput file " + s_pTree->Path("out") + szSuffix + " written";
-    SCOPED_TRACE(szSuffix);
-    ExpectSpectra(Table(szSuffix), arPixels, SELECTED, belongs);
-  };
-  const std::string SURFACES[] = {"all", "sea", "land"}, PERIODS[] = {"all", "day", "night"};
-  for (int s = 0; s < 3; ++s)
-    for (int t = 0; t < 3; ++t)
-      check(s + t == 0 ? ".txtstat.txt" : "." + SURFACES[s] + "." + PERIODS[t] + ".txtstat.txt",
-            [=](const TPixel& pixel) {
-              const double fSun = pixel.at("SolarZenithAngle");
-              return (s == 0 || pixel.at("SurfaceType") == s - 1) &&
-                     (t == 0 || (fSun != MISSING && (t == 1 ? fSun <= 90 : fSun >= 90)));
-            });
-  for (int i = 1; i <= 4; ++i)
-    check(std::string(".pix") + std::to_string(i) + ".txtstat.txt",
-          [=](const TPixel& pixel) { return IsAt(pixel, i); });
-  ExpectSays(run, szFiles + "\n");
+  for (const std::string szGrid : {"grid", "none"}) {
+    const TOptions arOptions = CHANNELS + TOptions{"-alt", s_pTree->Path(szGrid)};
+    const auto arPixels = Pixels(arOptions);
+    std::filesystem::remove(s_pTree->Path("out"));
+    const STreeRun run = RunStat(arOptions + TOptions{"-stsext", "1", "-sk", "1"});
+    EXPECT_FALSE(std::filesystem::exists(s_pTree->Path("out")));
+    EXPECT_LT(run.nMegabytes, 400);
+    std::string szFiles;
+    const auto check = [&](const std::string& szSuffix, const TPixels& arThose) {
+      szFiles += "\nOutput file " + s_pTree->Path("out") + szSuffix + " written";
+      SCOPED_TRACE(szSuffix);
+      ExpectSpectra(Table(szSuffix), arThose);
+    };
+    const std::string SURFACES[] = {"all", "sea", "land"}, PERIODS[] = {"all", "day", "night"};
+    for (int s = 0; s < 3; ++s)
+      for (int t = 0; t < 3; ++t)
+        check(s + t == 0 ? ".txtstat.txt" : "." + SURFACES[s] + "." + PERIODS[t] + ".txtstat.txt",
+              Where(arPixels, [=](const TPixel& pixel) {
+                const double fSun = pixel.at("SolarZenithAngle");
+                return (s == 0 || pixel.at("SurfaceType") == s - 1) &&
+                       (t == 0 || (fSun != MISSING && (t == 1 ? fSun <= 90 : fSun >= 90)));
+              }));
+    for (int i = 1; i <= 4; ++i) check(".pix" + std::to_string(i) + ".txtstat.txt", WhereAt(arPixels, i));
+    ExpectSays(run, szFiles + "\n");
+  }
 }
 
 TEST_F(StatRun, HistogramsHoldTheValuesOfTheirClasses) {
   const struct {
-    const char *szOption, *szRange, *szSuffix, *szValue;
-  } arHistos[] = {{"-histlat", "-60-60,7", ".HistoLatitude.txt", "Latitude"},
-                  {"-histcloud", "0-100,10", ".HistoCloud.txt", "CloudFraction"},
-                  {"-histland", "1-100,3", ".HistoLand.txt", "LandFraction"},
-                  {"-histsnow", "0-50,5", ".HistoSnow.txt", "SnowFraction"},
-                  {"-histavg", "0.0004-0.0009,6", ".HistoAvg.txt", "AverageIIS"},
-                  {"-histvar", "0-0.0001,4", ".HistoVar.txt", "VarianceIIS"}};
+    std::string szOption, szFile, szValue;
+    SReferenceClasses classes;
+  } arHistos[] = {{"-histlat", "Latitude", "Latitude", {-60, 60, 7}},
+                  {"-histcloud", "Cloud", "CloudFraction", {0, 100, 10}},
+                  {"-histland", "Land", "LandFraction", {1, 100, 3}},
+                  {"-histsnow", "Snow", "SnowFraction", {0, 50, 5}},
+                  {"-histavg", "Avg", "AverageIIS", {0.0004F, 0.0009F, 6}},
+                  {"-histvar", "Var", "VarianceIIS", {0, 0.0001F, 4}}};
   const auto arPixels = Pixels(CHANNELS);
   TOptions arOptions = CHANNELS;
-  for (const auto& histo : arHistos) arOptions = arOptions + TOptions{histo.szOption, histo.szRange};
+  for (const auto& histo : arHistos)
+    arOptions = arOptions + TOptions{histo.szOption, OptionFor(histo.classes)};
   RunStat(arOptions);
-  for (const auto& histo : arHistos) {
-    SCOPED_TRACE(histo.szSuffix);
-    const STable table = Table(histo.szSuffix);
-    float fMin = 0, fMax = 0;
-    int nClasses = 0;
-    ASSERT_EQ(std::sscanf(histo.szRange, "%g-%g,%d", &fMin, &fMax, &nClasses), 3);
-    ASSERT_EQ(static_cast<int>(table.arRows.size()), nClasses);
-    const auto edge = [&](int i) {
-      return i == nClasses ? double{fMax} : fMin + (double{fMax} - fMin) * i / nClasses;
-    };
+  for (const auto& [szOption, szFile, szValue, classes] : arHistos) {
+    const STable table = Table(".Histo" + szFile + ".txt");
+    ASSERT_EQ(static_cast<int>(table.arRows.size()), classes.nClasses);
     for (int nPosition = 0; nPosition <= 4; ++nPosition) {
-      const auto count = [&](auto is) {
-        return std::to_string(std::count_if(arPixels.begin(), arPixels.end(), [&](const TPixel& pixel) {
-          return IsAt(pixel, nPosition) && is(pixel.at(histo.szValue));
-        }));
-      };
-      const std::string szPrefix = nPosition ? std::string("Pix") + std::to_string(nPosition) : "";
-      EXPECT_TRUE(table.HasComment((nPosition ? szPrefix : "All pixels") + ": " +
-                                   count([&](double f) { return f >= fMin && f <= fMax; }) + " counted, " +
-                                   count([&](double f) { return f < fMin && f != MISSING; }) + " below, " +
-                                   count([&](double f) { return f > fMax; }) + " above, " +
-                                   count([](double f) { return f == MISSING; }) + " missing"));
-      for (int i = 0; i < nClasses; ++i) {
-        ExpectNear(table.arRows[i].at("ClassMin"), edge(i), "ClassMin");
-        ExpectNear(table.arRows[i].at("ClassMax"), edge(i + 1), "ClassMax");
-        const auto inside = [&](const TPixel& pixel) {
-          const double f = pixel.at(histo.szValue);
-          return IsAt(pixel, nPosition) && edge(i) <= f && (i + 1 < nClasses ? f < edge(i + 1) : f <= fMax);
-        };
-        const auto arValues = Values(arPixels, histo.szValue, inside);
-        ExpectGroup(table.arRows[i], szPrefix, arValues);
-        if (table.arRows[i].count(szPrefix + "Temperature"))
-          ExpectNear(
-              table.arRows[i].at(szPrefix + "Temperature"),
-              CPhysics::BrightnessTemperature(869.5, static_cast<double>(Reference(arValues).fAverage)),
-              "Temperature");
+      const std::string szPrefix = nPosition ? "Pix" + std::to_string(nPosition) : "";
+      SCOPED_TRACE(szFile + szPrefix);
+      TByClass values = ByClass(Values(WhereAt(arPixels, nPosition), {szValue}), classes);
+      size_t nCounted = 0;
+      for (int i = 0; i < classes.nClasses; ++i) {
+        const auto& row = table.arRows[i];
+        nCounted += values[i].size();
+        ExpectNear(row.at("ClassMin"), classes.Edge(i), "ClassMin");
+        ExpectNear(row.at("ClassMax"), classes.Edge(i + 1), "ClassMax");
+        ExpectGroup(row, szPrefix, values[i]);
+        if (szFile == "Avg")
+          ExpectNear(row.at(szPrefix + "Temperature"),
+                     CPhysics::BrightnessTemperature(869.5, Mean(values[i])), "Temperature");
       }
+      EXPECT_TRUE(table.HasComment((nPosition ? szPrefix : "All pixels") + ": " + std::to_string(nCounted) +
+                                   " counted, " + Outside(values, classes.nClasses)));
     }
   }
 }
 
 TEST_F(StatRun, RadiancesAreCountedChannelByChannel) {
+  const SReferenceClasses classes = {0.0003F, 0.0009F, 20};
   const auto arPixels = Pixels(CHANNELS);
   for (const bool bPositions : {false, true}) {
-    RunStat(CHANNELS + TOptions{"-histpix", "0.0003-0.0009,20", "-stsext", bPositions ? "1" : "0"});
+    RunStat(CHANNELS + TOptions{"-histpix", OptionFor(classes), "-stsext", bPositions ? "1" : "0"});
     for (int nPosition = 0; nPosition <= (bPositions ? 4 : 0); ++nPosition) {
+      const TPixels arThose = WhereAt(arPixels, nPosition);
       const STable table =
-          Table(".HistoPix" + (nPosition ? std::string(".pix") + std::to_string(nPosition) : "") + ".txt");
-      const double fMin = 0.0003f, fMax = 0.0009f;
-      std::map<std::string, int> outside;
-      for (const int nChannel : SELECTED) {
-        std::vector<int> arWanted(20), arGot;
-        for (const TPixel& pixel : arPixels) {
-          if (!IsAt(pixel, nPosition)) continue;
-          const double f = pixel.at(std::to_string(nChannel));
-          int nClass = 19;
-          while (nClass > 0 && fMin + (fMax - fMin) * nClass / 20 > f) --nClass;
-          if (f == MISSING || f < fMin || f > fMax)
-            ++outside[f == MISSING ? "missing" : f < fMin ? "below" : "above"];
-          else
-            ++arWanted[nClass];
-        }
-        for (const auto& row : table.arRows)
-          arGot.push_back(static_cast<int>(row.at(std::to_string(nChannel))));
-        EXPECT_EQ(arGot, arWanted) << nChannel;
+          Table(".HistoPix" + (nPosition ? ".pix" + std::to_string(nPosition) : "") + ".txt");
+      for (const std::string& szName : SELECTED) {
+        TByClass values = ByClass(Values(arThose, {szName}), classes);
+        for (int i = 0; i < classes.nClasses; ++i)
+          EXPECT_EQ(table.arRows.at(i).at(szName), values[i].size()) << szName;
       }
-      EXPECT_TRUE(table.HasComment("Radiances of all channels: " + std::to_string(outside["below"]) +
-                                   " below, " + std::to_string(outside["above"]) + " above, " +
-                                   std::to_string(outside["missing"]) + " missing"));
+      EXPECT_TRUE(table.HasComment("Radiances of all channels: " +
+                                   Outside(ByClass(Values(arThose, SELECTED), classes), classes.nClasses)));
+      EXPECT_TRUE(table.HasComment("Pixels: " + std::to_string(arThose.size())));
     }
   }
 }
 
 TEST_F(StatRun, CellsHoldTheirPixels) {
-  const auto arPixels = Pixels(CHANNELS);
-  RunStat(CHANNELS + TOptions{"-boxstat", "9-18"});
+  const TOptions arOptions = CHANNELS + TOptions{"-mila", "-999"};  // keeps positions that are missing
+  const auto arPixels = Pixels(arOptions);
+  RunStat(arOptions + TOptions{"-boxstat", "9-18"});
   const STable table = Table(".boxstat");
   ASSERT_EQ(table.arRows.size(), 9u * 18);
-  double fPixels = 0;
+  const SReferenceClasses latitudes = {-90, 90, 9}, longitudes = {-180, 180, 18};
+  size_t nInside = 0;
   for (int i = 0; i < 9 * 18; ++i) {
     const auto& row = table.arRows[i];
-    const int nLatitude = -90 + 20 * (i / 18), nLongitude = -180 + 20 * (i % 18);
-    EXPECT_EQ(row.at("LatMin"), nLatitude);
-    EXPECT_EQ(row.at("LatMax"), nLatitude + 20);
-    EXPECT_EQ(row.at("LonMin"), nLongitude);
-    EXPECT_EQ(row.at("LonMax"), nLongitude + 20);
-    const auto inside = [&](const TPixel& pixel) {
-      const double fLat = pixel.at("Latitude"), fLon = pixel.at("Longitude");
-      return fLat >= nLatitude && fLat < nLatitude + 20 && fLon >= nLongitude && fLon < nLongitude + 20;
-    };
-    fPixels += row.at("L1CCount");
-    const std::map<std::string, TBelongs> counts = {
-        {"L1CCount", All}, {"L1CClearCount", IsClear}, {"L1CCloudyCount", IsCloudy}};
-    for (const auto& [szName, belongs] : counts)
-      EXPECT_EQ(row.at(szName),
-                std::count_if(arPixels.begin(), arPixels.end(),
-                              [&, &is = belongs](const TPixel& p) { return inside(p) && is(p); }));
-    ExpectNear(row.at("L1CCloudFraction"), Reference(Values(arPixels, "CloudFraction", inside)).fAverage,
-               "cloud");
-    ExpectNear(row.at("L1CAverageIIS"), Reference(Values(arPixels, "AverageIIS", inside)).fAverage, "imager");
+    const int nLatitude = i / 18, nLongitude = i % 18;
+    for (const int n : {0, 1}) {
+      EXPECT_EQ(row.at(n ? "LatMax" : "LatMin"), latitudes.Edge(nLatitude + n));
+      EXPECT_EQ(row.at(n ? "LonMax" : "LonMin"), longitudes.Edge(nLongitude + n));
+    }
+    const TPixels arInside = Where(arPixels, [&](const TPixel& pixel) {
+      return latitudes.Find(pixel.at("Latitude")) == nLatitude &&
+             longitudes.Find(pixel.at("Longitude")) == nLongitude;
+    });
+    nInside += arInside.size();
+    EXPECT_EQ(row.at("L1CCount"), arInside.size());
+    EXPECT_EQ(row.at("L1CClearCount"), Where(arInside, IsClear).size());
+    EXPECT_EQ(row.at("L1CCloudyCount"), Where(arInside, IsCloudy).size());
+    ExpectNear(row.at("L1CCloudFraction"), Mean(Values(arInside, {"CloudFraction"})), "cloud");
+    ExpectNear(row.at("L1CAverageIIS"), Mean(Values(arInside, {"AverageIIS"})), "imager");
   }
-  EXPECT_GT(fPixels, 200);
-  RunStat(CHANNELS + TOptions{"-boxstat", "1"});
-  EXPECT_EQ(Table(".boxstat").arRows.size(), 90u * 180);
+  EXPECT_GT(nInside, 200);
+  EXPECT_TRUE(table.HasComment("L1C pixels: " + std::to_string(nInside) + " in cells, " +
+                               std::to_string(arPixels.size() - nInside) + " without a cell"));
 }
 
 TEST_F(StatRun, EachStreamHasItsColumns) {
+  TOptions arEmissivities;
+  for (int i = 1; i <= 12; ++i) arEmissivities.push_back("Emissivity" + std::to_string(i));
   const struct {
-    const char* szKind;
-    std::vector<std::pair<const char*, std::vector<std::string>>>
-        arMeans;  // column, and columns of the text file
-  } arKinds2[] = {
-      {"trg",
-       {{"trgIntegratedN2ODensity", {"IntegratedN2ODensity"}},
-        {"trgIntegratedCODensity", {"IntegratedCODensity"}},
-        {"trgIntegratedCH4Density", {"IntegratedCH4Density"}},
-        {"trgIntegratedCO2Density", {"IntegratedCO2Density"}}}},
-      {"clp",
-       {{"clpCloudAmountInSegment", {"CloudAmountInSegment1"}},
-        {"clpPressure", {"Pressure1"}},
-        {"clpTemperature", {"Temperature/dry-bulbTemperature1"}}}},
-      {"twt", {{"twtSkinTemperature", {"SkinTemperature"}}}},
-      {"ems",
-       {{"emsEmissivity",
-         {"Emissivity1", "Emissivity2", "Emissivity3", "Emissivity4", "Emissivity5", "Emissivity6",
-          "Emissivity7", "Emissivity8", "Emissivity9", "Emissivity10", "Emissivity11", "Emissivity12"}}}},
-      {"ozo", {{"ozoTotalColumn", {}}}}};
-  std::map<std::string, std::vector<double>> columns;
-  for (const auto& kind : arKinds2) {
-    SCOPED_TRACE(kind.szKind);
-    const TOptions arOptions = {"-t2", kind.szKind, "-boxstat", "1-1"};
-    const auto arPixels = Pixels(arOptions);
-    RunStat(arOptions);
-    EXPECT_TRUE(Table("").arRows.empty());
-    const STable table = Table(".boxstat");
-    ASSERT_EQ(table.arRows.size(), 1u);
-    EXPECT_EQ(table.arNames.size(), 5 + kind.arMeans.size());
-    EXPECT_EQ(table.arRows[0].at(std::string(kind.szKind) + "Count"), static_cast<double>(arPixels.size()));
-    for (const auto& [szColumn, arFields] : kind.arMeans) {
-      std::vector<double> arValues;
-      for (const std::string& szField : arFields) {
-        const auto arMore = Values(arPixels, szField, All);
-        arValues.insert(arValues.end(), arMore.begin(), arMore.end());
-      }
-      for (const TPixel& pixel : arPixels) {
-        double fColumn = 0;
-        for (const char* szLayer : {"1", "2", "3", "4"}) {
-          const auto at = [&](const std::string& szName) {
-            return pixel.count(szName) ? pixel.at(szName) : MISSING;
-          };
-          const std::string szDensity = std::string("IntegratedO3Density") + szLayer,
-                            szPressure = std::string("Pressure") + szLayer;
-          const bool bLayer =
-              at(szDensity) != MISSING && at(szPressure + "1") != MISSING && at(szPressure + "2") != MISSING;
-          fColumn = bLayer && fColumn != MISSING ? fColumn + at(szDensity) : MISSING;
-        }
-        if (arFields.empty() && fColumn != MISSING) arValues.push_back(fColumn);
-      }
-      EXPECT_FALSE(arValues.empty());
-      EXPECT_NEAR(table.arRows[0].at(szColumn) / static_cast<double>(Reference(arValues).fAverage), 1, 1e-5)
-          << szColumn;  // the text has six digits
-    }
-    for (const std::string& szName : table.arNames) columns[szName].push_back(table.arRows[0].at(szName));
+    std::string szKind, szColumn;
+    TOptions arFields;  // of the text file
+  } arMeans[] = {{"trg", "IntegratedN2ODensity", {"IntegratedN2ODensity"}},
+                 {"trg", "IntegratedCODensity", {"IntegratedCODensity"}},
+                 {"trg", "IntegratedCH4Density", {"IntegratedCH4Density"}},
+                 {"trg", "IntegratedCO2Density", {"IntegratedCO2Density"}},
+                 {"clp", "CloudAmountInSegment", {"CloudAmountInSegment1"}},
+                 {"clp", "Pressure", {"Pressure1"}},
+                 {"clp", "Temperature", {"Temperature/dry-bulbTemperature1"}},
+                 {"twt", "SkinTemperature", {"SkinTemperature"}},
+                 {"ems", "Emissivity", arEmissivities},
+                 {"ozo", "TotalColumn", {"TotalColumn"}}};
+  // All kinds in one run, paired with spectra. A pixel without a field of view has no partner.
+  const TOptions arOptions = {"-fov", "12-119", "-boxstat", "1-1"};
+  RunStat(arOptions + CHANNELS + TOptions{"-t2", "ems,twt,clp,trg,ozo"});
+  const STable all = Table(".boxstat"), spectra = Table("");
+  ASSERT_EQ(all.arRows.size(), 1u);
+  for (const auto& [szKind, szColumn, arFields] : arMeans) {
+    const auto arPixels = Pixels(arOptions + TOptions{"-t2", szKind});
+    EXPECT_EQ(all.arRows[0].at(szKind + "Count"), arPixels.size());
+    EXPECT_NEAR(all.arRows[0].at(szKind + szColumn) / Mean(Values(arPixels, arFields)), 1, 1e-5)
+        << szKind << szColumn;  // the text has six digits
   }
-  // All kinds in one run, paired with spectra: the same numbers, in the order of the streams.
-  RunStat(CHANNELS + TOptions{"-t2", "ems,twt,clp,trg,ozo", "-boxstat", "1-1"});
-  const STable all = Table(".boxstat");
-  ASSERT_EQ(all.arNames.size(), 4u + 5 + 2 + 5 + 4 + 2 + 2);
-  for (const auto& [szName, nAt] : std::map<std::string, size_t>{{"L1CCount", 4},
-                                                                 {"ozoCount", 9},
-                                                                 {"trgCount", 11},
-                                                                 {"clpCount", 16},
-                                                                 {"twtCount", 20},
-                                                                 {"emsCount", 22}})
-    EXPECT_EQ(all.arNames[nAt], szName);
-  for (const auto& [szName, arValues] : columns) EXPECT_EQ(all.arRows[0].at(szName), arValues[0]) << szName;
-  const STable spectra = Table("");
-  ExpectSpectra(spectra, Pixels(CHANNELS), SELECTED, All);
+  EXPECT_EQ(CountOf(s_pTree->Output("out.boxstat"),
+                    "\nLatMin\tLatMax\tLonMin\tLonMax\tL1CCount\tL1CClearCount\tL1CCloudyCount\t"
+                    "L1CCloudFraction\tL1CAverageIIS\tozoCount\tozoTotalColumn\ttrgCount\t"
+                    "trgIntegratedN2ODensity\ttrgIntegratedCODensity\ttrgIntegratedCH4Density\t"
+                    "trgIntegratedCO2Density\tclpCount\tclpCloudAmountInSegment\tclpPressure\t"
+                    "clpTemperature\ttwtCount\ttwtSkinTemperature\temsCount\temsEmissivity\n"),
+            1);
+  ExpectSpectra(spectra, Pixels(arOptions + CHANNELS));
+  // Without spectra: the same numbers, and no row of a channel.
+  RunStat(arOptions + TOptions{"-t2", "ems,ozo"});
+  const STable two = Table(".boxstat");
+  EXPECT_EQ(two.arNames.size(), 4u + 2 + 2);
+  for (const auto& [szName, f] : two.arRows.at(0)) EXPECT_EQ(f, all.arRows[0].at(szName)) << szName;
+  EXPECT_TRUE(Table("").arRows.empty());
 }
 
 TEST_F(StatRun, ADayOneArchiveIsInNoCell) {
@@ -465,59 +445,38 @@ TEST_F(StatRun, ADayOneArchiveIsInNoCell) {
                   .HasComment("All pixels: 0 counted, 0 below, 0 above, 10 missing"));
 }
 
-TEST_F(StatRun, ARunWithoutPixelsWritesItsFiles) {
+TEST_F(StatRun, ARunWithoutFilesWritesItsTables) {
   const CTestTree tree;
-  const STreeRun run = tree.Run({"-of", "txtstat", "-c", "1-2", "-t2", "ozo", "-sk", "1", "-boxstat", "2-2",
-                                 "-histvar", "0-1,3", "-histpix", "0-1,2"});
-  ExpectSays(run, "Extraction succeeded in ");
-  const STable spectra = ReadTable(tree.Output());
-  EXPECT_TRUE(spectra.HasComment("Satellite: unknown"));
-  ASSERT_EQ(spectra.arRows.size(), 2u);
-  for (const auto& [szName, f] : spectra.arRows[1])
-    EXPECT_EQ(f, szName == "Channel"         ? 2
-                 : szName == "WaveNumber"    ? 645.25
-                 : szName.ends_with("Count") ? 0
-                                             : MISSING)
-        << szName;
-  EXPECT_EQ(ReadTable(tree.Output("out.HistoVar.txt")).arRows.size(), 3u);
-  EXPECT_EQ(ReadTable(tree.Output("out.HistoPix.txt")).arRows.size(), 2u);
-  const STable boxes = ReadTable(tree.Output("out.boxstat"));  // no stream is active
-  EXPECT_EQ(boxes.arNames, (std::vector<std::string>{"LatMin", "LatMax", "LonMin", "LonMax"}));
-  EXPECT_EQ(boxes.arRows.size(), 4u);
+  ExpectGood(tree.Run({"-of", "txtstat", "-c", "1", "-t2", "ozo", "-boxstat", "-3--3", "-histpix", "0-1,5"}));
+  EXPECT_EQ(ReadTable(tree.Output()).arRows.size(), 1u);
+  EXPECT_EQ(ReadTable(tree.Output("out.HistoPix.txt")).arRows.size(), 5u);
+  const STable boxes = ReadTable(tree.Output("out.boxstat"));
+  EXPECT_EQ(boxes.arRows.size(), 90u * 180);
+  EXPECT_EQ(boxes.arNames.size(), 4u);  // no stream is active
 }
 
 TEST_F(StatRun, FailuresAreSaidAndTheOtherFilesWritten) {
   const TOptions arOptions = CHANNELS + TOptions{"-histlat", "-90-90,2", "-histcloud", "0-100,2",
                                                  "-histvar", "0-1,2",    "-boxstat",   "1"};
-  const std::string szOut = s_pTree->Path("out");
-  const auto clean = [&] {
-    for (const char* szSuffix : {".HistoLatitude.txt", ".HistoCloud.txt", ".HistoVar.txt", ".boxstat"})
-      std::filesystem::remove(szOut + szSuffix);
-  };
-  clean();
-  std::filesystem::create_directory(szOut + ".HistoLatitude.txt");
-  std::filesystem::create_symlink("/dev/full", szOut + ".HistoCloud.txt");
-  std::filesystem::create_symlink("/dev/full", szOut + ".HistoVar.txt");
-  const std::string szPrinted = RunStat(arOptions, false).szOutput;
-  EXPECT_EQ(CountOf(szPrinted, "\nOutput file " + szOut + " written\nERROR: ouverture fichier " + szOut +
-                                   ".HistoLatitude.txt\nERROR: Writing failure!\n\nOutput file " + szOut +
-                                   ".boxstat written\n"),
-            1)
-      << szPrinted;
-  EXPECT_EQ(CountOf(szPrinted, "ERROR: "), 2) << szPrinted;
-  EXPECT_EQ(Table(".boxstat").arRows.size(), 16200u);
-  clean();
+  const std::string szBad = s_pTree->Path("bad"), szLarge = s_pTree->Path("large");
+  std::filesystem::create_directory(szBad + ".HistoLatitude.txt");
+  std::filesystem::create_symlink("/dev/full", szBad + ".HistoCloud.txt");
+  std::filesystem::create_symlink("/dev/full", szBad + ".HistoVar.txt");
+  const STreeRun bad = RunStat(arOptions + TOptions{"-out", szBad}, false);
+  ExpectSays(bad, "\nOutput file " + szBad + " written\nERROR: ouverture fichier " + szBad +
+                      ".HistoLatitude.txt\nERROR: Writing failure!\n\nOutput file " + szBad +
+                      ".boxstat written\n");
+  ExpectSays(bad, "ERROR: ", 2);
+  EXPECT_EQ(ReadTable(s_pTree->Output("bad.boxstat")).arRows.size(), 90u * 180);
 
-  const std::string szLarge =
-      RunStat(arOptions + TOptions{"-boxstat", "30000-30000", "-histvar", "0-1,2000000000"}, false).szOutput;
+  const STreeRun large = RunStat(
+      arOptions + TOptions{"-out", szLarge, "-boxstat", "30000-30000", "-histvar", "0-1,2000000000"}, false);
   for (const char* szSuffix : {".boxstat", ".HistoVar.txt"}) {
-    EXPECT_EQ(CountOf(szLarge, "ERROR: " + szOut + szSuffix + " would need more"), 1) << szLarge;
-    EXPECT_FALSE(std::filesystem::exists(szOut + szSuffix));
+    ExpectSays(large, "ERROR: " + szLarge + szSuffix + " would need more");
+    EXPECT_FALSE(std::filesystem::exists(szLarge + szSuffix));
   }
-  EXPECT_EQ(Table(".HistoCloud.txt").arRows.size(), 2u);
-  clean();
+  EXPECT_EQ(ReadTable(s_pTree->Output("large.HistoCloud.txt")).arRows.size(), 2u);
 
-  EXPECT_EQ(CountOf(s_pTree->Run({"-of", "txtstat", "-c", "1", "-out", szOut + "/none/out"}).szOutput,
-                    "ERROR: ouverture fichier " + szOut + "/none/out\n"),
-            1);
+  ExpectSays(s_pTree->Run({"-of", "txtstat", "-c", "1", "-out", szBad + "/none"}),
+             "ERROR: ouverture fichier " + szBad + "/none\n");
 }
