@@ -126,10 +126,10 @@ struct SPlainSpectrum {
   std::string szText;
   std::vector<std::vector<double>> arRadiance;  // [pixel][channel - 1]
 
-  SPlainSpectrum(const std::vector<uint8_t>& arBytes, int nPixels, const TColumn<uint8_t>& keep,
-                 const std::vector<char>& arSelection, int nChannels)
+  SPlainSpectrum(const std::vector<uint8_t>& arBytes, int64_t nSpectrum, int nPixels,
+                 const TColumn<uint8_t>& keep, const std::vector<char>& arSelection, int nChannels)
       : arRadiance(nPixels, std::vector<double>(nChannels, -777.0)), plain(arBytes, nPixels, true) {
-    answer.bitPos = 1;
+    answer.bitPos = nSpectrum;
     const auto decode = [&](int nWidth, int64_t nReference, uint64_t nFlag, int64_t nMissing,
                             EOutput eOutput) {
       answer.arInts.assign(nPixels, 0);
@@ -227,8 +227,14 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
       return ar;
     };
 
+    // In one trial of three the places of the samples are not known from the first level.
+    const bool bFirstLevel = nTrial % 3 > 0;
     CBUFREncoder encoder(nPixels);
-    encoder.Bits(0, 1);
+    for (const SLayoutRow& row : LayoutRows(EKind::L1C, 2, {}, nPixels)) {
+      if (row.field.nFXY == 25140 && row.field.nOccurrence > 3) break;
+      encoder.Constant(row.field.nWidth, 0);
+    }
+    const int64_t nSpectrum = encoder.BitCount();
     for (int b = 0; b < 10; ++b) {  // overlapping ones, gaps and missing ones
       const int nStart = 1 + b * 900 - Below(300), nSpan = bUniform ? 1 : 400;
       const auto missing = [&](int nPercent) { return bStrange && Below(8) == 0 ? nPercent : 0; };
@@ -264,13 +270,17 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
     if (nTrial % 7 == 6) arBytes.resize(Below(static_cast<int>(arBytes.size())));
     SetWideKernels(Below(2));
     LoadData(m_reader, arBytes, nPixels, 2);
-    m_reader.nSpectrumBitPos = 1;
-    m_reader.nLastMissingChannel = 0;
+    testing::internal::CaptureStdout();
+    m_reader.GoToNextMessage();
+    if (bFirstLevel) m_reader.InterpretFirstLevel(&m_prod);
+    testing::internal::GetCapturedStdout();
+    m_reader.nSpectrumBitPos = nSpectrum;
+    m_reader.nLastMissingChannel = m_reader.nMissingFlags = 0;
     testing::internal::CaptureStdout();
     const int nStatus = m_reader.UpdateL1Spectrum(&m_prod, m_arSelection.data());
     const std::string szText = testing::internal::GetCapturedStdout();
 
-    const SPlainSpectrum expected(arBytes, nPixels, m_prod.KeepPixel, m_arSelection, nChannels);
+    const SPlainSpectrum expected(arBytes, nSpectrum, nPixels, m_prod.KeepPixel, m_arSelection, nChannels);
     ASSERT_EQ(nStatus, expected.nStatus) << "trial " << nTrial;
     ASSERT_EQ(szText, expected.szText) << "trial " << nTrial;
     ASSERT_EQ(m_reader.nMissingFlags, expected.nFlags) << "trial " << nTrial;
