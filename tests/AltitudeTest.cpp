@@ -31,7 +31,7 @@ TEST(AltitudeMap, LookupFindsTheCell) {
   for (int nRow = 1; nRow <= 1080; ++nRow) {
     // Land in the first row's first and last cell, in one cell of row 541 and in the last row's first cell.
     szFile += nRow == 1      ? Row({{0, 5}, {1, 0}, {2160, 3}, {2161, 5}, {-1, 5}})
-              : nRow == 541  ? Row({{0, 5}, {2, 100}, {3, -1}, {61, 8000}})
+              : nRow == 541  ? Row({{0, 5}, {2, 100}, {3, -30000}, {61, 20000}})
               : nRow == 1080 ? Row({{1, 1}})
                              : Row({});
   }

@@ -216,6 +216,22 @@ TEST(Extraction, SortsPixelsIntoBoxes) {
   EXPECT_EQ(tree.Output("out.y.txt"), "");
 }
 
+// Whatever the list of channels, each of its values is that of the whole spectrum.
+TEST(Extraction, ChannelListsPickFromTheSpectrum) {
+  CTestTree tree;
+  tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(20), -1, WithMissing()).szBytes);
+  const std::vector<int> arChannels = {1, 901, 1801, 1802, 1803, 8461, 1804, 2, 2, 900};
+  for (const std::string szTb : {"0", "1"}) {
+    const CRecordFile whole = tree.Records({"-c", "1-8461", "-tb", szTb});
+    const CRecordFile some = tree.Records({"-c", "1,901,1801-1803,8461,1804,2,2,900", "-tb", szTb});
+    ASSERT_EQ(some.arRecords.size(), 20U);
+    for (size_t i = 0; i < some.arRecords.size(); ++i)
+      for (size_t j = 0; j < arChannels.size(); ++j)
+        EXPECT_EQ(some.arRecords[i]["spectrum"][j], whole.arRecords[i]["spectrum"][arChannels[j] - 1])
+            << szTb << " pixel " << i << " channel " << arChannels[j];
+  }
+}
+
 // Whole runs give the same bytes with the wide kernels and without them.
 TEST(Extraction, WideKernelsChangeNoByte) {
   CTestTree tree;
@@ -333,8 +349,14 @@ TEST(Extraction, TellsWhenOutputCannotBeWritten) {
       {"-c", "1-20", "-out", tree.Path("full"), "-box", "-90-90,-180-180,a", "-box", "-90-90,-180-180,b"},
       {"-c", "1", "-fov", "999", "-out", "/dev/full"},
   };
-  for (const TOptions& arOptions : arRuns) {
-    const SRun run = tree.Run(arOptions);
+  std::vector<SRun> runs;
+  for (const TOptions& arOptions : arRuns) runs.push_back(tree.Run(arOptions));
+  // A limit on the size of files, somewhere in the last block.
+  const std::string szLimited = "ulimit -f 16; exec \"$0\" -d " + tree.Path("L1C") + " -c 1-20 -out " +
+                                tree.Path("cut") + " -fd 2013-04-20 -ld 2013-04-20";
+  runs.push_back(RunProgram("sh", {"-c", szLimited, VEX_BINARY}));
+  EXPECT_GT(fs::file_size(tree.Path("cut")), 0U);
+  for (const SRun& run : runs) {
     EXPECT_EQ(run.nStatus, 0);
     ExpectSays(run, "ERROR: Writing failure!\n");
     ExpectSays(run, "Extraction succeeded", 0);

@@ -237,14 +237,19 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
     const int64_t nSpectrum = encoder.BitCount();
     for (int b = 0; b < 10; ++b) {  // overlapping ones, gaps and missing ones
       const int nStart = 1 + b * 900 - Below(300), nSpan = bUniform ? 1 : 400;
-      const auto missing = [&](int nPercent) { return bStrange && Below(8) == 0 ? nPercent : 0; };
+      const auto missing = [&](int nPercent) {
+        if (bUniform) return bStrange && Below(60) == 0 ? 100 : 0;
+        return bStrange && Below(8) == 0 ? nPercent : 0;
+      };
       encoder.Values(14, values(std::max(nStart, 0), nSpan, missing(20)));
       encoder.Values(14, values(nStart + 1100 - Below(bStrange ? 300 : 1), nSpan, missing(20)));
       encoder.Values(6, values(b, bUniform ? 1 : 4, missing(30)));
     }
-    // What disturbs the order of the fields comes late, or nothing that follows would be tried.
+    // First only the order of the channels is disturbed. What disturbs that of the fields comes late, or
+    // nothing that follows would be tried.
     for (int i = 1; i <= SAMPLES; ++i) {
-      const int nStrange = bStrange && Below(40) == 0 ? Below(i > 8000 ? 9 : 5) : -1;
+      const int nKinds = i < 60 ? 1 : i <= 8000 || nTrial % 8 > 3 ? 5 : 9;
+      const int nStrange = bStrange && Below(i < 60 ? 10 : 40) == 0 ? Below(nKinds) : -1;
       int64_t nChannel = nChannels == SAMPLES ? i : 1 + i % nChannels;
       int nWidth = Below(17);
       if (nStrange == 0) nChannel = 1 + Below(nChannels);
