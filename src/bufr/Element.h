@@ -14,27 +14,15 @@ struct STarget {
   RealColumn* (*pReals)(CProd&, int) = nullptr;
 };
 
-namespace target_detail {
-template <auto MEMBER, int INDEX>
-auto* Column(CProd& prod, int nIndex) {
-  using Member = SMember<decltype(MEMBER)>;
-  auto& field = static_cast<typename Member::Record&>(prod).*MEMBER;
-  if constexpr (std::is_array_v<typename Member::Field>)
-    return &field[INDEX < 0 ? nIndex : INDEX];
-  else
-    return &field;
-}
-}  // namespace target_detail
-
 /// Target of a record's member: a column, or of an array of columns the one with the given index, or (-1)
 /// with the index of the repetition.
 template <auto MEMBER, int INDEX = -1>
 constexpr STarget Into() {
-  using Result = decltype(target_detail::Column<MEMBER, INDEX>(std::declval<CProd&>(), 0));
+  using Result = decltype(MemberAt<MEMBER, INDEX>(std::declval<CProd&>(), 0));
   if constexpr (std::is_same_v<Result, IntColumn*>)
-    return {&target_detail::Column<MEMBER, INDEX>, nullptr};
+    return {&MemberAt<MEMBER, INDEX, CProd>, nullptr};
   else
-    return {nullptr, &target_detail::Column<MEMBER, INDEX>};
+    return {nullptr, &MemberAt<MEMBER, INDEX, CProd>};
 }
 
 /// The element is read over.

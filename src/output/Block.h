@@ -33,12 +33,7 @@ struct SSource {
 namespace source_detail {
 template <auto MEMBER, int INDEX>
 const void* Place(const CProd& prod, int nIndex) {
-  using Member = SMember<decltype(MEMBER)>;
-  const auto& field = static_cast<const typename Member::Record&>(prod).*MEMBER;
-  if constexpr (std::is_array_v<typename Member::Field>)
-    return &field[INDEX < 0 ? nIndex : INDEX];
-  else
-    return &field;
+  return MemberAt<MEMBER, INDEX>(prod, nIndex);
 }
 }  // namespace source_detail
 

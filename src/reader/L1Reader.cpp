@@ -38,14 +38,7 @@ bool CL1Reader::SelectPixelsL1Filter(const CConfigParam* pConfig, CProdL1C* pPro
   for (int i = 0; i < pProd->PixelCount; ++i) {
     if (!pProd->KeepPixel[i]) continue;
     --PixelsSelected;
-    bool bKeep = !MaxResultsReached(pConfig) && MatchL1Filter(pConfig, pProd, i);
-    if (bKeep && PixelsSkipped < pConfig->nSkip) {
-      ++PixelsSkipped;
-      bKeep = false;
-    }
-    PixelsSelected += bKeep;
-    pProd->KeepPixel.Write()[i] = bKeep;
-    bAny |= bKeep;
+    bAny |= KeepIf(pConfig, pProd, i, [=] { return MatchL1Filter(pConfig, pProd, i); });
   }
   return bAny;
 }

@@ -62,14 +62,7 @@ bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
   bool bAny = false;
   for (int i = 0; i < pProd->PixelCount; ++i) {
     ++PixelsRead;
-    bool bKeep = !MaxResultsReached(pConfig) && MatchFilterOverview(pConfig, pProd, i);
-    if (bKeep && PixelsSkipped < pConfig->nSkip) {
-      ++PixelsSkipped;
-      bKeep = false;
-    }
-    PixelsSelected += bKeep;
-    pProd->KeepPixel.Write()[i] = bKeep;
-    bAny |= bKeep;
+    bAny |= KeepIf(pConfig, pProd, i, [=] { return MatchFilterOverview(pConfig, pProd, i); });
   }
   return bAny;
 }

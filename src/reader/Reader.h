@@ -60,6 +60,19 @@ class CReader {
     return pConfig->nMaxResults >= 0 && PixelsSelected >= pConfig->nMaxResults;
   }
 
+  /// Sets KeepPixel of one pixel: by match(), unless -maxres is reached or -skip takes the pixel.
+  template <class TMatch>
+  bool KeepIf(const CConfigParam* pConfig, CProd* pProd, int nPixel, TMatch match) {
+    bool bKeep = !MaxResultsReached(pConfig) && match();
+    if (bKeep && PixelsSkipped < pConfig->nSkip) {
+      ++PixelsSkipped;
+      bKeep = false;
+    }
+    PixelsSelected += bKeep;
+    pProd->KeepPixel.Write()[nPixel] = bKeep;
+    return bKeep;
+  }
+
  private:
   bool OpenNextFile(const SRead& read);
   bool NextAcceptedMessage(const SRead& read);
