@@ -7,9 +7,9 @@
 #include <fstream>
 
 #include "bufr/BUFRReaderL1C.h"
-#include "bufr/BitRun.h"
-#include "bufr/Cpu.h"
-#include "output/TextReal.h"
+#include "kernel/BitRun.h"
+#include "kernel/Cpu.h"
+#include "kernel/TextReal.h"
 #include "output/Writer.h"
 #include "prod/BrightnessTemperature.h"
 #include "sample/SampleArchive.h"

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "bufr/BitRun.h"
-#include "output/RadianceText.h"
+#include "kernel/BitRun.h"
+#include "kernel/RadianceText.h"
+#include "kernel/SpectrumKernels.h"
 #include "prod/BrightnessTemperature.h"
-#include "prod/SpectrumKernels.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/Physics.h"
 

@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "output/TextReal.h"
+#include "kernel/TextReal.h"
 
 static bool Differs(uint32_t nBits, bool bShow) {
   const float fValue = std::bit_cast<float>(nBits);

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <set>
 
-#include "bufr/BitRun.h"
+#include "kernel/BitRun.h"
 
 void LoadData(CBUFRReader& reader, const std::vector<uint8_t>& arBytes, int nSubsets, int nVersion) {
   reader.pData = std::make_unique<uint8_t[]>(arBytes.size() + UNPACK_PADDING);

@@ -6,7 +6,7 @@
 
 #include "DecoderSupport.h"
 #include "bufr/BUFRReaderL2.h"
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "TestArchive.h"
 #include "app/VexApp.h"
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 #include "sample/SpectrumModel.h"
 
 namespace {

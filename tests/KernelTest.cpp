@@ -7,9 +7,9 @@
 #include <random>
 #include <vector>
 
-#include "bufr/BitRun.h"
-#include "bufr/Cpu.h"
-#include "prod/SpectrumKernels.h"
+#include "kernel/BitRun.h"
+#include "kernel/Cpu.h"
+#include "kernel/SpectrumKernels.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "DecoderSupport.h"
 #include "bufr/BUFRReaderL1C.h"
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 

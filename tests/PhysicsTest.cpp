@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/Physics.h"
 

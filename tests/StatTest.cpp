@@ -7,8 +7,8 @@
 
 #include "StatReference.h"
 #include "TestSupport.h"
-#include "bufr/BitRun.h"
-#include "bufr/Cpu.h"
+#include "kernel/BitRun.h"
+#include "kernel/Cpu.h"
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
 #include "stat/SpeStat.h"

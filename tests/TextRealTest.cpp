@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "bufr/BitRun.h"
-#include "output/RadianceText.h"
-#include "output/TextReal.h"
+#include "kernel/BitRun.h"
+#include "kernel/RadianceText.h"
+#include "kernel/TextReal.h"
 
 namespace {
 

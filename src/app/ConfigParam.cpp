@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/ScanInt.h"
 #include "bufr/StreamReader.h"
+#include "kernel/ScanInt.h"
 
 namespace {
 

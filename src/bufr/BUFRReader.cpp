@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bufr/BitRun.h"
+#include "kernel/BitRun.h"
 
 bool CBUFRReader::Open(const char* szPath) {
   nDataVersion = 0;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "bufr/BitRun.h"
-#include "bufr/PowerOfTen.h"
+#include "kernel/BitRun.h"
+#include "kernel/PowerOfTen.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <cstdlib>
 
 #include "bufr/BUFRReader.h"
-#include "bufr/BitRun.h"
-#include "bufr/PowerOfTen.h"
+#include "kernel/BitRun.h"
+#include "kernel/PowerOfTen.h"
 
 /// What stands before the increments of an element.
 struct CBUFRReader::SHeader {

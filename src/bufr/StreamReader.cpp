@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "app/ScanInt.h"
+#include "kernel/ScanInt.h"
 
 bool CStreamReader::IsFileOrDirectory(const char* szPath) {
   struct stat info;

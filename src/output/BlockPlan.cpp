@@ -4,7 +4,7 @@
 #include <cstring>
 #include <memory>
 
-#include "prod/SpectrumKernels.h"
+#include "kernel/SpectrumKernels.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "output/TextReal.h"
+#include "kernel/TextReal.h"
 
 namespace {
 constexpr int BUFFER_SIZE = 4000;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "kernel/RadianceText.h"
+#include "kernel/SpectrumKernels.h"
+#include "kernel/TextReal.h"
 #include "output/BlockPlan.h"
-#include "output/RadianceText.h"
-#include "output/TextReal.h"
 #include "prod/BrightnessTemperature.h"
-#include "prod/SpectrumKernels.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 #include "prod/Physics.h"
 
 // The kernel: with u = C1 wn3 + R and v = R, the logarithm of C1 wn3 / R + 1 is

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kernel/SpectrumKernels.h"
 #include "prod/Prod.h"
-#include "prod/SpectrumKernels.h"
 
 namespace {
 constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "prod/SpectrumKernels.h"
+#include "kernel/SpectrumKernels.h"
 
 /// The spectra of the kept pixels of one message, selected channels only, in the compact form in which
 /// the archive holds them: a raw integer per value and a power of ten per channel. One row per kept

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "bufr/BitRun.h"
-#include "bufr/Cpu.h"
+#include "kernel/BitRun.h"
+#include "kernel/Cpu.h"
 #include "prod/Prod.h"
 
 namespace {

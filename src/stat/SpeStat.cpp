@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 constexpr double MISSING = SMoments::MISSING;

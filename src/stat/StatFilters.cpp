@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "output/TextReal.h"
+#include "kernel/TextReal.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "bufr/BUFRReaderL1C.h"
-#include "bufr/Cpu.h"
 #include "extract/Kind.h"
+#include "kernel/Cpu.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return std::freopen("/dev/null", "w", stdout) ? 0 : 1;  // the decoders report on standard output

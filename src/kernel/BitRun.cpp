@@ -1,8 +1,8 @@
-#include "bufr/BitRun.h"
+#include "kernel/BitRun.h"
 
 #include <array>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 bool ProcessorHasWideKernels() {

@@ -1,10 +1,10 @@
-#include "prod/SpectrumKernels.h"
+#include "kernel/SpectrumKernels.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
-#include "bufr/Cpu.h"
+#include "kernel/Cpu.h"
 
 namespace {
 

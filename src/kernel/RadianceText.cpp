@@ -1,10 +1,10 @@
-#include "output/RadianceText.h"
+#include "kernel/RadianceText.h"
 
 #include <cstring>
 #include <new>
 
-#include "bufr/BitRun.h"
-#include "output/TextReal.h"
+#include "kernel/BitRun.h"
+#include "kernel/TextReal.h"
 
 char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
   constexpr int AHEAD = 16;  // the table is larger than the nearest caches

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "bufr/BitRun.h"
+#include "kernel/BitRun.h"
 
 /// Most rows that one call of TransposeTile takes.
 constexpr int TILE_ROWS = 16;

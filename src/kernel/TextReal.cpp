@@ -1,4 +1,4 @@
-#include "output/TextReal.h"
+#include "kernel/TextReal.h"
 
 #include <array>
 #include <bit>
