@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "bufr/StreamReader.h"
 #include "kernel/ScanInt.h"
@@ -28,9 +30,6 @@ constexpr SWord PERIODS[] = {{"day", CConfigParam::PERIOD_DAY, "-tp day (%d)\n"}
 constexpr SWord SURFACES[] = {{"sea", CConfigParam::SURFACE_SEA, "-st %d\n"},
                               {"land", CConfigParam::SURFACE_LAND, "-st %d\n"},
                               {"all", CConfigParam::SURFACE_ALL, "-st %d\n"}};
-constexpr SWord L2_KINDS[] = {
-    {"trg", L2_TRG, ""}, {"ozo", L2_OZO, ""}, {"clp", L2_CLP, ""}, {"ems", L2_EMS, ""}, {"twt", L2_TWT, ""}};
-
 template <size_t nWords>
 const SWord* FindWord(const SWord (&arWords)[nWords], const char* szText) {
   const auto* pWord = std::find_if(std::begin(arWords), std::end(arWords),
@@ -197,6 +196,13 @@ EResult TimePeriods(CConfigParam& config, const char* szName, const char* szValu
   return Accepted(bValid);
 }
 
+/// The L2 product of a word, null for one that is none.
+bool* FindL2(CConfigParam& config, const char* szWord) {
+  for (int i = FIRST_L2; i < PRODUCTS; ++i)
+    if (std::strcmp(PRODUCT_KINDS[i].szName, szWord) == 0) return &config.arbL2[i];
+  return nullptr;
+}
+
 /// Kinds separated by commas. Lenient: an unknown one is an error only as long as no kind is requested.
 EResult L2Kinds(CConfigParam& config, const char* szName, const char* szValue) {
   CStrArray arElements;
@@ -204,8 +210,8 @@ EResult L2Kinds(CConfigParam& config, const char* szName, const char* szValue) {
   bool bValid = true;
   for (int i = 0; i < arElements.Count(); ++i) {
     const char* szElement = arElements.GetStringAt(i);
-    if (const SWord* pKind = FindWord(L2_KINDS, szElement)) {
-      config.arbL2[pKind->nValue] = true;
+    if (bool* pbKind = FindL2(config, szElement)) {
+      *pbKind = true;
       std::printf("-%s %s\n", szName, szElement);
     }
     if (config.L2Requested()) continue;
@@ -379,4 +385,10 @@ bool CConfigParam::InitAltitudeMap() {
 
 bool CConfigParam::L2Requested() const {
   return std::find(std::begin(arbL2), std::end(arbL2), true) != std::end(arbL2);
+}
+
+CChannelSelection CConfigParam::Channels(int nLimit) const {
+  std::vector<CChannelSelection::SRange> arRanges;
+  for (int i = 0; i < arChannels.Count(); ++i) arRanges.push_back({arChannels[i]->nMin, arChannels[i]->nMax});
+  return CChannelSelection(std::move(arRanges), nLimit);
 }

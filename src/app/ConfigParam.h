@@ -8,6 +8,8 @@
 #include "app/StrArray.h"
 #include "app/TimeRange.h"
 #include "app/ValueRange.h"
+#include "prod/ChannelSelection.h"
+#include "prod/ProductKind.h"
 
 using TOwnedString = std::unique_ptr<char[]>;
 
@@ -35,9 +37,6 @@ struct SHistoParam {
 
 enum EHisto { HISTO_LAT, HISTO_PIX, HISTO_CLOUD, HISTO_LAND, HISTO_SNOW, HISTO_AVG, HISTO_VAR, HISTO_COUNT };
 
-/// The L2 kinds in the order of the product streams (file selection, reading, pairing, counts).
-enum EL2Kind { L2_OZO, L2_TRG, L2_CLP, L2_TWT, L2_EMS, L2_COUNT };
-
 /// Every parameter of one run: filled option by option, then read by every stage.
 class CConfigParam {
  public:
@@ -63,6 +62,9 @@ class CConfigParam {
   /// True when spectra or imager data are asked for.
   bool L1CRequested() const { return arChannels.Count() > 0 || bAvhrr; }
   bool L2Requested() const;
+  bool IsRequested(int nProduct) const { return nProduct == PRODUCT_L1C ? L1CRequested() : arbL2[nProduct]; }
+  /// The channels of -c, for spectra of nLimit channels.
+  CChannelSelection Channels(int nLimit = CChannelSelection::LIMIT) const;
 
   bool bHelp = false;                     // -h
   TOwnedString szConfigPath;              // -cfg
@@ -104,7 +106,7 @@ class CConfigParam {
   int nSurface = SURFACE_ALL;             // -st
   bool arbQuality[3] = {};                // -qlt
   bool bAvhrr = false;                    // -avhrr
-  bool arbL2[L2_COUNT] = {};              // -t2
+  bool arbL2[PRODUCTS] = {};              // -t2, by EProduct
   CAltitudeMap altitudeMap;
   bool bSkewnessKurtosis = false;     // -sk
   bool bSurfacePeriodStat = false;    // -stsext

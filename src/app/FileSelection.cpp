@@ -5,14 +5,14 @@
 
 #include "app/DirManager.h"
 #include "extract/Extractor.h"
-#include "extract/Kind.h"
+#include "prod/ProductKind.h"
 
 namespace {
 
 using TPath = std::vector<char>;
 
 /// L1C files lie in the directory of the day itself.
-const char* KindDirectory(int nKind) { return nKind == 0 ? "" : KIND_TABLE[nKind].szName; }
+const char* KindDirectory(int nKind) { return nKind < FIRST_L2 ? "" : PRODUCT_KINDS[nKind].szName; }
 
 TPath Join(const TPath& path, const char* szName) {
   TPath result(path.size());

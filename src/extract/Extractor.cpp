@@ -9,8 +9,9 @@
 #include "extract/Kind.h"
 
 CExtractor::CExtractor() {
-  for (int i = 0; i < STREAMS; ++i) {
+  for (int i = 0; i < PRODUCTS; ++i) {
     m_arStreams[i].pKind = &KIND_TABLE[i];
+    m_arStreams[i].pProduct = &PRODUCT_KINDS[i];
     m_arStreams[i].pProd = KIND_TABLE[i].pMakeRecord();
   }
 }
@@ -37,8 +38,8 @@ bool CExtractor::Extract(CConfigParam* pConfig) {
 
 /// Resets the streams for the run and builds the channel mask.
 void CExtractor::PrepareStreams(CConfigParam* pConfig) {
-  for (int i = 0; i < STREAMS; ++i) {
-    m_arStreams[i].bRequested = IsRequested(pConfig, i);
+  for (int i = 0; i < PRODUCTS; ++i) {
+    m_arStreams[i].bRequested = pConfig->IsRequested(i);
     m_arStreams[i].arnBoxPixels.assign(pConfig->arBoxes.Count(), 0);
   }
   if (pConfig->arChannels.Count() == 0) return;
@@ -54,9 +55,9 @@ void CExtractor::PrepareStreams(CConfigParam* pConfig) {
 void CExtractor::ReportFiles(const Stream& stream) {
   const int nFiles = stream.arFiles.Count();
   if (nFiles > 0)
-    std::printf("%d %s data files selected\n", nFiles, stream.pKind->szName);
+    std::printf("%d %s data files selected\n", nFiles, stream.pProduct->szName);
   else
-    std::puts(stream.pKind->szNoFiles);
+    std::puts(stream.pProduct->szNoFiles);
 }
 
 void CExtractor::SelectInput(CConfigParam* pConfig) {
@@ -69,9 +70,9 @@ void CExtractor::SelectInput(CConfigParam* pConfig) {
     ReportFiles(m_arStreams[nKind]);
   };
   if (pConfig->szL1CDir && m_arStreams[0].bRequested) select(pConfig->szL1CDir.get(), 0);
-  for (int i = 1; i < STREAMS && pConfig->szL2Dir; ++i)
+  for (int i = 1; i < PRODUCTS && pConfig->szL2Dir; ++i)
     if (m_arStreams[i].bRequested) select(pConfig->szL2Dir.get(), i);
-  for (int i = 1; i < STREAMS && pConfig->szIndepL2Dir; ++i) {
+  for (int i = 1; i < PRODUCTS && pConfig->szIndepL2Dir; ++i) {
     if (!m_arStreams[i].bRequested) continue;
     SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions, &pConfig->arL2Motifs,
                         m_arStreams[i].arFiles, i);
@@ -125,8 +126,8 @@ void CExtractor::ReportWriteFailure() {
 
 void CExtractor::OpenStat(const CConfigParam* pConfig) {
   if (pConfig->nFormat != CConfigParam::FORMAT_TXTSTAT) return;
-  bool arbActive[STREAMS];
-  for (int i = 0; i < STREAMS; ++i) arbActive[i] = m_arStreams[i].bActive;
+  bool arbActive[PRODUCTS];
+  for (int i = 0; i < PRODUCTS; ++i) arbActive[i] = m_arStreams[i].bActive;
   m_pStat = std::make_unique<CStatOutput>(pConfig, arbActive);
 }
 

@@ -13,6 +13,7 @@ struct SKind;
 
 /// One product of the run, in the fixed order L1C, ozo, trg, clp, twt, ems.
 struct Stream {
+  const SProductKind* pProduct = nullptr;
   const SKind* pKind = nullptr;
   bool bRequested = false;
   bool bActive = false;       // has files
@@ -32,8 +33,6 @@ struct Stream {
 /// records.
 class CExtractor {
  public:
-  static constexpr int STREAMS = 1 + L2_COUNT;
-
   CExtractor();
   CExtractor(const CExtractor&) = delete;
   CExtractor& operator=(const CExtractor&) = delete;
@@ -109,7 +108,7 @@ class CExtractor {
   void ReportDayOne(const CConfigParam* pConfig) const;
   void DisplayMissingFlags(uint64_t nFlags) const;
 
-  Stream m_arStreams[STREAMS];
+  Stream m_arStreams[PRODUCTS];
   int m_nActive = 0;
   int64_t m_nWritten = 0;        // records
   int64_t m_nRecordLength = -1;  // content of a binary record, -1 not known yet

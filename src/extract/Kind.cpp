@@ -54,23 +54,17 @@ using W = CWriter;
 
 }  // namespace
 
-const SKind KIND_TABLE[KINDS] = {
-    {"L1C", "No L1C data files found", 0, 0, MakeRecord<CProdL1C>, MakeReader<CL1Reader>, L1C_BLOCK,
-     Call<&W::WriteOutputBinL1>, Call<&W::WriteOutputBinL1Missing>, Call<&W::WriteOutputTextL1>,
-     Call<&W::WriteOutputTextL1Missing>},
-    {"ozo", "No ozo data files selected", 3, MISSING_OZO, MakeRecord<CProdL2ozo>, MakeReader<CL2ReaderOzo>,
-     OZO_BLOCK, Call<&W::WriteOutputBinOzo>, Call<&W::WriteOutputBinOzoMissing>, Call<&W::WriteOutputTextOzo>,
-     Call<&W::WriteOutputTextOzoMissing>},
-    {"trg", "No trg data files selected", 4, MISSING_TRG, MakeRecord<CProdL2trg>, MakeReader<CL2ReaderTrg>,
-     TRG_BLOCK, Call<&W::WriteOutputBinTrg>, Call<&W::WriteOutputBinTrgMissing>, Call<&W::WriteOutputTextTrg>,
-     Call<&W::WriteOutputTextTrgMissing>},
-    {"clp", "No clp data files selected", 1, MISSING_CLP, MakeRecord<CProdL2clp>, MakeReader<CL2ReaderClp>,
-     CLP_BLOCK, Call<&W::WriteOutputBinClp>, Call<&W::WriteOutputBinClpMissing>, Call<&W::WriteOutputTextClp>,
-     Call<&W::WriteOutputTextClpMissing>},
-    {"twt", "No twt data files selected", 2, MISSING_TWT, MakeRecord<CProdL2twt>, MakeReader<CL2ReaderTwt>,
-     TWT_BLOCK, Call<&W::WriteOutputBinTwt>, Call<&W::WriteOutputBinTwtMissing>, Call<&W::WriteOutputTextTwt>,
-     Call<&W::WriteOutputTextTwtMissing>},
-    {"ems", "No ems data files selected", 5, MISSING_EMS, MakeRecord<CProdL2ems>, MakeReader<CL2ReaderEms>,
-     EMS_BLOCK, Call<&W::WriteOutputBinEms>, Call<&W::WriteOutputBinEmsMissing>, Call<&W::WriteOutputTextEms>,
-     Call<&W::WriteOutputTextEmsMissing>},
+const SKind KIND_TABLE[PRODUCTS] = {
+    {MakeRecord<CProdL1C>, MakeReader<CL1Reader>, L1C_BLOCK, Call<&W::WriteOutputBinL1>,
+     Call<&W::WriteOutputBinL1Missing>, Call<&W::WriteOutputTextL1>, Call<&W::WriteOutputTextL1Missing>},
+    {MakeRecord<CProdL2ozo>, MakeReader<CL2ReaderOzo>, OZO_BLOCK, Call<&W::WriteOutputBinOzo>,
+     Call<&W::WriteOutputBinOzoMissing>, Call<&W::WriteOutputTextOzo>, Call<&W::WriteOutputTextOzoMissing>},
+    {MakeRecord<CProdL2trg>, MakeReader<CL2ReaderTrg>, TRG_BLOCK, Call<&W::WriteOutputBinTrg>,
+     Call<&W::WriteOutputBinTrgMissing>, Call<&W::WriteOutputTextTrg>, Call<&W::WriteOutputTextTrgMissing>},
+    {MakeRecord<CProdL2clp>, MakeReader<CL2ReaderClp>, CLP_BLOCK, Call<&W::WriteOutputBinClp>,
+     Call<&W::WriteOutputBinClpMissing>, Call<&W::WriteOutputTextClp>, Call<&W::WriteOutputTextClpMissing>},
+    {MakeRecord<CProdL2twt>, MakeReader<CL2ReaderTwt>, TWT_BLOCK, Call<&W::WriteOutputBinTwt>,
+     Call<&W::WriteOutputBinTwtMissing>, Call<&W::WriteOutputTextTwt>, Call<&W::WriteOutputTextTwtMissing>},
+    {MakeRecord<CProdL2ems>, MakeReader<CL2ReaderEms>, EMS_BLOCK, Call<&W::WriteOutputBinEms>,
+     Call<&W::WriteOutputBinEmsMissing>, Call<&W::WriteOutputTextEms>, Call<&W::WriteOutputTextEmsMissing>},
 };

@@ -13,8 +13,8 @@ int AsInt4(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValu
 /// The codes of the requested L2 kinds in ascending order.
 std::vector<int> HeaderCodes(const CConfigParam* pConfig) {
   std::vector<int> arCodes;
-  for (int i = 1; i < KINDS; ++i)
-    if (IsRequested(pConfig, i)) arCodes.push_back(KIND_TABLE[i].nHeaderCode);
+  for (int i = FIRST_L2; i < PRODUCTS; ++i)
+    if (pConfig->IsRequested(i)) arCodes.push_back(PRODUCT_KINDS[i].nHeaderCode);
   std::sort(arCodes.begin(), arCodes.end());
   return arCodes;
 }
@@ -23,8 +23,8 @@ std::vector<int> HeaderCodes(const CConfigParam* pConfig) {
 
 int64_t CExtractor::RecordLength(const CConfigParam* pConfig) {
   int64_t nLength = BinarySize(COMMON_BLOCK);
-  for (int i = 0; i < KINDS; ++i)
-    if (IsRequested(pConfig, i)) nLength += BinarySize(KIND_TABLE[i].block);
+  for (int i = 0; i < PRODUCTS; ++i)
+    if (pConfig->IsRequested(i)) nLength += BinarySize(KIND_TABLE[i].block);
   if (pConfig->L2Requested()) nLength += BinarySize(L2_BLOCK);
   if (pConfig->L1CRequested()) nLength += 4 * CWriter::ChannelTotal(pConfig);
   if (pConfig->bAvhrr) nLength += BinarySize(AVHRR_BLOCK);
@@ -74,8 +74,8 @@ bool CExtractor::WriteOutputTextHeader(CWriter* pWriter, const CConfigParam* pCo
     if (pConfig->bAvhrr) pWriter->WriteTextNames(AVHRR_BLOCK);
   }
   if (pConfig->L2Requested()) pWriter->WriteTextNames(L2_BLOCK);
-  for (int i = 1; i < KINDS; ++i)
-    if (IsRequested(pConfig, i)) pWriter->WriteTextNames(KIND_TABLE[i].block);
+  for (int i = 1; i < PRODUCTS; ++i)
+    if (pConfig->IsRequested(i)) pWriter->WriteTextNames(KIND_TABLE[i].block);
   if (pWriter->WriteText("\n") > 0) return true;
   std::puts("Error: Unable to write header on file!");
   return false;
@@ -109,9 +109,9 @@ bool CExtractor::WriteBlocks(CWriter& writer, const CConfigParam* pConfig) {
   bool bCommon = false, bL2Common = false;
   for (const Stream& stream : m_arStreams)
     if (stream.bSynchronous) TFormat::Common(writer, pConfig, *stream.pProd, stream.nPixel, &bCommon);
-  for (int i = 0; i < STREAMS; ++i) {
+  for (int i = 0; i < PRODUCTS; ++i) {
     if (i == 1 && pConfig->L2Requested()) {
-      for (int j = 1; j < STREAMS; ++j)
+      for (int j = 1; j < PRODUCTS; ++j)
         if (m_arStreams[j].bSynchronous)
           TFormat::L2(writer, static_cast<const CProdL2*>(m_arStreams[j].pProd.get()), m_arStreams[j].nPixel,
                       &bL2Common);
@@ -173,7 +173,7 @@ bool CExtractor::WriteOutputText(CWriter* pWriter, const CConfigParam* pConfig) 
 
 bool CExtractor::WriteOutputStat() {
   if (!HasSupplier()) return true;
-  for (int i = 0; i < STREAMS; ++i) {
+  for (int i = 0; i < PRODUCTS; ++i) {
     Stream& stream = m_arStreams[i];
     if (stream.bSynchronous && m_pStat->Add(i, stream.pProd.get(), stream.nPixel)) ++stream.nStatPixels;
   }

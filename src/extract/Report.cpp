@@ -44,7 +44,7 @@ void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
   std::puts("");
   for (const Stream& stream : m_arStreams) {
     if (!stream.bActive) continue;
-    const char* szKind = stream.pKind->szName;
+    const char* szKind = stream.pProduct->szName;
     std::printf("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected),
                 szKind, static_cast<long>(stream.pReader->PixelsRead));
     for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
@@ -84,7 +84,7 @@ void CExtractor::DisplayMissingFlags(uint64_t nFlags) const {
   for (const SMissingText& text : MISSING_TEXTS) {
     bool bShown = (nFlags & text.nFlag) != 0;
     for (const Stream& stream : m_arStreams)
-      if (stream.pKind->nMissingFlag == text.nFlag) bShown &= stream.bActive;
+      if (stream.pProduct->nMissingFlag == text.nFlag) bShown &= stream.bActive;
     if (bShown) std::puts(text.szText);
   }
   std::puts(FRAME);

@@ -54,14 +54,14 @@ void Configure(CConfigParam& config, unsigned nOptions) {
   if (nOptions & FEW) config.nMaxResults = 20;
 }
 
-void WriteKept(CWriter& writer, const CConfigParam& config, const SKind& kind, const CProd& prod,
-               bool bText) {
+void WriteKept(CWriter& writer, const CConfigParam& config, int nKind, const CProd& prod, bool bText) {
+  const SKind& kind = KIND_TABLE[nKind];
   constexpr int RECORDS = 40;  // enough to meet every kind of value, whatever number of subsets is claimed
   for (int i = 0, nWritten = 0; i < prod.PixelCount && nWritten < RECORDS; ++i) {
     if (!prod.KeepPixel[i]) continue;
     ++nWritten;
     bool bCommon = false, bL2 = false;
-    const auto* pL2 = kind.nHeaderCode > 0 ? static_cast<const CProdL2*>(&prod) : nullptr;
+    const auto* pL2 = nKind >= FIRST_L2 ? static_cast<const CProdL2*>(&prod) : nullptr;
     if (bText) {
       writer.WriteOutputTextAll(&config, &prod, i, &bCommon);
       if (pL2) writer.WriteOutputTextL2(pL2, i, &bL2);
@@ -103,7 +103,7 @@ void FuzzProduct(int nKind, const uint8_t* pBytes, size_t nBytes) {
     if (!pReader->Read({&config, &arFiles, pProd.get(), CBUFRReaderL1C::CHANNELS,
                         nOptions & SPECTRA ? arMask : nullptr, &nMissingFlags, &bDayOneSeen}))
       break;
-    WriteKept(writer, config, kind, *pProd, nOptions & TEXT);
+    WriteKept(writer, config, nKind, *pProd, nOptions & TEXT);
   }
   writer.Close();
 }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "output/Record.h"
+
+/// A format of output. A run opens its files (one, or one for each box), writes the header and then record
+/// after record to them, and closes them.
+class CRecordSink {
+ public:
+  CRecordSink() = default;
+  CRecordSink(const CRecordSink&) = delete;
+  CRecordSink& operator=(const CRecordSink&) = delete;
+  virtual ~CRecordSink() = default;
+
+  /// Opens one more file; false when that is not possible. Files are numbered from 0.
+  virtual bool Open(const char* szPath) = 0;
+  /// Told once, when the input is known and before anything is written: the products that have files.
+  virtual void Begin(const bool (&)[PRODUCTS]) {}
+  /// Writes the header of a file. nSatellite: of the first pixel read, -1 when nothing was. False when it was
+  /// lost, which has been said.
+  virtual bool WriteHeader(int nFile, int nSatellite) = 0;
+  /// Takes one record; false when it was lost.
+  virtual bool Write(int nFile, const SRecordView& record) = 0;
+  /// True when nLimit records (pixels of each product that is asked for, in statistics) were taken.
+  virtual bool HasTaken(int64_t nLimit) const = 0;
+  /// Writes what could not be written before the last record. False when output was lost, which has been said.
+  virtual bool End() { return true; }
+  /// Closes what is open; false when bytes of a file were lost.
+  virtual bool Close() = 0;
+};

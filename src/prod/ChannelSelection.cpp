@@ -1,0 +1,46 @@
+#include "prod/ChannelSelection.h"
+
+#include <algorithm>
+#include <utility>
+
+CChannelSelection::CChannelSelection(std::vector<SRange> arRanges, int nLimit)
+    : m_arRanges(std::move(arRanges)), m_nLimit(nLimit), m_bGiven(!m_arRanges.empty()), m_arMask(nLimit) {
+  for (const auto [nFirst, nLast] : m_arRanges) {
+    if (nFirst <= nLast) m_nHeaderCount += int64_t{nLast} - nFirst + 1;
+    for (int n = std::max(nFirst, 1); n <= std::min(nLast, nLimit); ++n) m_arMask[n - 1] = 1;
+  }
+  FindColumns();
+}
+
+CChannelSelection::CChannelSelection(const char* pMask, int nLimit)
+    : m_nLimit(nLimit), m_bGiven(true), m_arMask(pMask, pMask + nLimit) {
+  FindColumns();
+}
+
+void CChannelSelection::FindColumns() {
+  m_arColumnOf.assign(m_nLimit, -1);
+  for (int i = 0; i < m_nLimit; ++i) {
+    if (!m_arMask[i]) continue;
+    m_arColumnOf[i] = Columns();
+    m_arChannels.push_back(i + 1);
+  }
+}
+
+std::vector<CChannelSelection::SStretch> CChannelSelection::Stretches(int nMost, bool bChannels) const {
+  std::vector<SStretch> arStretches;
+  for (const SRange& range : m_arRanges) {
+    if (range.nFirst < 1 || range.nFirst > m_nLimit) continue;
+    const int nLast = std::min(range.nLast, m_nLimit);
+    for (int nFirst = range.nFirst; nFirst <= nLast; nFirst += nMost) {
+      const int nColumn = Column(nFirst), nCount = std::min(nMost, nLast - nFirst + 1);
+      const bool bBehind = !bChannels && !arStretches.empty() &&
+                           nColumn == arStretches.back().nFirst + arStretches.back().nCount &&
+                           arStretches.back().nCount + nCount <= nMost;
+      if (bBehind)
+        arStretches.back().nCount += nCount;
+      else
+        arStretches.push_back({nColumn, nCount});
+    }
+  }
+  return arStretches;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+
+/// The products in the order of their streams: that of file selection, reading, pairing, the blocks of a
+/// record, counts and reports. The one place that says which there are.
+enum EProduct : int {
+  PRODUCT_L1C,
+  PRODUCT_OZO,
+  PRODUCT_TRG,
+  PRODUCT_CLP,
+  PRODUCT_TWT,
+  PRODUCT_EMS,
+  PRODUCTS
+};
+
+/// The products behind L1C are those of level 2.
+constexpr int FIRST_L2 = PRODUCT_OZO;
+
+struct SProductKind {
+  const char* szName;     // in messages, as a word of -t2 and as the folder of L2 files
+  const char* szNoFiles;  // said when no file is found
+  int nHeaderCode;        // in the binary header; 0: not named there
+  uint64_t nMissingFlag;  // bit of the missing-data report, shown only when the product has files; 0: none
+};
+
+inline constexpr SProductKind PRODUCT_KINDS[] = {
+    {"L1C", "No L1C data files found", 0, 0},          {"ozo", "No ozo data files selected", 3, 0x8000},
+    {"trg", "No trg data files selected", 4, 0x10000}, {"clp", "No clp data files selected", 1, 0x20000},
+    {"twt", "No twt data files selected", 2, 0x40000}, {"ems", "No ems data files selected", 5, 0x80000},
+};
+static_assert(std::size(PRODUCT_KINDS) == PRODUCTS);
