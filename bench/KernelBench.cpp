@@ -10,7 +10,8 @@
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
 #include "kernel/TextReal.h"
-#include "output/Writer.h"
+#include "output/BinarySink.h"
+#include "output/TextSink.h"
 #include "prod/BrightnessTemperature.h"
 #include "sample/SampleArchive.h"
 
@@ -80,14 +81,16 @@ BENCHMARK(BM_Spectra)->Arg(10)->Arg(100)->Arg(8461);
 void BM_Record(benchmark::State& state) {
   SMessage message(8461);
   message.config.bBrightnessTemperature = state.range(0) != 0;
-  CWriter writer;
+  const CChannelSelection channels = message.config.Channels();
+  std::unique_ptr<CFileSink> pSink = std::make_unique<CBinarySink>(message.config, channels);
+  if (state.range(1) != 0) pSink = std::make_unique<CTextSink>(message.config, channels);
+  CStreamWriter writer;
   writer.Open("/dev/null", false);
-  int nPixel = 0;
+  SRecordView record;
+  record.arPixels[PRODUCT_L1C].pProd = &message.prod;
   for (auto _ : state) {
-    if (state.range(1) != 0)
-      writer.WriteOutputTextL1(&message.config, &message.prod, nPixel);
-    else
-      writer.WriteOutputBinL1(&message.config, &message.prod, nPixel);
+    pSink->PutRecord(writer, record);
+    int& nPixel = record.arPixels[PRODUCT_L1C].nPixel;
     nPixel = (nPixel + 1) % PIXELS;
   }
   state.SetItemsProcessed(state.iterations() * 8461);

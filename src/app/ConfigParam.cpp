@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/Format.h"
 #include "bufr/StreamReader.h"
 #include "kernel/ScanInt.h"
 
@@ -21,9 +22,6 @@ struct SWord {
   const char* szEcho;  // printf format of the value
 };
 
-constexpr SWord FORMATS[] = {{"bin", CConfigParam::FORMAT_BIN, "-of %d\n"},
-                             {"txt", CConfigParam::FORMAT_TXT, "-of %d\n"},
-                             {"txtstat", CConfigParam::FORMAT_TXTSTAT, "-of %d\n"}};
 constexpr SWord PERIODS[] = {{"day", CConfigParam::PERIOD_DAY, "-tp day (%d)\n"},
                              {"night", CConfigParam::PERIOD_NIGHT, "-tp night (%d)\n"},
                              {"all", CConfigParam::PERIOD_ALL, "-tp all (%d)\n"}};
@@ -110,9 +108,14 @@ EResult Word(CConfigParam& config, const char*, const char* szValue) {
 }
 
 EResult Format(CConfigParam& config, const char* szName, const char* szValue) {
-  const EResult nResult = Word<&CConfigParam::nFormat, FORMATS>(config, szName, szValue);
-  if (nResult != CConfigParam::ACCEPTED) std::printf("Unable to interpret parameter value %s\n", szValue);
-  return nResult;
+  for (const SFormat& format : Formats()) {
+    if (std::strcmp(format.szWord, szValue) != 0) continue;
+    config.nFormat = format.nNumber;
+    std::printf("-%s %d\n", szName, config.nFormat);
+    return CConfigParam::ACCEPTED;
+  }
+  std::printf("Unable to interpret parameter value %s\n", szValue);
+  return CConfigParam::INVALID_VALUE;
 }
 
 /// yyyy-mm-dd. Month and day are not checked.

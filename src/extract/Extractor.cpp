@@ -4,13 +4,12 @@
 #include <cstdio>
 #include <set>
 #include <string>
+#include <vector>
 
-#include "bufr/BUFRReaderL1C.h"
-#include "extract/Kind.h"
+#include "app/Format.h"
 
 CExtractor::CExtractor() {
   for (int i = 0; i < PRODUCTS; ++i) {
-    m_arStreams[i].pKind = &KIND_TABLE[i];
     m_arStreams[i].pProduct = &PRODUCT_KINDS[i];
     m_arStreams[i].pProd = KIND_TABLE[i].pMakeRecord();
   }
@@ -23,32 +22,25 @@ bool CExtractor::Extract(CConfigParam* pConfig) {
   PrepareStreams(pConfig);
   std::puts("Prepare for reading...");
   SelectInput(pConfig);
-  if (!OpenWriters(pConfig)) return m_bResult;
-  for (Stream& stream : m_arStreams) stream.pReader = stream.pKind->pMakeReader();
-  OpenStat(pConfig);
+  if (!OpenOutput(pConfig)) return m_bResult;
+  BeginOutput();
   MainLoop(pConfig);
-  if (!m_bHeaderWritten) WriteHeaders(pConfig, -1);
-  CloseOutput();
+  if (!m_bHeaderWritten) WriteHeaders(-1);
+  if (!m_pSink->End()) m_bResult = false;
   ReportCounts(pConfig);
-  if (!CloseWriters()) ReportWriteFailure();
+  if (!m_pSink->Close()) ReportWriteFailure();
   if (m_bDayOneSeen) ReportDayOne(pConfig);
   if (m_nMissingFlags != 0) DisplayMissingFlags(m_nMissingFlags);
   return m_bResult;
 }
 
-/// Resets the streams for the run and builds the channel mask.
+/// Readies the streams and the selection of channels for the run.
 void CExtractor::PrepareStreams(CConfigParam* pConfig) {
+  m_channels = pConfig->Channels();
   for (int i = 0; i < PRODUCTS; ++i) {
     m_arStreams[i].bRequested = pConfig->IsRequested(i);
     m_arStreams[i].arnBoxPixels.assign(pConfig->arBoxes.Count(), 0);
-  }
-  if (pConfig->arChannels.Count() == 0) return;
-  constexpr int CHANNELS = CBUFRReaderL1C::CHANNELS;
-  m_arChannelMask.assign(CHANNELS, 0);
-  for (int i = 0; i < pConfig->arChannels.Count(); ++i) {
-    const CValueRange& range = *pConfig->arChannels[i];
-    for (int n = std::max(range.nMin, 1); n <= std::min(range.nMax, CHANNELS); ++n)
-      m_arChannelMask[n - 1] = 1;
+    m_arStreams[i].pReader = KIND_TABLE[i].pMakeReader();
   }
 }
 
@@ -84,38 +76,33 @@ void CExtractor::SelectInput(CConfigParam* pConfig) {
   }
 }
 
-bool CExtractor::OpenOutput(CStreamWriter& writer, const CConfigParam* pConfig) {
-  if (pConfig->nFormat == CConfigParam::FORMAT_TXTSTAT && pConfig->bSurfacePeriodStat) return true;
-  return writer.Open(pConfig->szOutputPath.get(), pConfig->bBigEndian);
-}
-
 /// The output file, or one file for each box. False when one of them cannot be opened.
-bool CExtractor::OpenWriters(CConfigParam* pConfig) {
+bool CExtractor::OpenOutput(const CConfigParam* pConfig) {
+  const auto isFormat = [=](const SFormat& format) { return format.nNumber == pConfig->nFormat; };
+  m_pSink = std::ranges::find_if(Formats(), isFormat)->pMakeSink(*pConfig, m_channels);
   const char* szOutput = pConfig->szOutputPath.get();
-  bool bAll = true;
-  const auto check = [&](bool bOpen, const char* szPath) {
-    if (!bOpen) std::printf("ERROR: ouverture fichier %s\n", szPath);
-    bAll &= bOpen;
-  };
   const int nBoxes = pConfig->arBoxes.Count();
-  for (int i = 0; i < std::max(nBoxes, 1); ++i) m_arWriters.push_back(std::make_unique<CWriter>());
-  if (nBoxes == 0) check(OpenOutput(*m_arWriters[0], pConfig), szOutput);
-  std::set<std::string> names;
-  for (int i = 0; i < nBoxes; ++i) {
-    const std::string szName = pConfig->arBoxes[i]->Name();
-    const std::string szPath = std::string(szOutput) + "." + szName + ".txt";
-    check(names.insert(szName).second && m_arWriters[i]->Open(szPath.c_str(), pConfig->bBigEndian),
-          szPath.c_str());
+  std::vector<std::string> arPaths;
+  if (nBoxes == 0) arPaths.push_back(szOutput);
+  for (int i = 0; i < nBoxes; ++i)
+    arPaths.push_back(std::string(szOutput) + "." + pConfig->arBoxes[i]->Name() + ".txt");
+  m_nFiles = static_cast<int>(arPaths.size());
+  std::set<std::string> opened;
+  bool bAll = true;
+  for (const std::string& szPath : arPaths) {
+    if (opened.insert(szPath).second && m_pSink->Open(szPath.c_str())) continue;
+    std::printf("ERROR: ouverture fichier %s\n", szPath.c_str());
+    bAll = false;
   }
-  if (!bAll) CloseWriters();
+  if (!bAll) m_pSink->Close();
   return bAll;
 }
 
-/// False when bytes of a file were lost.
-bool CExtractor::CloseWriters() {
-  bool bWhole = true;
-  for (const auto& pWriter : m_arWriters) bWhole &= pWriter->Close();
-  return bWhole;
+/// Tells the sink what there is to come.
+void CExtractor::BeginOutput() {
+  bool arbActive[PRODUCTS];
+  for (int i = 0; i < PRODUCTS; ++i) arbActive[i] = m_arStreams[i].bActive;
+  m_pSink->Begin(arbActive);
 }
 
 void CExtractor::ReportWriteFailure() {
@@ -124,28 +111,16 @@ void CExtractor::ReportWriteFailure() {
   m_bResult = false;
 }
 
-void CExtractor::OpenStat(const CConfigParam* pConfig) {
-  if (pConfig->nFormat != CConfigParam::FORMAT_TXTSTAT) return;
-  bool arbActive[PRODUCTS];
-  for (int i = 0; i < PRODUCTS; ++i) arbActive[i] = m_arStreams[i].bActive;
-  m_pStat = std::make_unique<CStatOutput>(pConfig, arbActive);
-}
-
-void CExtractor::CloseOutput() {
-  if (m_pStat) m_bResult &= CloseOutputStat();
-}
-
-bool CExtractor::CloseOutputStat() { return m_pStat->Close(m_arWriters[0].get(), m_nSatellite); }
-
 void CExtractor::MainLoop(CConfigParam* pConfig) {
+  const int nLimit = pConfig->nMaxResults;
   bool bData = m_nActive > 0;
-  while (bData && TestMaxRes(pConfig)) {
+  while (bData && (nLimit < 0 || !m_pSink->HasTaken(nLimit))) {
     ReadMessages(pConfig);
     if (!m_bHeaderWritten) {
       int nSatellite = -1;
       bool bFound = false;
       for (const Stream& stream : m_arStreams) TestSatelliteId(stream.pProd.get(), &nSatellite, &bFound);
-      WriteHeaders(pConfig, nSatellite);
+      WriteHeaders(nSatellite);
     }
     bData = std::any_of(std::begin(m_arStreams), std::end(m_arStreams),
                         [](const Stream& stream) { return stream.bHasData; });
@@ -157,10 +132,9 @@ void CExtractor::MainLoop(CConfigParam* pConfig) {
 void CExtractor::ReadMessages(CConfigParam* pConfig) {
   for (Stream& stream : m_arStreams) {
     while (stream.bActive && stream.bNeedsNext) {
-      const char* pMask = m_arChannelMask.empty() ? nullptr : m_arChannelMask.data();
       stream.bHasData =
-          stream.pReader->Read({pConfig, &stream.arFiles, stream.pProd.get(), CBUFRReaderL1C::CHANNELS, pMask,
-                                &m_nMissingFlags, &m_bDayOneSeen}) == 1;
+          stream.pReader->Read({pConfig, &stream.arFiles, stream.pProd.get(), CChannelSelection::LIMIT,
+                                m_channels.Mask(), &m_nMissingFlags, &m_bDayOneSeen}) == 1;
       stream.nPixel = stream.nCounted = 0;
       stream.bNeedsNext = false;
       if (stream.bHasData) GetNextSelected(stream, pConfig);
@@ -192,14 +166,6 @@ bool CExtractor::Holds(const CGeoBox& box, const CProd& prod, int nPixel) {
          fLongitude <= box.fMaxLongitude;
 }
 
-bool CExtractor::TestMaxRes(const CConfigParam* pConfig) const {
-  if (pConfig->nMaxResults < 0) return true;
-  if (pConfig->nFormat != CConfigParam::FORMAT_TXTSTAT) return m_nWritten < pConfig->nMaxResults;
-  return std::any_of(std::begin(m_arStreams), std::end(m_arStreams), [=](const Stream& stream) {
-    return stream.bRequested && stream.nStatPixels < pConfig->nMaxResults;
-  });
-}
-
 void CExtractor::TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound) {
   if (pProd->PixelCount < 1) return;
   const int nId = static_cast<int>(pProd->SatelliteIdentifier[0]);
@@ -208,25 +174,25 @@ void CExtractor::TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound) {
   *pbFound = true;
 }
 
-void CExtractor::WriteHeaders(const CConfigParam* pConfig, int nSatellite) {
+void CExtractor::WriteHeaders(int nSatellite) {
   m_bHeaderWritten = true;
-  m_nSatellite = nSatellite;
-  for (const auto& pWriter : m_arWriters) {
-    if (WriteOutputHeader(pWriter.get(), pConfig, nSatellite)) continue;
+  for (int i = 0; i < m_nFiles; ++i) {
+    if (m_pSink->WriteHeader(i, nSatellite)) continue;
     std::puts("ERROR: Unable to write header!");
     m_bResult = false;
   }
 }
 
 /// Writes record after record until a stream has used up its message.
-void CExtractor::WriteRecords(CConfigParam* pConfig) {
+void CExtractor::WriteRecords(const CConfigParam* pConfig) {
   const auto needsNext = [](const Stream& stream) { return stream.bHasData && stream.bNeedsNext; };
   while (std::none_of(std::begin(m_arStreams), std::end(m_arStreams), needsNext)) {
     SelectSynchronous();
-    if (pConfig->arBoxes.Count() > 0)
+    const bool bSupplied = HasSupplier();
+    if (pConfig->arBoxes.Count() == 0)
+      WriteRecord(0);
+    else if (bSupplied)
       WriteToBoxes(pConfig);
-    else
-      WriteRecord(m_arWriters[0].get(), pConfig);
     Advance();
     for (Stream& stream : m_arStreams)
       if (stream.bHasData) GetNextSelected(stream, pConfig);
@@ -235,13 +201,17 @@ void CExtractor::WriteRecords(CConfigParam* pConfig) {
 
 /// A record goes to the boxes that hold the pixel of its common fields.
 void CExtractor::WriteToBoxes(const CConfigParam* pConfig) {
-  if (!HasSupplier()) return;
-  const Stream* pSupplier = Supplier();
+  const SPixelOf& pixel = *m_record.First();
   for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
-    if (Holds(*pConfig->arBoxes[i], *pSupplier->pProd, pSupplier->nPixel))
-      WriteRecord(m_arWriters[i].get(), pConfig);
+    if (Holds(*pConfig->arBoxes[i], *pixel.pProd, pixel.nPixel)) WriteRecord(i);
 }
 
-void CExtractor::WriteRecord(CWriter* pWriter, const CConfigParam* pConfig) {
-  if (!WriteOutput(pWriter, pConfig)) ReportWriteFailure();
+void CExtractor::WriteRecord(int nFile) {
+  if (!m_pSink->Write(nFile, m_record)) ReportWriteFailure();
+}
+
+/// True when a product takes part in the record; says so when none does.
+bool CExtractor::HasSupplier() const {
+  if (!m_record.First()) std::puts("Probleme calcul synchronisation L1C-L2");
+  return m_record.First() != nullptr;
 }

@@ -31,11 +31,6 @@ constexpr SMissingText MISSING_TEXTS[] = {
     {MISSING_AVHRR, "** Avhrrdata                                              **"},
     {MISSING_FRACTION, "** Cloudfraction                                          **"},
     {MISSING_L2, "** L2 data                                                **"},
-    {MISSING_OZO, "** ozo data                                               **"},
-    {MISSING_TRG, "** trg data                                               **"},
-    {MISSING_CLP, "** clp data                                               **"},
-    {MISSING_TWT, "** twt data                                               **"},
-    {MISSING_EMS, "** ems data                                               **"},
 };
 
 }  // namespace
@@ -81,11 +76,10 @@ void CExtractor::ReportDayOne(const CConfigParam* pConfig) const {
 void CExtractor::DisplayMissingFlags(uint64_t nFlags) const {
   std::puts(FRAME);
   std::puts("** WARNING: missing data into the archive                 **");
-  for (const SMissingText& text : MISSING_TEXTS) {
-    bool bShown = (nFlags & text.nFlag) != 0;
-    for (const Stream& stream : m_arStreams)
-      if (stream.pProduct->nMissingFlag == text.nFlag) bShown &= stream.bActive;
-    if (bShown) std::puts(text.szText);
-  }
+  for (const SMissingText& text : MISSING_TEXTS)
+    if (nFlags & text.nFlag) std::puts(text.szText);
+  for (const Stream& stream : m_arStreams)
+    if (stream.bActive && (nFlags & stream.pProduct->nMissingFlag))
+      std::printf("** %s data                                               **\n", stream.pProduct->szName);
   std::puts(FRAME);
 }

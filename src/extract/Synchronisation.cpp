@@ -1,6 +1,5 @@
 // Pairing of the pixels of the product streams: which streams take part in a record, and how they move on.
 
-#include <algorithm>
 #include <cstdio>
 #include <tuple>
 
@@ -55,24 +54,22 @@ void CExtractor::SelectSynchronous() {
   const bool bSingle = m_nActive < 2;
   const bool bKey = bSingle || ProcessSoonest(&nOrbit, &nScanLine, &nFieldOfView);
   if (!bKey) std::puts("pb calcul synchro");
-  for (Stream& stream : m_arStreams)
-    stream.bSynchronous =
+  for (int i = 0; i < PRODUCTS; ++i) {
+    const Stream& stream = m_arStreams[i];
+    const bool bTakesPart =
         stream.bHasData && bKey &&
         (bSingle || IsSynchronous(stream.pProd.get(), stream.nPixel, nOrbit, nScanLine, nFieldOfView));
-}
-
-const Stream* CExtractor::Supplier() const {
-  const auto* pStream = std::find_if(std::begin(m_arStreams), std::end(m_arStreams),
-                                     [](const Stream& stream) { return stream.bSynchronous; });
-  return pStream == std::end(m_arStreams) ? nullptr : pStream;
+    m_record.arPixels[i] = {bTakesPart ? stream.pProd.get() : nullptr, stream.nPixel};
+  }
 }
 
 /// Moves the streams of the record on, and those whose pixel has no usable key, which would otherwise hold
 /// back the pixels behind it for ever. When no stream took part, all of them move on.
 void CExtractor::Advance() {
-  const bool bAny = Supplier() != nullptr;
-  for (Stream& stream : m_arStreams) {
+  const bool bAny = m_record.First() != nullptr;
+  for (int i = 0; i < PRODUCTS; ++i) {
+    Stream& stream = m_arStreams[i];
     if (!stream.bHasData) continue;
-    if (stream.bSynchronous || !bAny || !IsUsable(*stream.pProd, stream.nPixel)) ++stream.nPixel;
+    if (m_record.arPixels[i].pProd || !bAny || !IsUsable(*stream.pProd, stream.nPixel)) ++stream.nPixel;
   }
 }

@@ -6,6 +6,7 @@
 #include "prod/ProdL2ozo.h"
 #include "prod/ProdL2trg.h"
 #include "prod/ProdL2twt.h"
+#include "prod/ProductKind.h"
 
 namespace {
 
@@ -168,19 +169,43 @@ constexpr SGroup TWT_GROUPS[] = {
     Once(TWT), {PT_LEVEL, W::FEW_LEVELS, W::LEVELS}, Once(PMR_COUNT), {PMR_LEVEL, W::FEW_LEVELS, W::LEVELS}};
 constexpr SGroup EMS_GROUPS[] = {Once(BACKGROUND<E>), {EMS_POINT, E::POINTS, E::POINTS}};
 
+struct SKindBlock {
+  EProduct eProduct;
+  SBlock block;
+};
+
+constexpr SKindBlock KIND_BLOCKS[] = {
+    {PRODUCT_L1C, {}},  // its blocks have names of their own
+    {PRODUCT_OZO, {"ozo", OZO_GROUPS}},
+    {PRODUCT_TRG, {"trg", TRG_GROUPS}},
+    {PRODUCT_CLP, {"clp", CLP_GROUPS}},
+    {PRODUCT_TWT, {"twt", TWT_GROUPS}},
+    {PRODUCT_EMS, {"ems", EMS_GROUPS}},
+};
+static_assert(HasAllProducts(KIND_BLOCKS));
+
+/// From this instant on, ozone and temperature products have 101 layers and levels. The time of day is none:
+/// it is what the writers of the format compare with.
+constexpr int64_t RECENT_DATE = 20140930, RECENT_TIME = 72260;
+
 }  // namespace
 
-const TBlock COMMON_BLOCK = COMMON_GROUPS;
-const TBlock L1C_BLOCK = L1C_GROUPS;
-const TBlock AVHRR_BLOCK = AVHRR_GROUPS;
-const TBlock L2_BLOCK = L2_GROUPS;
-const TBlock OZO_BLOCK = OZO_GROUPS;
-const TBlock TRG_BLOCK = TRG_GROUPS;
-const TBlock CLP_BLOCK = CLP_GROUPS;
-const TBlock TWT_BLOCK = TWT_GROUPS;
-const TBlock EMS_BLOCK = EMS_GROUPS;
+const SBlock COMMON_BLOCK = {"Common", COMMON_GROUPS, true};
+const SBlock L1C_BLOCK = {"L1C", L1C_GROUPS};
+const SBlock SPECTRUM_BLOCK = {"Spectrum", {}, false, true};
+const SBlock AVHRR_BLOCK = {"AVHRR", AVHRR_GROUPS, false, false, true};
+const SBlock L2_BLOCK = {"L2 common", L2_GROUPS};
 
-int BinarySize(TBlock block) {
+const SBlock& KindBlock(int nProduct) { return KIND_BLOCKS[nProduct].block; }
+
+bool IsRecent(const CProd& prod, int nPixel) {
+  const int p = nPixel;
+  const int64_t nDate = prod.Year[p] * 10000 + prod.Month[p] * 100 + prod.Day[p];
+  const int64_t nTime = prod.Hour[p] * 10000 + prod.Minute[p] * 100 + prod.Milliseconds[p] / 1000;
+  return nDate >= RECENT_DATE && !(nDate == RECENT_DATE && nTime < RECENT_TIME);
+}
+
+int BinarySize(const SBlock& block) {
   int nSize = 0;
   EachField(block, false, [&](const SField& field, int) { nSize += BinarySizeOf(field.eBin); });
   return nSize;

@@ -77,13 +77,20 @@ struct SGroup {
   int nInner = 0;
 };
 
-using TBlock = std::span<const SGroup>;
+/// One block of a record, and what is particular about it.
+struct SBlock {
+  const char* szName = "";  // as docs/formats.md calls it
+  std::span<const SGroup> groups = {};
+  bool bFirst = false;     // begins the record: its text has no tab in front
+  bool bSpectrum = false;  // a value for each selected channel, in place of rows
+  bool bKept = false;      // its columns are indexed by kept row
+};
 
 /// Calls visit(field, index) for the fields of a block in their order. Inner rows have the index
 /// outer * nInner + inner.
 template <class TVisit>
-void EachField(TBlock block, bool bRecent, TVisit visit) {
-  for (const SGroup& group : block) {
+void EachField(const SBlock& block, bool bRecent, TVisit visit) {
+  for (const SGroup& group : block.groups) {
     const int nTimes = bRecent ? group.nTimesRecent : group.nTimes;
     for (int i = 0; i < nTimes; ++i) {
       for (const SField& field : group.fields) visit(field, i);
@@ -93,15 +100,17 @@ void EachField(TBlock block, bool bRecent, TVisit visit) {
   }
 }
 
-extern const TBlock COMMON_BLOCK;  // from any product
-extern const TBlock L1C_BLOCK;     // bands, cloud and surface: what stands before the spectrum
-extern const TBlock AVHRR_BLOCK;   // indexed by CProdL1C::KeptRow
-extern const TBlock L2_BLOCK;      // common to the L2 kinds
-extern const TBlock OZO_BLOCK;
-extern const TBlock TRG_BLOCK;
-extern const TBlock CLP_BLOCK;
-extern const TBlock TWT_BLOCK;
-extern const TBlock EMS_BLOCK;
+extern const SBlock COMMON_BLOCK;  // from any product
+extern const SBlock L1C_BLOCK;     // bands, cloud and surface: what stands before the spectrum
+extern const SBlock SPECTRUM_BLOCK;
+extern const SBlock AVHRR_BLOCK;
+extern const SBlock L2_BLOCK;  // common to the L2 kinds
+
+/// The block of an L2 kind alone.
+const SBlock& KindBlock(int nProduct);
+
+/// Whether a pixel's ozone and temperature blocks have their recent number of repetitions.
+bool IsRecent(const CProd& prod, int nPixel);
 
 /// Bytes of a field in a binary record.
 constexpr int BinarySizeOf(EBin eBin) {
@@ -109,4 +118,4 @@ constexpr int BinarySizeOf(EBin eBin) {
   return SIZES[static_cast<int>(eBin)];
 }
 /// Bytes of a block in a binary record with the header's number of repetitions.
-int BinarySize(TBlock block);
+int BinarySize(const SBlock& block);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 #include "kernel/SpectrumKernels.h"
+#include "kernel/TextReal.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 
@@ -15,46 +17,37 @@ char* Append(T value, bool bReverse, char* pOut) {
   return pOut + sizeof(T);
 }
 
+char* AppendText(const char* szText, char* pOut) {
+  const size_t nLength = std::strlen(szText);
+  std::memcpy(pOut, szText, nLength);
+  return pOut + nLength;
+}
+
+int Low32(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue)); }
+
 }  // namespace
 
-CBlockPlan::CBlockPlan(TBlock block, const CProd& prod, EUse eUse) {
-  const bool bRecent = eUse == RECENT || eUse == RECENT_DAY_ONE;
-  const bool bDayOne = eUse == DAY_ONE || eUse == RECENT_DAY_ONE;
-  EachField(block, bRecent, [&](const SField& field, int nIndex) {
-    SStep step = {&field, field.source.eForm, 0, field.fDivisor, 0};
-    if (eUse == MISSING || (bDayOne && field.dayOne.bFixed)) {
-      step.eForm = EForm::FIXED;
-      step.nFixed = eUse == MISSING ? field.nMissingBin : field.dayOne.nBin;
-    } else if (field.source.pPlace) {
-      step.nPlace =
-          static_cast<const char*>(field.source.pPlace(prod, nIndex)) - reinterpret_cast<const char*>(&prod);
-    }
-    m_nBinarySize += BinarySizeOf(field.eBin);
-    const bool bReals = step.eForm == EForm::REALS;
-    if (bReals != (m_arRuns.size() % 2 == 0)) m_arRuns.push_back(0);
-    ++m_arRuns.back();
-    m_arSteps.push_back(step);
-  });
+CBlockPlan::CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse)
+    : m_bFirst(block.bFirst), m_bKept(block.bKept && eUse != MISSING) {
+  EachField(block, eUse == RECENT,
+            [&](const SField& field, int nIndex) { AddStep(field, nIndex, prod, eUse); });
 }
 
-const CBlockPlan& CBlockPlan::Find(TBlock block, const CProd& prod, EUse eUse) {
-  struct SMade {
-    const SGroup* pBlock;
-    EUse eUse;
-    std::unique_ptr<CBlockPlan> pPlan;
-  };
-  static std::vector<SMade> arMade;
-  for (const SMade& made : arMade)
-    if (made.pBlock == block.data() && made.eUse == eUse) return *made.pPlan;
-  arMade.push_back({block.data(), eUse, std::unique_ptr<CBlockPlan>(new CBlockPlan(block, prod, eUse))});
-  return *arMade.back().pPlan;
+void CBlockPlan::AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse) {
+  SStep step = {&field, field.source.eForm, 0, field.fDivisor, 0};
+  if (eUse == MISSING || (eUse == DAY_ONE && field.dayOne.bFixed)) {
+    step.eForm = EForm::FIXED;
+    step.nFixed = eUse == MISSING ? field.nMissingBin : field.dayOne.nBin;
+  } else if (field.source.pPlace) {
+    step.nPlace =
+        static_cast<const char*>(field.source.pPlace(prod, nIndex)) - reinterpret_cast<const char*>(&prod);
+  }
+  m_nBinarySize += BinarySizeOf(field.eBin);
+  const bool bReals = step.eForm == EForm::REALS, bRealsBefore = m_arRuns.size() % 2 == 0;
+  if (bReals != bRealsBefore) m_arRuns.push_back(0);
+  ++m_arRuns.back();
+  m_arSteps.push_back(step);
 }
-
-const CBlockPlan& CBlockPlan::Of(TBlock block, const CProd& prod, bool bRecent, bool bDayOne) {
-  return Find(block, prod, bDayOne ? (bRecent ? RECENT_DAY_ONE : DAY_ONE) : bRecent ? RECENT : FEW);
-}
-
-const CBlockPlan& CBlockPlan::Missing(TBlock block) { return Find(block, {}, MISSING); }
 
 char* CBlockPlan::PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
                            char* pOut) {
@@ -83,13 +76,91 @@ char* CBlockPlan::PutInt(const SStep& step, const CProd& prod, int nPixel, bool 
   return pOut;
 }
 
-void CBlockPlan::PutBinary(const CProd& prod, int nPixel, bool bReverse, char* pOut) const {
+int CBlockPlan::Element(const CProd& prod, int nPixel) const {
+  return m_bKept ? static_cast<const CProdL1C&>(prod).KeptRow(nPixel) : nPixel;
+}
+
+void CBlockPlan::WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixel) const {
+  char* pOut = writer.Reserve(m_nBinarySize);
+  if (!pOut) return;
+  const int nElement = Element(prod, nPixel);
   const SStep* pStep = m_arSteps.data();
   bool bReals = false;
   for (const int nCount : m_arRuns) {
-    if (bReals) pOut = PutReals(pStep, nCount, prod, nPixel, bReverse, pOut);
-    for (int i = 0; !bReals && i < nCount; ++i) pOut = PutInt(pStep[i], prod, nPixel, bReverse, pOut);
+    if (bReals) pOut = PutReals(pStep, nCount, prod, nElement, writer.Reverses(), pOut);
+    for (int i = 0; !bReals && i < nCount; ++i)
+      pOut = PutInt(pStep[i], prod, nElement, writer.Reverses(), pOut);
     pStep += nCount;
     bReals = !bReals;
   }
+  writer.Commit(m_nBinarySize);
+}
+
+char* CBlockPlan::PutText(const SStep& step, const CProd& prod, int nPixel, int nGiven, char* pOut) {
+  switch (step.eForm) {
+    case EForm::REALS:
+      return pOut + FormatReal4(static_cast<float>(Real(step, prod, nPixel)), pOut);
+    case EForm::FIXED:
+      return AppendText(step.pField->dayOne.szText, pOut);
+    case EForm::NONE:
+      return pOut + FormatInt(nGiven, pOut);
+    default:
+      return pOut + FormatInt(Low32(Int(step, prod, nPixel)), pOut);
+  }
+}
+
+void CBlockPlan::WriteText(CStreamWriter& writer, const CProd& prod, int nPixel, int nGiven) const {
+  char* const pText = writer.Reserve(static_cast<int>(m_arSteps.size()) * (TEXT_REAL_MAX + 1));
+  if (!pText) return;
+  const int nElement = Element(prod, nPixel);
+  char* pEnd = pText;
+  bool bTab = !m_bFirst;
+  for (const SStep& step : m_arSteps) {
+    if (std::exchange(bTab, true)) *pEnd++ = '\t';
+    pEnd = PutText(step, prod, nElement, nGiven, pEnd);
+  }
+  writer.Commit(static_cast<int>(pEnd - pText));
+}
+
+CBlockPlans::CBlockPlans(const SBlock& block) : m_pBlock(&block) {
+  for (const SGroup& group : block.groups) m_bGrows |= group.nTimesRecent != group.nTimes;
+  EachField(block, false, [this](const SField& field, int) { m_bDayOne |= field.dayOne.bFixed; });
+}
+
+CBlockPlan::EUse CBlockPlans::UseFor(const CProd& prod, int nPixel) const {
+  if (m_bGrows && IsRecent(prod, nPixel)) return CBlockPlan::RECENT;
+  return m_bDayOne && static_cast<const CProdL1C&>(prod).IsDayOne() ? CBlockPlan::DAY_ONE : CBlockPlan::FEW;
+}
+
+const CBlockPlan& CBlockPlans::Plan(CBlockPlan::EUse eUse, const CProd& prod) {
+  auto& pPlan = m_arpPlans[eUse];
+  if (!pPlan) pPlan = std::make_unique<CBlockPlan>(*m_pBlock, prod, eUse);
+  return *pPlan;
+}
+
+void CBlockPlans::WriteBinaryMissing(CStreamWriter& writer) {
+  static const CProd nothing;
+  Plan(CBlockPlan::MISSING, nothing).WriteBinary(writer, nothing, 0);
+}
+
+void CBlockPlans::WriteTextMissing(CStreamWriter& writer) const {
+  EachField(*m_pBlock, false, [&](const SField& field, int) {
+    writer.WriteText("\t");
+    writer.WriteTextInt(field.nMissingText);
+  });
+}
+
+void CBlockPlans::WriteTextNames(CStreamWriter& writer) const {
+  bool bTab = !m_pBlock->bFirst;
+  EachField(*m_pBlock, false, [&](const SField& field, int nIndex) {
+    if (std::exchange(bTab, true)) writer.WriteText("\t");
+    const char* pNumber = std::strchr(field.szName, '#');
+    if (!pNumber) {
+      writer.WriteText(field.szName);
+      return;
+    }
+    writer.Write(static_cast<int>(pNumber - field.szName), field.szName);
+    writer.WriteTextInt(nIndex + 1);
+    writer.WriteText(pNumber + 1);
+  });
 }

@@ -1,14 +1,29 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "output/Block.h"
+#include "output/StreamWriter.h"
 
 /// A block made ready for its pixels: the repetitions written out, the columns found, fixed values put in.
 /// What is left to do for a pixel is to fetch its values, convert and store them.
 class CBlockPlan {
  public:
+  /// What a plan is made for: pixels with few or many repetitions (see SGroup), those of the day 1 archive
+  /// (no block has both), or records without the product.
+  enum EUse : uint8_t { FEW, RECENT, DAY_ONE, MISSING, USES };
+
+  /// prod: any record that has the block; not looked at for MISSING.
+  CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse);
+
+  /// Writes one pixel. The record is not looked at when all is missing. nGiven: the value of a field that has
+  /// no source.
+  void WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixel) const;
+  void WriteText(CStreamWriter& writer, const CProd& prod, int nPixel, int nGiven = -1) const;
+
+ private:
   /// One field of one repetition. Its column is kept as its distance from the start of a record, which is the
   /// same in every record that has the block.
   struct SStep {
@@ -19,12 +34,10 @@ class CBlockPlan {
     int nFixed;
   };
 
-  /// The plan of a block for the pixel's layout (see SGroup) and archive; made at its first use.
-  static const CBlockPlan& Of(TBlock block, const CProd& prod, bool bRecent, bool bDayOne);
-  /// The plan of what stands in a binary record without the product.
-  static const CBlockPlan& Missing(TBlock block);
-
-  const std::vector<SStep>& Steps() const { return m_arSteps; }
+  template <class T>
+  static const T& At(const SStep& step, const CProd& prod) {
+    return *reinterpret_cast<const T*>(reinterpret_cast<const char*>(&prod) + step.nPlace);
+  }
   static double Real(const SStep& step, const CProd& prod, int nPixel) {
     const double fValue = At<RealColumn>(step, prod)[nPixel];
     return step.fDivisor == 1 ? fValue : fValue / step.fDivisor;
@@ -33,29 +46,42 @@ class CBlockPlan {
     if (step.eForm == EForm::FIXED) return step.nFixed;
     return step.eForm == EForm::INT ? At<int64_t>(step, prod) : At<IntColumn>(step, prod)[nPixel];
   }
-
-  /// Bytes of the binary form.
-  int BinarySize() const { return m_nBinarySize; }
-  /// Writes the binary form of one pixel to pOut, where BinarySize() bytes are free. The record is not looked
-  /// at when all is missing.
-  void PutBinary(const CProd& prod, int nPixel, bool bReverse, char* pOut) const;
-
- private:
-  enum EUse : uint8_t { FEW, RECENT, DAY_ONE, RECENT_DAY_ONE, MISSING };
-
-  CBlockPlan(TBlock block, const CProd& prod, EUse eUse);
-  static const CBlockPlan& Find(TBlock block, const CProd& prod, EUse eUse);
-
-  template <class T>
-  static const T& At(const SStep& step, const CProd& prod) {
-    return *reinterpret_cast<const T*>(reinterpret_cast<const char*>(&prod) + step.nPlace);
-  }
-
+  void AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse);
   static char* PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
                         char* pOut);
   static char* PutInt(const SStep& step, const CProd& prod, int nPixel, bool bReverse, char* pOut);
+  static char* PutText(const SStep& step, const CProd& prod, int nPixel, int nGiven, char* pOut);
+  int Element(const CProd& prod, int nPixel) const;
 
+  bool m_bFirst;  // see SBlock
+  bool m_bKept;
   std::vector<SStep> m_arSteps;
-  std::vector<int> m_arRuns = {0};  // counts of steps in turn that are no reals, that are, that are none, ...
+  /// Counts of neighbouring steps: others than reals, reals, others, reals and so on; the first may be 0.
+  std::vector<int> m_arRuns = {0};
   int m_nBinarySize = 0;
+};
+
+/// The plans of one block, each made at its first use.
+class CBlockPlans {
+ public:
+  explicit CBlockPlans(const SBlock& block);
+
+  const SBlock& Block() const { return *m_pBlock; }
+  const CBlockPlan& Of(const CProd& prod, int nPixel) { return Plan(UseFor(prod, nPixel), prod); }
+  void WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixel) {
+    Of(prod, nPixel).WriteBinary(writer, prod, nPixel);
+  }
+  void WriteBinaryMissing(CStreamWriter& writer);
+  void WriteTextMissing(CStreamWriter& writer) const;
+  /// The column names, a tab in front of each but the first of a record.
+  void WriteTextNames(CStreamWriter& writer) const;
+
+ private:
+  CBlockPlan::EUse UseFor(const CProd& prod, int nPixel) const;
+  const CBlockPlan& Plan(CBlockPlan::EUse eUse, const CProd& prod);
+
+  const SBlock* m_pBlock;
+  bool m_bGrows = false;   // has groups with other numbers of repetitions in recent products
+  bool m_bDayOne = false;  // has fields with other values in the day 1 archive
+  std::unique_ptr<CBlockPlan> m_arpPlans[CBlockPlan::USES];
 };

@@ -6,13 +6,12 @@
 #include "output/Block.h"
 #include "prod/ProductKind.h"
 
-class CChannelSelection;
 class CConfigParam;
 
 /// Who gives a part of a record its pixel.
 enum class ESupplier : uint8_t {
   FIRST,     // the first product that takes part in the record
-  FIRST_L2,  // the first product of level 2 that does
+  LEVEL_2,   // the first product of level 2 that does
   PRODUCT    // one product
 };
 
@@ -43,18 +42,20 @@ struct SRecordView {
 /// all walks over them.
 class CRecordLayout {
  public:
-  CRecordLayout(const CConfigParam& config, const CChannelSelection& selection);
+  /// nChannels: of the headers (see CChannelSelection).
+  CRecordLayout(const CConfigParam& config, int64_t nChannels);
 
   const std::vector<SPart>& Parts() const { return m_arParts; }
+  int64_t Channels() const { return m_nChannels; }
   /// Codes of the products of level 2 in the binary header, ascending.
   const std::vector<int>& HeaderCodes() const { return m_arHeaderCodes; }
   /// Content length that the markers of a binary record announce.
-  int64_t BinaryLength() const { return m_nBinaryLength; }
+  int64_t BinaryLength() const;
 
  private:
-  void Add(const SBlock& block, ESupplier eSupplier, EProduct eProduct = PRODUCT_L1C);
+  static constexpr int SPECTRUM_VALUE_SIZE = 4;  // bytes of one value
 
+  int64_t m_nChannels;
   std::vector<SPart> m_arParts;
   std::vector<int> m_arHeaderCodes;
-  int64_t m_nBinaryLength = 0;
 };

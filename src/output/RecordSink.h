@@ -22,7 +22,8 @@ class CRecordSink {
   virtual bool Write(int nFile, const SRecordView& record) = 0;
   /// True when nLimit records (pixels of each product that is asked for, in statistics) were taken.
   virtual bool HasTaken(int64_t nLimit) const = 0;
-  /// Writes what could not be written before the last record. False when output was lost, which has been said.
+  /// Writes what could not be written before the last record. False when output was lost, which has been
+  /// said.
   virtual bool End() { return true; }
   /// Closes what is open; false when bytes of a file were lost.
   virtual bool Close() = 0;

@@ -7,7 +7,8 @@ CChannelSelection::CChannelSelection(std::vector<SRange> arRanges, int nLimit)
     : m_arRanges(std::move(arRanges)), m_nLimit(nLimit), m_bGiven(!m_arRanges.empty()), m_arMask(nLimit) {
   for (const auto [nFirst, nLast] : m_arRanges) {
     if (nFirst <= nLast) m_nHeaderCount += int64_t{nLast} - nFirst + 1;
-    for (int n = std::max(nFirst, 1); n <= std::min(nLast, nLimit); ++n) m_arMask[n - 1] = 1;
+    const int nBegin = std::max(nFirst, 1), nEnd = std::min(nLast, nLimit);
+    if (nBegin <= nEnd) std::fill_n(m_arMask.begin() + (nBegin - 1), nEnd - nBegin + 1, char{1});
   }
   FindColumns();
 }

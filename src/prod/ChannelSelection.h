@@ -21,8 +21,10 @@ class CChannelSelection {
     int nCount;
   };
 
+  /// Nothing.
+  CChannelSelection() : CChannelSelection({}, 0) {}
   /// nLimit: channels that the spectra have.
-  explicit CChannelSelection(std::vector<SRange> arRanges = {}, int nLimit = LIMIT);
+  explicit CChannelSelection(std::vector<SRange> arRanges, int nLimit = LIMIT);
   /// Of a mask with one byte for each of nLimit channels, channel number - 1 as index, non-zero = selected.
   CChannelSelection(const char* pMask, int nLimit);
 

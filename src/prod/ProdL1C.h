@@ -27,7 +27,11 @@ class CProdL1C : public CProd {
   int KeptRow(int nPixel) const { return m_arKeptRow[nPixel]; }
 
   int ChannelCount = 0;
-  int64_t DayVersion = 0;  // archive version: 1 ("day 1", no cloud, land, snow or IIS data) or 2
+  int64_t DayVersion = 0;              // archive version (layout version of the message): DAY_1 or DAY_2
+  static constexpr int64_t DAY_1 = 1;  // no cloud, land, snow or IIS data, one band
+  static constexpr int64_t DAY_2 = 2;
+  /// True for a record that lacks what day 1 lacks.
+  bool IsDayOne() const { return DayVersion < DAY_2; }
 
   IntColumn SampleChannel, SampleScaledRadiance;  // work arrays of the spectrum decoding
   IntColumn StartChannel[3], EndChannel[3], GqisQualFlag[3];

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <iterator>
 
 /// The products in the order of their streams: that of file selection, reading, pairing, the blocks of a
 /// record, counts and reports. The one place that says which there are.
@@ -19,6 +18,7 @@ enum EProduct : int {
 constexpr int FIRST_L2 = PRODUCT_OZO;
 
 struct SProductKind {
+  EProduct eProduct;
   const char* szName;     // in messages, as a word of -t2 and as the folder of L2 files
   const char* szNoFiles;  // said when no file is found
   int nHeaderCode;        // in the binary header; 0: not named there
@@ -26,8 +26,19 @@ struct SProductKind {
 };
 
 inline constexpr SProductKind PRODUCT_KINDS[] = {
-    {"L1C", "No L1C data files found", 0, 0},          {"ozo", "No ozo data files selected", 3, 0x8000},
-    {"trg", "No trg data files selected", 4, 0x10000}, {"clp", "No clp data files selected", 1, 0x20000},
-    {"twt", "No twt data files selected", 2, 0x40000}, {"ems", "No ems data files selected", 5, 0x80000},
+    {PRODUCT_L1C, "L1C", "No L1C data files found", 0, 0},
+    {PRODUCT_OZO, "ozo", "No ozo data files selected", 3, 0x8000},
+    {PRODUCT_TRG, "trg", "No trg data files selected", 4, 0x10000},
+    {PRODUCT_CLP, "clp", "No clp data files selected", 1, 0x20000},
+    {PRODUCT_TWT, "twt", "No twt data files selected", 2, 0x40000},
+    {PRODUCT_EMS, "ems", "No ems data files selected", 5, 0x80000},
 };
-static_assert(std::size(PRODUCT_KINDS) == PRODUCTS);
+
+/// For tables with a row for each product: that every product has its row, in the order of the streams.
+template <class TRow, int ROWS>
+constexpr bool HasAllProducts(const TRow (&arRows)[ROWS]) {
+  int i = 0;
+  while (i < ROWS && arRows[i].eProduct == i) ++i;
+  return i == PRODUCTS && ROWS == PRODUCTS;
+}
+static_assert(HasAllProducts(PRODUCT_KINDS));

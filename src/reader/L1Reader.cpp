@@ -15,14 +15,14 @@ bool CL1Reader::MatchL1Filter(const CConfigParam* pConfig, const CProdL1C* pProd
   const CProdL1C& prod = *pProd;
   const bool bMaxCloud = config.nMaxCloudAmount <= 99, bMinCloud = config.nMinCloudAmount > 0;
   const auto& arQuality = config.arbQuality;
-  if (prod.DayVersion == 1) {
+  if (prod.DayVersion == CProdL1C::DAY_1) {
     const bool bNotThere = bMaxCloud || bMinCloud || config.landFraction.bOn || config.snowFraction.bOn ||
                            config.averageIIS.bOn || config.varianceIIS.bOn;
     if (bNotThere && config.nFormat == CConfigParam::FORMAT_TXTSTAT) return false;
     const bool bQuality = arQuality[0] || arQuality[1] || arQuality[2];
     return !bQuality || prod.GqisQualFlag[0][nPixel] == 0;
   }
-  if (prod.DayVersion != 2) return true;
+  if (prod.DayVersion != CProdL1C::DAY_2) return true;
   for (int i = 0; i < 3; ++i)
     if (arQuality[i] && prod.GqisQualFlag[i][nPixel] != 0) return false;
   const int64_t nCloud = prod.CloudFraction[nPixel];
@@ -48,7 +48,7 @@ bool CL1Reader::AcceptMessage(const SRead& read) {
     std::fputs("\nMessage BUFR de taille nulle", stdout);
     return false;
   }
-  if (m_decoder.nDataVersion == 1) *read.pbDayOneSeen = true;
+  if (m_decoder.nDataVersion == CProdL1C::DAY_1) *read.pbDayOneSeen = true;
   return true;
 }
 

@@ -3,13 +3,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
 
-#include "bufr/BUFRReaderL1C.h"
 #include "extract/Kind.h"
 #include "kernel/Cpu.h"
+#include "output/BinarySink.h"
+#include "output/TextSink.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return std::freopen("/dev/null", "w", stdout) ? 0 : 1;  // the decoders report on standard output
@@ -54,56 +55,48 @@ void Configure(CConfigParam& config, unsigned nOptions) {
   if (nOptions & FEW) config.nMaxResults = 20;
 }
 
-void WriteKept(CWriter& writer, const CConfigParam& config, int nKind, const CProd& prod, bool bText) {
-  const SKind& kind = KIND_TABLE[nKind];
+void WriteKept(CFileSink& sink, CStreamWriter& writer, int nProduct, const CProd& prod) {
   constexpr int RECORDS = 40;  // enough to meet every kind of value, whatever number of subsets is claimed
   for (int i = 0, nWritten = 0; i < prod.PixelCount && nWritten < RECORDS; ++i) {
     if (!prod.KeepPixel[i]) continue;
     ++nWritten;
-    bool bCommon = false, bL2 = false;
-    const auto* pL2 = nKind >= FIRST_L2 ? static_cast<const CProdL2*>(&prod) : nullptr;
-    if (bText) {
-      writer.WriteOutputTextAll(&config, &prod, i, &bCommon);
-      if (pL2) writer.WriteOutputTextL2(pL2, i, &bL2);
-      kind.pWriteText(writer, &config, prod, i);
-    } else {
-      writer.WriteOutputBinAll(&prod, i, &bCommon);
-      if (pL2) writer.WriteOutputBinL2(pL2, i, &bL2);
-      kind.pWriteBin(writer, &config, prod, i);
-    }
+    SRecordView record;
+    record.arPixels[nProduct] = {&prod, i};
+    sink.PutRecord(writer, record);
   }
 }
 
 }  // namespace
 
-void FuzzProduct(int nKind, const uint8_t* pBytes, size_t nBytes) {
+void FuzzProduct(int nProduct, const uint8_t* pBytes, size_t nBytes) {
   if (nBytes < 2) return;
   const unsigned nOptions = pBytes[0];
-  const SKind& kind = KIND_TABLE[nKind];
   const CMemoryFile file(pBytes + 1, nBytes - 1);
   SetWideKernels(!(nOptions & PORTABLE));
   CConfigParam config;
   Configure(config, nOptions);
-
-  char arMask[CBUFRReaderL1C::CHANNELS] = {};
-  for (int i = 0; i < config.arChannels.Count(); ++i)
-    for (int n = std::max(config.arChannels[i]->nMin, 1); n <= config.arChannels[i]->nMax; ++n)
-      if (n <= CBUFRReaderL1C::CHANNELS) arMask[n - 1] = 1;
+  if (nProduct == PRODUCT_L1C)
+    config.bAvhrr |= config.arChannels.Count() == 0;  // without either, no L1C would be asked for
+  else
+    config.arbL2[nProduct] = true;
 
   CStrArray arFiles;
   arFiles.AddString(file.Path().c_str(), false);
-  CWriter writer;
+  const CChannelSelection channels = config.Channels();
+  std::unique_ptr<CFileSink> pSink = std::make_unique<CBinarySink>(config, channels);
+  if (nOptions & TEXT) pSink = std::make_unique<CTextSink>(config, channels);
+  CStreamWriter writer;
   writer.Open("/dev/null", nOptions & TEMPERATURE);
-  const auto pProd = kind.pMakeRecord();
-  const auto pReader = kind.pMakeReader();
+  const auto pProd = KIND_TABLE[nProduct].pMakeRecord();
+  const auto pReader = KIND_TABLE[nProduct].pMakeReader();
   uint64_t nMissingFlags = 0;
   bool bDayOneSeen = false;
   constexpr int MESSAGES = 16;
   for (int i = 0; i < MESSAGES; ++i) {
-    if (!pReader->Read({&config, &arFiles, pProd.get(), CBUFRReaderL1C::CHANNELS,
-                        nOptions & SPECTRA ? arMask : nullptr, &nMissingFlags, &bDayOneSeen}))
+    if (!pReader->Read({&config, &arFiles, pProd.get(), CChannelSelection::LIMIT, channels.Mask(),
+                        &nMissingFlags, &bDayOneSeen}))
       break;
-    WriteKept(writer, config, nKind, *pProd, nOptions & TEXT);
+    WriteKept(*pSink, writer, nProduct, *pProd);
   }
   writer.Close();
 }

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <memory>
+#include <span>
+
+class CChannelSelection;
+class CConfigParam;
+class CRecordSink;
+
+/// A format of output: what -of calls it, its number, and what writes it.
+struct SFormat {
+  const char* szWord;
+  int nNumber;
+  /// Both arguments must outlive the sink.
+  std::unique_ptr<CRecordSink> (*pMakeSink)(const CConfigParam&, const CChannelSelection&);
+};
+
+/// All formats. The table stands where the sinks are known, in extract/Format.cpp.
+std::span<const SFormat> Formats();

@@ -1,0 +1,23 @@
+#include "app/Format.h"
+
+#include "app/ConfigParam.h"
+#include "output/BinarySink.h"
+#include "output/TextSink.h"
+#include "stat/StatSink.h"
+
+namespace {
+
+template <class TSink>
+std::unique_ptr<CRecordSink> Make(const CConfigParam& config, const CChannelSelection& selection) {
+  return std::make_unique<TSink>(config, selection);
+}
+
+constexpr SFormat FORMATS[] = {
+    {"bin", CConfigParam::FORMAT_BIN, Make<CBinarySink>},
+    {"txt", CConfigParam::FORMAT_TXT, Make<CTextSink>},
+    {"txtstat", CConfigParam::FORMAT_TXTSTAT, Make<CStatSink>},
+};
+
+}  // namespace
+
+std::span<const SFormat> Formats() { return FORMATS; }

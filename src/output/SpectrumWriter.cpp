@@ -1,0 +1,121 @@
+#include "output/SpectrumWriter.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "kernel/SpectrumKernels.h"
+#include "kernel/TextReal.h"
+#include "prod/BrightnessTemperature.h"
+
+namespace {
+constexpr int CHUNK = 2048;   // most values that are converted at a time
+constexpr size_t SCALES = 8;  // a few are in use; what else a damaged message may hold gets no table
+}  // namespace
+
+CSpectrumWriter::CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures)
+    : m_selection(selection),
+      m_bTemperatures(bTemperatures),
+      // The kernel of temperatures works on neighbouring channels.
+      m_arStretches(selection.Stretches(CHUNK, bTemperatures)) {
+  m_arTexts.reserve(SCALES);
+}
+
+void CSpectrumWriter::Temperatures(const CSpectrum& spectrum, int nRow, CChannelSelection::SStretch stretch,
+                                   float* pOut) const {
+  double arfRadiances[CHUNK];
+  spectrum.Row(nRow, stretch.nFirst, stretch.nCount, arfRadiances);
+  BrightnessTemperatures(spectrum.Channel(stretch.nFirst), arfRadiances, stretch.nCount, pOut);
+}
+
+void CSpectrumWriter::WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
+  constexpr int SIZE = sizeof(float);
+  const int nRow = prod.KeptRow(nPixel);
+  for (const auto stretch : m_arStretches) {
+    char* pOut = writer.Reserve(stretch.nCount * SIZE);
+    if (!pOut) return;
+    if (m_bTemperatures) {
+      float arfValues[CHUNK];
+      Temperatures(prod.Spectrum, nRow, stretch, arfValues);
+      std::memcpy(pOut, arfValues, stretch.nCount * sizeof(float));
+    } else {
+      prod.Spectrum.RowReal4(nRow, stretch.nFirst, stretch.nCount, pOut);
+    }
+    if (writer.Reverses()) ReverseBytes4(pOut, stretch.nCount);
+    writer.Commit(stretch.nCount * SIZE);
+  }
+}
+
+void CSpectrumWriter::WriteBinaryMissing(CStreamWriter& writer) const {
+  const float fMissing = m_bTemperatures ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_M777);
+  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.WriteBinReal4(fMissing);
+}
+
+void CSpectrumWriter::WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
+  const int nRow = prod.KeptRow(nPixel);
+  for (const auto stretch : m_arStretches) {
+    if (!m_bTemperatures) {
+      WriteRadianceTexts(writer, prod.Spectrum, nRow, stretch);
+      continue;
+    }
+    float arfValues[CHUNK];
+    Temperatures(prod.Spectrum, nRow, stretch, arfValues);
+    WriteReals(writer, arfValues, stretch.nCount);
+  }
+}
+
+void CSpectrumWriter::WriteRadianceTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow,
+                                         CChannelSelection::SStretch stretch) {
+  const int nEnd = stretch.nFirst + stretch.nCount;
+  for (const CSpectrum::SRun& run : spectrum.Runs()) {
+    const int nBegin = std::max(stretch.nFirst, run.nFirst), nStop = std::min(nEnd, run.nFirst + run.nCount);
+    if (nBegin < nStop) WriteRunTexts(writer, spectrum, nRow, {nBegin, nStop - nBegin, run.fDivisor});
+  }
+}
+
+/// Radiances that share a scale come from a table of texts by raw integer.
+void CSpectrumWriter::WriteRunTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow,
+                                    const CSpectrum::SRun& run) {
+  CRadianceText* pTexts = run.fDivisor != 0 ? Texts(run.fDivisor) : nullptr;
+  if (!pTexts) {
+    float arfValues[CHUNK];
+    spectrum.RowReal4(nRow, run.nFirst, run.nCount, arfValues);
+    WriteReals(writer, arfValues, run.nCount);
+    return;
+  }
+  char* pText = writer.Reserve(CHUNK * CRadianceText::ROOM);
+  if (!pText) return;
+  const char* pEnd = pTexts->Append(pText, spectrum.Raw(nRow) + run.nFirst, run.nCount);
+  writer.Commit(static_cast<int>(pEnd - pText));
+}
+
+void CSpectrumWriter::WriteReals(CStreamWriter& writer, const float* pValues, int nCount) {
+  char* pText = writer.Reserve(CHUNK * (TEXT_REAL_MAX + 1));
+  if (!pText) return;
+  char* pEnd = pText;
+  for (int i = 0; i < nCount; ++i) {
+    *pEnd++ = '\t';
+    pEnd += FormatReal4(pValues[i], pEnd);
+  }
+  writer.Commit(static_cast<int>(pEnd - pText));
+}
+
+/// Null when there are tables enough.
+CRadianceText* CSpectrumWriter::Texts(double fDivisor) {
+  for (STexts& made : m_arTexts)
+    if (made.fDivisor == fDivisor) return &made.texts;
+  if (m_arTexts.size() == SCALES) return nullptr;
+  m_arTexts.push_back({fDivisor, CRadianceText(fDivisor)});
+  return &m_arTexts.back().texts;
+}
+
+void CSpectrumWriter::WriteTextMissing(CStreamWriter& writer) const {
+  const char* szMissing = m_bTemperatures ? "\t0" : "\t-777";
+  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.WriteText(szMissing);
+}
+
+void CSpectrumWriter::WriteTextNames(CStreamWriter& writer) const {
+  m_selection.EachHeaderChannel(true, [&](int64_t nChannel) {
+    writer.WriteText("\t");
+    writer.WriteTextInt(static_cast<int>(nChannel));
+  });
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "kernel/RadianceText.h"
+#include "output/StreamWriter.h"
+#include "prod/ChannelSelection.h"
+#include "prod/ProdL1C.h"
+
+/// Writes the spectra of records: radiances in W/(m2 sr m-1) or brightness temperatures in kelvin, a stretch
+/// of channels at a time.
+class CSpectrumWriter {
+ public:
+  /// selection must outlive the object, and be that of the spectra.
+  CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures);
+
+  void WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
+  /// Each value behind a tab.
+  void WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
+
+  // What stands in records without L1C: a value for every channel that the header counts.
+  void WriteBinaryMissing(CStreamWriter& writer) const;
+  void WriteTextMissing(CStreamWriter& writer) const;
+  /// The channel numbers as names of columns.
+  void WriteTextNames(CStreamWriter& writer) const;
+
+ private:
+  /// The texts of the radiances of one scale.
+  struct STexts {
+    double fDivisor;
+    CRadianceText texts;
+  };
+
+  void Temperatures(const CSpectrum& spectrum, int nRow, CChannelSelection::SStretch stretch,
+                    float* pOut) const;
+  void WriteRadianceTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow,
+                          CChannelSelection::SStretch stretch);
+  void WriteRunTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow, const CSpectrum::SRun& run);
+  static void WriteReals(CStreamWriter& writer, const float* pValues, int nCount);
+  CRadianceText* Texts(double fDivisor);
+
+  const CChannelSelection& m_selection;
+  bool m_bTemperatures;
+  std::vector<CChannelSelection::SStretch> m_arStretches;
+  std::vector<STexts> m_arTexts;
+};
