@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/ConfigParam.h"
 #include "bufr/BUFRReaderL1C.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"

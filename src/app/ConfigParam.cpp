@@ -8,6 +8,7 @@
 
 #include "app/Format.h"
 #include "bufr/StreamReader.h"
+#include "kernel/Reporter.h"
 #include "kernel/ScanInt.h"
 
 namespace {
@@ -49,7 +50,7 @@ using TApply = EResult (*)(CConfigParam& config, const char* szName, const char*
 template <TOwnedString CConfigParam::*pMember>
 EResult Path(CConfigParam& config, const char* szName, const char* szValue) {
   config.*pMember = CConfigParam::DuplicateString(szValue);
-  std::printf("-%s %s\n", szName, szValue);
+  CReporter::Print("-%s %s\n", szName, szValue);
   return CConfigParam::ACCEPTED;
 }
 
@@ -58,23 +59,23 @@ EResult List(CConfigParam& config, const char* szName, const char* szValue) {
   CStrArray& arList = config.*pMember;
   arList.DeleteContents();
   arList.SplitAdd(szValue, cSeparator, true);
-  std::printf("-%s ", szName);
-  for (int i = 0; i < arList.Count(); ++i) std::printf(i == 0 ? "%s" : "|%s", arList.GetStringAt(i));
-  std::putchar('\n');
+  CReporter::Print("-%s ", szName);
+  for (int i = 0; i < arList.Count(); ++i) CReporter::Print(i == 0 ? "%s" : "|%s", arList.GetStringAt(i));
+  CReporter::Text("\n");
   return CConfigParam::ACCEPTED;
 }
 
 template <int CConfigParam::*pMember>
 EResult Int(CConfigParam& config, const char* szName, const char* szValue) {
   if (!ScanInt(szValue, config.*pMember)) return CConfigParam::INVALID_VALUE;
-  std::printf("-%s %d\n", szName, config.*pMember);
+  CReporter::Print("-%s %d\n", szName, config.*pMember);
   return CConfigParam::ACCEPTED;
 }
 
 template <float CConfigParam::*pMember>
 EResult Real(CConfigParam& config, const char* szName, const char* szValue) {
   if (std::sscanf(szValue, "%g", &(config.*pMember)) != 1) return CConfigParam::INVALID_VALUE;
-  std::printf("-%s %g\n", szName, config.*pMember);
+  CReporter::Print("-%s %g\n", szName, config.*pMember);
   return CConfigParam::ACCEPTED;
 }
 
@@ -84,7 +85,7 @@ EResult Switch(CConfigParam& config, const char* szName, const char* szValue) {
   const bool bOn = std::strcmp(szValue, "1") == 0;
   if (!bOn && std::strcmp(szValue, "0") != 0) return CConfigParam::INVALID_VALUE;
   config.*pMember = bOn;
-  std::printf("-%s %d\n", szName, bOn);
+  CReporter::Print("-%s %d\n", szName, bOn);
   return CConfigParam::ACCEPTED;
 }
 
@@ -94,7 +95,7 @@ EResult NumericSwitch(CConfigParam& config, const char* szName, const char* szVa
   int nValue = 0;
   if (!ScanInt(szValue, nValue)) return CConfigParam::INVALID_VALUE;
   config.*pMember = nValue != 0;
-  std::printf("-%s %d\n", szName, config.*pMember);
+  CReporter::Print("-%s %d\n", szName, config.*pMember);
   return CConfigParam::ACCEPTED;
 }
 
@@ -103,7 +104,7 @@ EResult Word(CConfigParam& config, const char*, const char* szValue) {
   const SWord* pWord = FindWord(arWords, szValue);
   if (!pWord) return CConfigParam::INVALID_VALUE;
   config.*pMember = pWord->nValue;
-  std::printf(pWord->szEcho, pWord->nValue);
+  CReporter::Print(pWord->szEcho, pWord->nValue);
   return CConfigParam::ACCEPTED;
 }
 
@@ -111,10 +112,10 @@ EResult Format(CConfigParam& config, const char* szName, const char* szValue) {
   for (const SFormat& format : Formats()) {
     if (std::strcmp(format.szWord, szValue) != 0) continue;
     config.nFormat = format.nNumber;
-    std::printf("-%s %d\n", szName, config.nFormat);
+    CReporter::Print("-%s %d\n", szName, config.nFormat);
     return CConfigParam::ACCEPTED;
   }
-  std::printf("Unable to interpret parameter value %s\n", szValue);
+  CReporter::Print("Unable to interpret parameter value %s\n", szValue);
   return CConfigParam::INVALID_VALUE;
 }
 
@@ -125,7 +126,7 @@ EResult Date(CConfigParam& config, const char* szName, const char* szValue) {
   if (std::sscanf(szValue, "%4d-%2d-%2d", &date.nYear, &date.nMonth, &date.nDay) != 3) {
     return CConfigParam::INVALID_VALUE;
   }
-  std::printf("-%s %04d-%02d-%02d\n", szName, date.nYear, date.nMonth, date.nDay);
+  CReporter::Print("-%s %04d-%02d-%02d\n", szName, date.nYear, date.nMonth, date.nDay);
   return CConfigParam::ACCEPTED;
 }
 
@@ -140,7 +141,7 @@ EResult RealRange(CConfigParam& config, const char* szName, const char* szValue)
     return CConfigParam::INVALID_VALUE;
   }
   filter.bOn = true;
-  std::printf("-%s %g-%g\n", szName, filter.fMin, filter.fMax);
+  CReporter::Print("-%s %g-%g\n", szName, filter.fMin, filter.fMax);
   return CConfigParam::ACCEPTED;
 }
 
@@ -157,12 +158,12 @@ EResult RangeList(CConfigParam& config, const char* szName, const char* szValue)
     int nMin = 0, nMax = 0;
     const int nRead = ScanInts(arElements.GetStringAt(i), nMin, nMax);
     if (nRead == 0) {
-      std::printf("Unable to decode parameter %s %s\n", szLabel, arElements.GetStringAt(i));
+      CReporter::Print("Unable to decode parameter %s %s\n", szLabel, arElements.GetStringAt(i));
       bValid = false;
       continue;
     }
     (config.*pMember).Add(new CValueRange(nMin, nRead == 2 ? nMax : nMin));
-    std::printf(nRead == 2 ? "-%s %d-%d\n" : "-%s %d\n", szName, nMin, nMax);
+    CReporter::Print(nRead == 2 ? "-%s %d-%d\n" : "-%s %d\n", szName, nMin, nMax);
   }
   return Accepted(bValid);
 }
@@ -174,15 +175,15 @@ bool AddTimePeriod(CConfigParam& config, const char* szName, const char* szText)
   const int nRead = std::sscanf(szText, "%2dh%2dm%2ds-%2dh%2dm%2ds", &r.nStartHour, &r.nStartMinute,
                                 &r.nStartSecond, &r.nEndHour, &r.nEndMinute, &r.nEndSecond);
   if (nRead != 3 && nRead != 6) return false;
-  std::printf("-%s %02dh%02dm%02ds", szName, r.nStartHour, r.nStartMinute, r.nStartSecond);
+  CReporter::Print("-%s %02dh%02dm%02ds", szName, r.nStartHour, r.nStartMinute, r.nStartSecond);
   if (nRead == 3) {
     r.nEndHour = r.nStartHour;
     r.nEndMinute = r.nStartMinute;
     r.nEndSecond = r.nStartSecond;
   } else {
-    std::printf("-%02dh%02dm%02ds", r.nEndHour, r.nEndMinute, r.nEndSecond);
+    CReporter::Print("-%02dh%02dm%02ds", r.nEndHour, r.nEndMinute, r.nEndSecond);
   }
-  std::putchar('\n');
+  CReporter::Text("\n");
   config.arTimePeriods.Add(pRange.release());
   return true;
 }
@@ -193,7 +194,7 @@ EResult TimePeriods(CConfigParam& config, const char* szName, const char* szValu
   bool bValid = true;
   for (int i = 0; i < arElements.Count(); ++i) {
     if (AddTimePeriod(config, szName, arElements.GetStringAt(i))) continue;
-    std::printf("Unable to decode parameter time period %s\n", arElements.GetStringAt(i));
+    CReporter::Print("Unable to decode parameter time period %s\n", arElements.GetStringAt(i));
     bValid = false;
   }
   return Accepted(bValid);
@@ -215,10 +216,10 @@ EResult L2Kinds(CConfigParam& config, const char* szName, const char* szValue) {
     const char* szElement = arElements.GetStringAt(i);
     if (bool* pbKind = FindL2(config, szElement)) {
       *pbKind = true;
-      std::printf("-%s %s\n", szName, szElement);
+      CReporter::Print("-%s %s\n", szName, szElement);
     }
     if (config.L2Requested()) continue;
-    std::printf("Unable to decode L2 type of product %s\n", szElement);
+    CReporter::Print("Unable to decode L2 type of product %s\n", szElement);
     bValid = false;
   }
   return Accepted(bValid);
@@ -229,12 +230,12 @@ EResult Quality(CConfigParam& config, const char* szName, const char* szValue) {
   std::fill(std::begin(config.arbQuality), std::end(config.arbQuality), false);
   if (!szValue) return CConfigParam::MISSING_VALUE;
   if (std::strlen(szValue) != std::size(config.arbQuality)) return CConfigParam::INVALID_VALUE;
-  std::printf("-%s ", szName);
+  CReporter::Print("-%s ", szName);
   for (bool& bFlag : config.arbQuality) {
     bFlag = *szValue++ == 'y';
-    std::putchar(bFlag ? 'y' : 'n');
+    CReporter::Text(bFlag ? "y" : "n");
   }
-  std::putchar('\n');
+  CReporter::Text("\n");
   return CConfigParam::ACCEPTED;
 }
 
@@ -247,7 +248,7 @@ EResult BoxStat(CConfigParam& config, const char* szName, const char* szValue) {
     return CConfigParam::INVALID_VALUE;
   }
   config.bBoxStat = true;
-  std::printf("-%s %d-%d\n", szName, config.nBoxStatLatitudes, config.nBoxStatLongitudes);
+  CReporter::Print("-%s %d-%d\n", szName, config.nBoxStatLatitudes, config.nBoxStatLongitudes);
   return CConfigParam::ACCEPTED;
 }
 
@@ -261,7 +262,7 @@ EResult Histo(CConfigParam& config, const char* szName, const char* szValue) {
   if (nClassesAt == 0 || !ScanInt(szValue, histo.nClasses)) return CConfigParam::INVALID_VALUE;
   if (histo.nClasses < 1 || !(histo.fMax > histo.fMin)) return CConfigParam::INVALID_VALUE;
   histo.bOn = true;
-  std::printf("-%s %g-%g,%d\n", szName, histo.fMin, histo.fMax, histo.nClasses);
+  CReporter::Print("-%s %g-%g,%d\n", szName, histo.fMin, histo.fMax, histo.nClasses);
   return CConfigParam::ACCEPTED;
 }
 
@@ -273,8 +274,8 @@ EResult Box(CConfigParam& config, const char* szName, const char* szValue) {
     return CConfigParam::INVALID_VALUE;
   }
   config.arBoxes.Add(new CGeoBox(arf[0], arf[1], arf[2], arf[3], szBox));
-  std::printf("-%s %d: %g-%g, %g-%g, %s\n", szName, config.arBoxes.Count(), arf[0], arf[1], arf[2], arf[3],
-              szBox);
+  CReporter::Print("-%s %d: %g-%g, %g-%g, %s\n", szName, config.arBoxes.Count(), arf[0], arf[1], arf[2],
+                   arf[3], szBox);
   return CConfigParam::ACCEPTED;
 }
 
@@ -373,12 +374,12 @@ int CConfigParam::InterpretParam(const char* szName, const char* szValue) {
 
 bool CConfigParam::InitAltitudeMap() {
   if (!szAltitudePath) {
-    std::puts("ERROR: no altitude file defined");
+    CReporter::Line("ERROR: no altitude file defined");
     return false;
   }
   CStreamReader stream;
   if (!stream.Open(szAltitudePath.get())) {
-    std::printf("ERROR: Unable to open file %s\n", szAltitudePath.get());
+    CReporter::Print("ERROR: Unable to open file %s\n", szAltitudePath.get());
     return false;
   }
   altitudeMap.Init(1080, 2160);

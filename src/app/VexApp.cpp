@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <ctime>
 #include <iterator>
 #include <memory>
 
 #include "bufr/StreamReader.h"
 #include "extract/Extractor.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -167,7 +167,7 @@ bool Usable(const SRequest& r) {
 template <size_t nMessages>
 void Report(const SMessage (&arMessages)[nMessages], const SRequest& request) {
   for (const SMessage& message : arMessages) {
-    if (message.pApplies(request)) std::puts(message.szText);
+    if (message.pApplies(request)) CReporter::Line(message.szText);
   }
 }
 
@@ -177,13 +177,13 @@ int CVexApp::Main(int nArguments, char** arArguments) noexcept {
   try {
     Run(nArguments, arArguments);
   } catch (...) {  // out of memory
-    std::puts("Error: extraction failed!");
+    CReporter::Line("Error: extraction failed!");
   }
   return 0;
 }
 
 void CVexApp::Run(int nArguments, char** arArguments) {
-  std::puts("vex application version 4.0.000 alpha -> lecteur L1 et TWT/L2  disponible 2019/11");
+  CReporter::Line("vex application version 4.0.000 alpha -> lecteur L1 et TWT/L2  disponible 2019/11");
   const bool bInterpreted = InterpretParams(nArguments, arArguments);
   if (config.bHelp || !bInterpreted) ShowHelp();
   if (!bInterpreted) return;
@@ -223,7 +223,7 @@ bool CVexApp::InterpretConfigFile(const char* szPath) {
   constexpr int LINE_SIZE = 300000;
   CStreamReader stream;
   if (!stream.Open(szPath)) {
-    std::printf("ERROR: unable to open configuration file (%s)!\n", szPath);
+    CReporter::Print("ERROR: unable to open configuration file (%s)!\n", szPath);
     return false;
   }
   bool bResult = true;
@@ -243,13 +243,13 @@ bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char
   const int nResult = config.InterpretParam(szName, szValue);
   switch (nResult) {
     case CConfigParam::UNKNOWN:
-      std::printf("Unknown %sparameter:%s\n", szKind, szName);
+      CReporter::Print("Unknown %sparameter:%s\n", szKind, szName);
       break;
     case CConfigParam::MISSING_VALUE:
-      std::printf("Missing value for %sparameter:%s\n", szKind, szName);
+      CReporter::Print("Missing value for %sparameter:%s\n", szKind, szName);
       break;
     case CConfigParam::INVALID_VALUE:
-      std::printf("Invalid %sparameter:%s with value:%s\n", szKind, szName, szValue);
+      CReporter::Print("Invalid %sparameter:%s with value:%s\n", szKind, szName, szValue);
       break;
     default:
       break;
@@ -257,16 +257,17 @@ bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char
   return nResult == CConfigParam::ACCEPTED;
 }
 
-void CVexApp::ShowHelp() { std::fputs(HELP, stdout); }
+void CVexApp::ShowHelp() { CReporter::Text(HELP); }
 
 bool CVexApp::ExtractL1L2() {
   const auto pExtractor = std::make_unique<CExtractor>();
   const int64_t nStart = std::clock();
   const bool bSuccess = pExtractor->Extract(&config);
   if (bSuccess) {
-    std::printf("Extraction succeeded in %ds\n", static_cast<int>((std::clock() - nStart) / CLOCKS_PER_SEC));
+    CReporter::Print("Extraction succeeded in %ds\n",
+                     static_cast<int>((std::clock() - nStart) / CLOCKS_PER_SEC));
   } else {
-    std::puts("Error: extraction failed!");
+    CReporter::Line("Error: extraction failed!");
   }
   return bSuccess;
 }

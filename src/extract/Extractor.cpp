@@ -1,12 +1,12 @@
 #include "extract/Extractor.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "app/Format.h"
+#include "kernel/Reporter.h"
 
 CExtractor::CExtractor() {
   for (int i = 0; i < PRODUCTS; ++i) {
@@ -18,9 +18,9 @@ CExtractor::CExtractor() {
 CExtractor::~CExtractor() = default;
 
 bool CExtractor::Extract(CConfigParam* pConfig) {
-  if (!pConfig->InitAltitudeMap()) std::puts("ERROR: Unable to initialize altitude database!");
+  if (!pConfig->InitAltitudeMap()) CReporter::Line("ERROR: Unable to initialize altitude database!");
   PrepareStreams(pConfig);
-  std::puts("Prepare for reading...");
+  CReporter::Line("Prepare for reading...");
   SelectInput(pConfig);
   if (!OpenOutput(pConfig)) return m_bResult;
   BeginOutput();
@@ -47,9 +47,9 @@ void CExtractor::PrepareStreams(CConfigParam* pConfig) {
 void CExtractor::ReportFiles(const Stream& stream) {
   const int nFiles = stream.arFiles.Count();
   if (nFiles > 0)
-    std::printf("%d %s data files selected\n", nFiles, stream.pProduct->szName);
+    CReporter::Print("%d %s data files selected\n", nFiles, stream.pProduct->szName);
   else
-    std::puts(stream.pProduct->szNoFiles);
+    CReporter::Line(stream.pProduct->szNoFiles);
 }
 
 void CExtractor::SelectInput(CConfigParam* pConfig) {
@@ -91,7 +91,7 @@ bool CExtractor::OpenOutput(const CConfigParam* pConfig) {
   bool bAll = true;
   for (const std::string& szPath : arPaths) {
     if (opened.insert(szPath).second && m_pSink->Open(szPath.c_str())) continue;
-    std::printf("ERROR: ouverture fichier %s\n", szPath.c_str());
+    CReporter::Print("ERROR: ouverture fichier %s\n", szPath.c_str());
     bAll = false;
   }
   if (!bAll) m_pSink->Close();
@@ -106,7 +106,7 @@ void CExtractor::BeginOutput() {
 }
 
 void CExtractor::ReportWriteFailure() {
-  if (!m_bWriteFailed) std::puts("ERROR: Writing failure!");
+  if (!m_bWriteFailed) CReporter::Line("ERROR: Writing failure!");
   m_bWriteFailed = true;
   m_bResult = false;
 }
@@ -170,7 +170,7 @@ void CExtractor::TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound) {
   if (pProd->PixelCount < 1) return;
   const int nId = static_cast<int>(pProd->SatelliteIdentifier[0]);
   if (!*pbFound) *pId = nId;
-  if (*pbFound && nId != *pId) std::fputs("\nSatellite id different between products", stdout);
+  if (*pbFound && nId != *pId) CReporter::Text("\nSatellite id different between products");
   *pbFound = true;
 }
 
@@ -178,7 +178,7 @@ void CExtractor::WriteHeaders(int nSatellite) {
   m_bHeaderWritten = true;
   for (int i = 0; i < m_nFiles; ++i) {
     if (m_pSink->WriteHeader(i, nSatellite)) continue;
-    std::puts("ERROR: Unable to write header!");
+    CReporter::Line("ERROR: Unable to write header!");
     m_bResult = false;
   }
 }
@@ -212,6 +212,6 @@ void CExtractor::WriteRecord(int nFile) {
 
 /// True when a product takes part in the record; says so when none does.
 bool CExtractor::HasSupplier() const {
-  if (!m_record.First()) std::puts("Probleme calcul synchronisation L1C-L2");
+  if (!m_record.First()) CReporter::Line("Probleme calcul synchronisation L1C-L2");
   return m_record.First() != nullptr;
 }

@@ -1,10 +1,9 @@
 // What the run says at its end: counts, warnings about day 1 archives, missing data.
 
-#include <cstdio>
-
 #include "bufr/Element.h"
 #include "extract/Extractor.h"
 #include "extract/Kind.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -36,15 +35,15 @@ constexpr SMissingText MISSING_TEXTS[] = {
 }  // namespace
 
 void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
-  std::puts("");
+  CReporter::Line("");
   for (const Stream& stream : m_arStreams) {
     if (!stream.bActive) continue;
     const char* szKind = stream.pProduct->szName;
-    std::printf("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected),
-                szKind, static_cast<long>(stream.pReader->PixelsRead));
+    CReporter::Print("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected),
+                     szKind, static_cast<long>(stream.pReader->PixelsRead));
     for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
-      std::printf("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(), stream.arnBoxPixels[i],
-                  szKind);
+      CReporter::Print("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(),
+                       stream.arnBoxPixels[i], szKind);
   }
 }
 
@@ -65,21 +64,22 @@ void CExtractor::ReportDayOne(const CConfigParam* pConfig) const {
   };
   for (const auto& warning : arWarnings) {
     if (!warning.bShown) continue;
-    std::puts(FRAME);
-    std::puts(warning.szText);
-    std::puts(bStat ? "** on a day 1 archive, no record is being returned        **"
-                    : "** on a day 1 archive, all records are being returned     **");
-    std::puts(FRAME);
+    CReporter::Line(FRAME);
+    CReporter::Line(warning.szText);
+    CReporter::Line(bStat ? "** on a day 1 archive, no record is being returned        **"
+                          : "** on a day 1 archive, all records are being returned     **");
+    CReporter::Line(FRAME);
   }
 }
 
 void CExtractor::DisplayMissingFlags(uint64_t nFlags) const {
-  std::puts(FRAME);
-  std::puts("** WARNING: missing data into the archive                 **");
+  CReporter::Line(FRAME);
+  CReporter::Line("** WARNING: missing data into the archive                 **");
   for (const SMissingText& text : MISSING_TEXTS)
-    if (nFlags & text.nFlag) std::puts(text.szText);
+    if (nFlags & text.nFlag) CReporter::Line(text.szText);
   for (const Stream& stream : m_arStreams)
     if (stream.bActive && (nFlags & stream.pProduct->nMissingFlag))
-      std::printf("** %s data                                               **\n", stream.pProduct->szName);
-  std::puts(FRAME);
+      CReporter::Print("** %s data                                               **\n",
+                       stream.pProduct->szName);
+  CReporter::Line(FRAME);
 }

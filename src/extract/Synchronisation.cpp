@@ -1,9 +1,9 @@
 // Pairing of the pixels of the product streams: which streams take part in a record, and how they move on.
 
-#include <cstdio>
 #include <tuple>
 
 #include "extract/Extractor.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ void CExtractor::SelectSynchronous() {
   int64_t nOrbit = 0, nScanLine = 0, nFieldOfView = 0;
   const bool bSingle = m_nActive < 2;
   const bool bKey = bSingle || ProcessSoonest(&nOrbit, &nScanLine, &nFieldOfView);
-  if (!bKey) std::puts("pb calcul synchro");
+  if (!bKey) CReporter::Line("pb calcul synchro");
   for (int i = 0; i < PRODUCTS; ++i) {
     const Stream& stream = m_arStreams[i];
     const bool bTakesPart =

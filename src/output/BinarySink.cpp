@@ -1,8 +1,7 @@
 #include "output/BinarySink.h"
 
-#include <cstdio>
-
 #include "app/ConfigParam.h"
+#include "kernel/Reporter.h"
 
 namespace {
 /// Bytes of the header but for the lists of channels and kinds.
@@ -32,7 +31,7 @@ bool CBinarySink::PutHeader(CStreamWriter& writer, int nSatellite) {
   writer.WriteBinInt2(static_cast<short>(arCodes.size()));
   for (const int nCode : arCodes) writer.WriteBinInt4(nCode);
   if (writer.WriteBinInt4(nMarker) > 0) return true;
-  std::puts("ERROR: Unable to write header on file!");
+  CReporter::Line("ERROR: Unable to write header on file!");
   return false;
 }
 
@@ -41,7 +40,7 @@ bool CBinarySink::PutRecord(CStreamWriter& writer, const SRecordView& record) {
   writer.WriteBinInt4(m_nMarker);
   PutParts(writer, record);
   if (writer.WriteBinInt4(m_nMarker) > 0) return true;
-  std::puts("ERROR: write failure on output file");
+  CReporter::Line("ERROR: write failure on output file");
   return false;
 }
 

@@ -1,8 +1,7 @@
 #include "output/TextSink.h"
 
-#include <cstdio>
-
 #include "app/ConfigParam.h"
+#include "kernel/Reporter.h"
 
 CTextSink::CTextSink(const CConfigParam& config, const CChannelSelection& selection)
     : CFileSink(config, selection) {}
@@ -15,7 +14,7 @@ bool CTextSink::PutHeader(CStreamWriter& writer, int) {
   for (const CBlockPlans& plans : m_arPlans)
     plans.Block().bSpectrum ? m_spectra.WriteTextNames(writer) : plans.WriteTextNames(writer);
   if (writer.WriteText("\n") > 0) return true;
-  std::puts("Error: Unable to write header on file!");
+  CReporter::Line("Error: Unable to write header on file!");
   return false;
 }
 
