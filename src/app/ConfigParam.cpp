@@ -393,6 +393,7 @@ bool CConfigParam::L2Requested() const {
 
 CChannelSelection CConfigParam::Channels(int nLimit) const {
   std::vector<CChannelSelection::SRange> arRanges;
+  arRanges.reserve(arChannels.Count());
   for (int i = 0; i < arChannels.Count(); ++i) arRanges.push_back({arChannels[i]->nMin, arChannels[i]->nMax});
   return CChannelSelection(std::move(arRanges), nLimit);
 }

@@ -27,7 +27,7 @@ char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
   for (; i < nAhead; ++i) {
     // An address, for a row that is none may be asked for.
     const auto nRow = reinterpret_cast<uintptr_t>(pRows) + sizeof(SRow) * index(pRaw[i + AHEAD]);
-    __builtin_prefetch(reinterpret_cast<const void*>(nRow));
+    __builtin_prefetch(reinterpret_cast<const void*>(nRow));  // NOLINT(performance-no-int-to-ptr)
     pEnd = append(pRaw[i]);
   }
   for (; i < nCount; ++i) pEnd = append(pRaw[i]);

@@ -26,7 +26,8 @@ void CReporter::Print(const char* szFormat, ...) {
     const int nLength = std::vsnprintf(nullptr, 0, szFormat, arguments);
     std::string szText(static_cast<size_t>(nLength) + 1, 0);
     std::vsnprintf(szText.data(), szText.size(), szFormat, again);
-    *s_pCapture += szText.c_str();
+    szText.pop_back();
+    *s_pCapture += szText;
   } else {
     std::vprintf(szFormat, arguments);
   }
