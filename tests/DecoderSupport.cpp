@@ -132,9 +132,10 @@ double SLayoutRow::Expected(int nPixel, double fMissing) const {
 std::string SLayoutRow::Compare(int nPixels, bool bMayMiss) const {
   const int nRows = !Column() && !pSpectrum ? 0 : pPixels ? static_cast<int>(pPixels->size()) : nPixels;
   const double fMissing = pInts ? static_cast<double>(nMissing) : -777.0;
+  const double fUndecoded = pInts ? static_cast<double>(nUndecoded) : fMissing;
   for (int i = 0; i < nRows; ++i) {
     const double f = Stored(i), fExpected = Expected(pPixels ? (*pPixels)[i] : i, fMissing);
-    if (f == fExpected || (bMayMiss && f == fMissing)) continue;
+    if (f == fExpected || (bMayMiss && (f == fMissing || f == fUndecoded))) continue;
     return std::string(field.szName) + " " + std::to_string(field.nOccurrence) + " pixel " +
            std::to_string(i) + ": " + std::to_string(f) + " instead of " + std::to_string(fExpected);
   }
@@ -143,6 +144,10 @@ std::string SLayoutRow::Compare(int nPixels, bool bMayMiss) const {
 
 SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
   return {&column, nullptr, nFlag, nMissing};
+}
+
+SLayoutRow Work(const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
+  return {&column, nullptr, nFlag, nMissing, INT64_MIN};
 }
 
 SLayoutRow Real(const RealColumn& column, uint64_t nFlag) { return {nullptr, &column, nFlag}; }
@@ -207,10 +212,11 @@ std::vector<uint8_t> CLayoutTest::Encode(TRows& rows, int nPixels, int nTurn, bo
                                                  : nBase + (nSpan > 0 ? below(nSpan) : 0));
       if (nIncrement == 0 && bMisses) arRaw.assign(nPixels, CBUFREncoder::MISSING);
     }
-    if (bGiven || nIncrement == 0)
+    const int nGiven = bGiven ? rows[r].nIncrement : nIncrement;
+    if (nGiven == 0)
       encoder.Values(nWidth, arRaw);
     else
-      encoder.Values(nWidth, arRaw, nIncrement);
+      encoder.Values(nWidth, arRaw, nGiven);
   }
   return encoder.SectionData();
 }

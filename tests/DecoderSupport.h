@@ -75,12 +75,14 @@ struct SLayoutRow {
   const RealColumn* pReals = nullptr;
   uint64_t nFlag = 0;
   int64_t nMissing = -1;
+  int64_t nUndecoded = nMissing;
   double fFactor = 1;  // on what is stored
   int64_t nOffset = 0;
   const std::vector<int>* pPixels = nullptr;  // those that are kept; null: all
   const CSpectrum* pSpectrum = nullptr;
   STemplateField field = {};
   std::vector<int64_t> arRaw = {};
+  int nIncrement = 0;  // least width of the increments of given values
 
   const void* Column() const { return pInts ? static_cast<const void*>(pInts) : pReals; }
   /// "" when the first pixels have what was encoded (missing for a row that was not), else what is wrong.
@@ -93,6 +95,8 @@ struct SLayoutRow {
 using TRows = std::vector<SLayoutRow>;
 
 SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing = -1);
+/// A work column, which tells what was not decoded from what was missing.
+SLayoutRow Work(const IntColumn& column, uint64_t nFlag, int64_t nMissing);
 SLayoutRow Real(const RealColumn& column, uint64_t nFlag);
 /// The columns of families in turn: the first of each, the second of each and so on.
 TRows Reals(std::initializer_list<std::span<const RealColumn>> families, uint64_t nFlag);

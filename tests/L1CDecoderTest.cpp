@@ -48,10 +48,10 @@ class L1CDecoderTest : public CLayoutTest {
     places[25142].resize(CProdL1C::BANDS);
     for (int k = 0; k < CProdL1C::CLUSTERS * CProdL1C::AVHRR_CHANNELS; ++k) {
       places[5042].push_back(Int(p.AvhrrChannel[k], AVHRR));
-      places[25142].push_back(Int(p.AvhrrMeanExponent[k], AVHRR));
-      places[14047].push_back(Int(p.AvhrrMeanScaled[k], AVHRR));
-      places[25142].push_back(Int(p.AvhrrStdDevExponent[k], AVHRR, -700));
-      places[14048].push_back(Int(p.AvhrrStdDevScaled[k], AVHRR, -700));
+      places[25142].push_back(Work(p.AvhrrMeanExponent[k], AVHRR, -1));
+      places[14047].push_back(Work(p.AvhrrMeanScaled[k], AVHRR, -1));
+      places[25142].push_back(Work(p.AvhrrStdDevExponent[k], AVHRR, -700));
+      places[14048].push_back(Work(p.AvhrrStdDevScaled[k], AVHRR, -700));
     }
 
     TRows rows = LayoutRows(EKind::L1C, nLayout, places, nPixels);
@@ -317,6 +317,32 @@ TEST_F(L1CDecoderTest, AvhrrRadiancesKeepTheArchivesOddities) {
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(m_prod.AvhrrMeanRadiance[0][i], arMean[i]);
     EXPECT_EQ(m_prod.AvhrrStdDevRadiance[0][i], arDeviation[i]);
+  }
+}
+
+// What was decoded counts, whatever becomes of other elements: in the first channel the increments of the
+// channel numbers are too wide, in the last one the deviation is cut off in front of the last pixel.
+TEST_F(L1CDecoderTest, AvhrrRadiancesOfElementsThatAreThere) {
+  constexpr int LAST = CProdL1C::CLUSTERS * CProdL1C::AVHRR_CHANNELS - 1;
+  m_bKeepAll = true;
+  TRows rows = Rows(1, 3);
+  for (const int k : {0, LAST})
+    for (SLayoutRow& row : rows) {
+      if (row.pInts == &m_prod.AvhrrChannel[0]) row.arRaw = {1, 2, 3}, row.nIncrement = 7;
+      if (row.pInts == &m_prod.AvhrrMeanExponent[k]) row.arRaw = {4, MISSING, 5};
+      if (row.pInts == &m_prod.AvhrrMeanScaled[k]) row.arRaw = {100000, 100000, MISSING};
+      if (row.pInts == &m_prod.AvhrrStdDevExponent[k]) row.arRaw = {8, 8, 8};
+      if (row.pInts == &m_prod.AvhrrStdDevScaled[k]) row.arRaw = {MISSING, 50, 60}, row.nIncrement = 31;
+    }
+  auto arBytes = Encode(rows, 3, 3, false);
+  arBytes.pop_back();
+  EXPECT_FALSE(Decode(arBytes, 3, 1));
+  for (const int k : {0, LAST}) {
+    const double arMean[] = {10, 1e6, -777}, arDeviation[] = {-7e-6, 5e-7, k == 0 ? 6e-7 : -777};
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(m_prod.AvhrrMeanRadiance[k][i], arMean[i]) << k << " pixel " << i;
+      EXPECT_EQ(m_prod.AvhrrStdDevRadiance[k][i], arDeviation[i]) << k << " pixel " << i;
+    }
   }
 }
 

@@ -114,7 +114,8 @@ class CBUFRReader {
   bool Inside(int64_t bitPos, int64_t nBits) const { return bitPos + nBits <= int64_t{nDataSize} * 8; }
 
   int DecompressInt(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, int64_t nReference,
-                    int64_t* pOut, uint64_t nFlag, int64_t nMissing, int64_t* pConstant, bool* pbConstant);
+                    int64_t* pOut, uint64_t nFlag, int64_t nMissing, int64_t nUndecoded, int64_t* pConstant,
+                    bool* pbConstant);
   int DecompressFloat(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, int64_t nReference,
                       int nScale, double* pOut, uint64_t nFlag, double fMissing);
 
@@ -125,7 +126,7 @@ class CBUFRReader {
   int ReadHeader(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, SHeader& header) const;
   template <class TValue, class TConvert>
   int ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* pOut, uint64_t nFlag, TValue missing,
-                     TConvert convert);
+                     TValue undecoded, TConvert convert);
   int Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts, double* pReals);
   int DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex,
                  const SGather* pGather);

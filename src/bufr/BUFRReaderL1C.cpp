@@ -1,6 +1,7 @@
 #include "bufr/BUFRReaderL1C.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "kernel/BitRun.h"
 #include "kernel/PowerOfTen.h"
@@ -113,28 +114,29 @@ constexpr SElement CLUSTER[] = {
      Into<&P::AvhrrCPF>()},
 };
 
+/// In the place of an exponent or a mantissa that could not be decoded: no element has this value.
+constexpr int64_t UNDECODED = std::numeric_limits<int64_t>::min();
+
 constexpr SElement CLUSTER_CHANNEL[] = {
     {"0 05 042", "channel number", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrChannel>()},
-    {"0 25 142", "channel scale factor", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrMeanExponent>()},
-    {"0 14 047", "scaled mean AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR,
-     Into<&P::AvhrrMeanScaled>()},
+    {"0 25 142", "channel scale factor", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrMeanExponent>(),
+     CProd::DEFAULT_VALUE_M1, UNDECODED},
+    {"0 14 047", "scaled mean AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR, Into<&P::AvhrrMeanScaled>(),
+     CProd::DEFAULT_VALUE_M1, UNDECODED},
     {"0 25 142", "channel scale factor", INT, All(6), 0, 0, MISSING_AVHRR, Into<&P::AvhrrStdDevExponent>(),
-     CBUFRReaderL1C::DEFAULT_VALUE_SF},
+     CBUFRReaderL1C::DEFAULT_VALUE_SF, UNDECODED},
     {"0 14 048", "scaled standard deviation AVHRR radiance", INT, All(31), 0, 0, MISSING_AVHRR,
-     Into<&P::AvhrrStdDevScaled>(), CBUFRReaderL1C::DEFAULT_VALUE_SF},
+     Into<&P::AvhrrStdDevScaled>(), CBUFRReaderL1C::DEFAULT_VALUE_SF, UNDECODED},
 };
 
 /// Radiance of an AVHRR channel. The test of the mantissa against -1 and of the exponent against -700 is the
 /// same for the mean, whose exponent is -1 when missing, and for the deviation, whose mantissa is -700 then:
-/// both get through, as users of the archive know them. In a channel that did not decode as a whole they may
-/// stand for what was not decoded at all, and give no radiance.
-void ScaleAvhrr(bool bWhole, int nRows, const IntColumn& scaled, const IntColumn& exponent,
-                RealColumn& radiance) {
-  constexpr int64_t NONE = CBUFRReaderL1C::DEFAULT_VALUE_SF;
+/// both get through, as users of the archive know them. What was not decoded at all gives no radiance.
+void ScaleAvhrr(int nRows, const IntColumn& scaled, const IntColumn& exponent, RealColumn& radiance) {
   double* pOut = radiance.Write();
   for (int i = 0; i < nRows; ++i) {
-    const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && exponent[i] != NONE &&
-                        (bWhole || (scaled[i] != NONE && exponent[i] != CProd::DEFAULT_VALUE_M1));
+    const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && scaled[i] != UNDECODED &&
+                        exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF && exponent[i] != UNDECODED;
     pOut[i] = bValid ? static_cast<double>(scaled[i]) / PowerOfTen(exponent[i])
                      : static_cast<double>(CProd::DEFAULT_VALUE_M777);
   }
@@ -236,12 +238,11 @@ int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
   for (int i = 0; i < P::CLUSTERS; ++i) {
     nStatus &= DecodeLayout(CLUSTER, *pProd, bitPos, i, &gather);
     for (int j = i * P::AVHRR_CHANNELS; j < (i + 1) * P::AVHRR_CHANNELS; ++j) {
-      const int nWhole = DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, j, &gather);
-      ScaleAvhrr(nWhole, gather.nCount, pProd->AvhrrMeanScaled[j], pProd->AvhrrMeanExponent[j],
+      nStatus &= DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, j, &gather);
+      ScaleAvhrr(gather.nCount, pProd->AvhrrMeanScaled[j], pProd->AvhrrMeanExponent[j],
                  pProd->AvhrrMeanRadiance[j]);
-      ScaleAvhrr(nWhole, gather.nCount, pProd->AvhrrStdDevScaled[j], pProd->AvhrrStdDevExponent[j],
+      ScaleAvhrr(gather.nCount, pProd->AvhrrStdDevScaled[j], pProd->AvhrrStdDevExponent[j],
                  pProd->AvhrrStdDevRadiance[j]);
-      nStatus &= nWhole;
     }
   }
   return nStatus;

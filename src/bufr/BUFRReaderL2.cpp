@@ -5,13 +5,14 @@
 int CBUFRReaderL2::BUFRDecompressFieldOfView(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                              int64_t* pOut, uint64_t nFlag, int64_t nMissing,
                                              int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(L2_FOV, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant, pbConstant);
+  return DecompressInt(L2_FOV, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
+                       pbConstant);
 }
 
 int CBUFRReaderL2::BUFRDecompressIntTimes1000(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                               int64_t* pOut, uint64_t nFlag, int64_t nMissing,
                                               int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(L2_INT_X1000, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant,
+  return DecompressInt(L2_INT_X1000, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
                        pbConstant);
 }
 

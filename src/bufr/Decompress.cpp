@@ -63,7 +63,7 @@ int CBUFRReader::ReadHeader(const SDecompressVariant& variant, int64_t& bitPos, 
 /// the status 0.
 template <class TValue, class TConvert>
 int CBUFRReader::ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* pOut, uint64_t nFlag,
-                                TValue missing, TConvert convert) {
+                                TValue missing, TValue undecoded, TConvert convert) {
   constexpr int BLOCK = 256;
   const int nWidth = header.nIncrementWidth;
   const int64_t nAvailable = std::max<int64_t>(0, int64_t{nDataSize} * 8 - bitPos) / nWidth;
@@ -92,19 +92,19 @@ int CBUFRReader::ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* 
     bMissing |= bAny;
   }
   if (bMissing) nMissingFlags |= nFlag;
-  if (bBlankUndecoded) std::fill(pOut + nReadable, pOut + nSubsets, missing);
+  if (bBlankUndecoded) std::fill(pOut + nReadable, pOut + nSubsets, undecoded);
   bitPos += int64_t{nSubsets} * nWidth;
   return nReadable == nSubsets ? header.nStatus : 0;
 }
 
 int CBUFRReader::DecompressInt(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth,
                                int64_t nReference, int64_t* pOut, uint64_t nFlag, int64_t nMissing,
-                               int64_t* pConstant, bool* pbConstant) {
+                               int64_t nUndecoded, int64_t* pConstant, bool* pbConstant) {
   const int64_t nOffset = &variant == &L2_FOV ? -1 : 0;
   const int64_t nFactor = &variant == &L2_INT_X1000 ? 1000 : 1;
   SHeader header;
   if (!ReadHeader(variant, bitPos, nWidth, header)) {
-    if (bBlankUndecoded && pOut) std::fill_n(pOut, nSubsets, nMissing);
+    if (bBlankUndecoded && pOut) std::fill_n(pOut, nSubsets, nUndecoded);
     return 0;
   }
   const int64_t nBase = header.nReferenceValue + nReference;
@@ -114,7 +114,7 @@ int CBUFRReader::DecompressInt(const SDecompressVariant& variant, int64_t& bitPo
   }
   if (header.nIncrementWidth > 0) {
     if (pbConstant) *pbConstant = false;
-    return ReadIncrements(bitPos, header, pOut, nFlag, nMissing,
+    return ReadIncrements(bitPos, header, pOut, nFlag, nMissing, nUndecoded,
                           [=](int64_t nIncrement) { return (nBase + nIncrement + nOffset) * nFactor; });
   }
   // A constant is handed out as the 32-bit sum, before the conversion of the variant.
@@ -148,7 +148,8 @@ int CBUFRReader::DecompressFloat(const SDecompressVariant& variant, int64_t& bit
   const auto convert = [=](int64_t nIncrement) {
     return static_cast<double>(nBase + nIncrement) / fDivisor * fFactor;
   };
-  if (header.nIncrementWidth > 0) return ReadIncrements(bitPos, header, pOut, nFlag, fMissing, convert);
+  if (header.nIncrementWidth > 0)
+    return ReadIncrements(bitPos, header, pOut, nFlag, fMissing, fMissing, convert);
   if (header.bMissing) nMissingFlags |= nFlag;
   std::fill_n(pOut, nSubsets, header.bMissing ? fMissing : convert(0));
   return header.nStatus;
@@ -156,7 +157,8 @@ int CBUFRReader::DecompressFloat(const SDecompressVariant& variant, int64_t& bit
 
 int CBUFRReader::BUFRDecompressInt(int64_t& bitPos, int64_t nWidth, int64_t nReference, int64_t* pOut,
                                    uint64_t nFlag, int64_t nMissing, int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(PLAIN_INT, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant, pbConstant);
+  return DecompressInt(PLAIN_INT, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
+                       pbConstant);
 }
 
 int CBUFRReader::BUFRDecompressFloat(int64_t& bitPos, int64_t nWidth, int64_t nReference, int nScale,
@@ -175,8 +177,8 @@ int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, in
   const SDecompressVariant& variant = element.eCall == ECall::INT   ? PLAIN_INT
                                       : element.eCall == ECall::FOV ? L2_FOV
                                                                     : L2_INT_X1000;
-  return DecompressInt(variant, bitPos, nWidth, element.nReference, pInts, nFlag, element.nMissing, nullptr,
-                       nullptr);
+  return DecompressInt(variant, bitPos, nWidth, element.nReference, pInts, nFlag, element.nMissing,
+                       element.nUndecoded, nullptr, nullptr);
 }
 
 int CBUFRReader::DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex,
@@ -229,7 +231,7 @@ void CBUFRReader::BlankLayout(TLayout layout, CProd& prod, int nFrom, int nTo) c
   if (!bBlankUndecoded) return;
   for (const SElement& element : layout) {
     for (int i = nFrom; i < nTo; ++i) {
-      if (element.target.pInts) element.target.pInts(prod, i)->SetMissing(element.nMissing);
+      if (element.target.pInts) element.target.pInts(prod, i)->SetMissing(element.nUndecoded);
       if (element.target.pReals)
         element.target.pReals(prod, i)->SetMissing(static_cast<double>(CProd::DEFAULT_VALUE_M777));
     }

@@ -56,7 +56,8 @@ struct SElement {
   int nScale;      // decimal scale: value = (packed + reference) / 10^scale
   uint64_t nFlag;  // missing-data flag
   STarget target;
-  int64_t nMissing = -1;  // of integers; reals are -777.0
+  int64_t nMissing = -1;          // of integers; reals are -777.0
+  int64_t nUndecoded = nMissing;  // what stands in a column of integers where nothing could be decoded
 };
 
 using TLayout = std::span<const SElement>;
