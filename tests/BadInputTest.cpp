@@ -188,6 +188,26 @@ TEST(BadInput, ManySubsetsInTinyMessages) {
   }
 }
 
+// A section 3 of 16 megabytes in front of sound data takes little more than its bytes.
+TEST(BadInput, ManyDescriptors) {
+  const auto arPixels = TestPixels(2);
+  const STestMessage whole = TestMessage(EKind::TRG, arPixels);
+  constexpr int SECTION = 16'777'215;
+  CBUFREncoder encoder = TestEncoder(EKind::TRG, arPixels);
+  encoder.nForceSection3Length = SECTION;
+  std::string szMany = encoder.Message();
+  const std::string szEmpty = EmptyEncoder(EKind::TRG, arPixels).Message();
+  const size_t nSection3 = 8 + 22, nSection4 = szEmpty.size() - 8;  // where they begin
+  szMany.insert(nSection3 + 7, nSection3 + SECTION - nSection4, '\0');
+  CTestTree tree;
+  tree.Add(EKind::TRG, szMany + whole.szBytes);
+  const STreeRun run = tree.Run(Options(EKind::TRG));
+  ExpectGood(run);
+  const std::string szRecords = Alone(EKind::TRG, whole.szBytes);
+  EXPECT_TRUE(Records(tree.Output()) == szRecords + szRecords);
+  EXPECT_LT(run.nMegabytes, MEASURED ? 64 : 1 << 20);
+}
+
 // Every bit of sections 0 to 3, and the message cut at every place: the run ends, and what stands before
 // comes out.
 TEST(BadInput, FlippedBitsAndCutMessages) {

@@ -34,7 +34,7 @@ SMessage Taken(int nResult, const CBUFRReader& r) {
            r.nLocalTableVersion, r.nYear, r.nMonth, r.nDay, r.nHour, r.nMinute, r.nSection2Length,
            r.nSection3Length, r.nSubsets, r.bObserved, r.bCompressed, r.nSection4Length, r.nDataSize);
   for (int i = 0; i < r.descriptors.Count(); ++i) {
-    const CBUFRDescriptor& d = *r.descriptors[i];
+    const CBUFRDescriptor d = r.descriptors[i];
     message.arDescriptors.push_back(d.nF << 14 | d.nX << 8 | d.nY);
   }
   if (r.nDataSize > 0) message.szData.assign(reinterpret_cast<const char*>(r.pData.get()), r.nDataSize);

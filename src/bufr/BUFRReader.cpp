@@ -97,11 +97,7 @@ void CBUFRReader::ReadSection3() {
   bObserved = (nFlags & 128) != 0;
   bCompressed = (nFlags & 64) != 0;
   const int nCount = (nSection3Length - 7) / 2;
-  for (int i = 0; i < nCount; ++i) {
-    uint8_t arn[2];
-    if (stream.Read(2, reinterpret_cast<char*>(arn)) < 2) return;
-    descriptors.Add(new CBUFRDescriptor(arn[0] >> 6, arn[0] & 0x3F, arn[1]));
-  }
+  if (!descriptors.Read(stream, nCount)) return;
   const int nFiller = nSection3Length - 7 - 2 * nCount;
   if (nFiller > 0) stream.Skip(nFiller);
 }
@@ -126,7 +122,7 @@ void CBUFRReader::FindDataVersion(int64_t nDateTime) {
     nDataVersion = pSwitch == std::end(SWITCHES) ? 0 : pSwitch->nVersion;
     return;
   }
-  const CBUFRDescriptor& only = *descriptors[0];
+  const CBUFRDescriptor only = descriptors[0];
   nDataVersion = only == CBUFRDescriptor(3, 40, 7) ? 2 : only == CBUFRDescriptor(3, 40, 1) ? 1 : 0;
   if (nDataVersion > 0 && nDataVersion != nPrevious) std::printf("day%d", nDataVersion);
 }

@@ -5,8 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/ObjArray.h"
-#include "bufr/BUFRDescriptor.h"
+#include "bufr/DescriptorList.h"
 #include "bufr/Element.h"
 #include "bufr/StreamReader.h"
 
@@ -61,7 +60,7 @@ class CBUFRReader {
 
   int nDataVersion = 0;  // layout version of the current message, 0 to 8
   CStreamReader stream;
-  TObjArray<CBUFRDescriptor> descriptors;
+  CDescriptorList descriptors;
   char szStart[5] = {};
   int nTotalLength = 0;
   int nEdition = 0;

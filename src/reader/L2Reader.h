@@ -26,9 +26,7 @@ class TL2Reader : public CReader {
   CBUFRReader& Decoder() override { return m_decoder; }
 
   bool AcceptMessage(const SRead&) override {
-    const auto& descriptors = m_decoder.descriptors;
-    const bool bKind =
-        descriptors.Count() > 0 && *descriptors[descriptors.Count() - 1] == TKind::LastDescriptor();
+    const bool bKind = m_decoder.descriptors.EndsWith(TKind::LastDescriptor());
     const bool bData = m_decoder.nDataSize > 0;
     if (bData && (bKind || !TKind::CHECK_KIND)) return true;
     if (!bData) std::fputs("\nProbleme taille message BUFR", stdout);
