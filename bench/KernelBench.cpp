@@ -42,7 +42,7 @@ struct SMessage {
     prod.InitFirstL1(decoder.nSubsets, CBUFRReaderL1C::CHANNELS);
     decoder.InterpretFirstLevel(&prod);
     std::fill_n(prod.KeepPixel.Write(), PIXELS, uint8_t{1});
-    prod.InitKept(false);
+    prod.InitKept();
     decoder.UpdateL1Spectrum(&prod, arMask.data());
   }
 };

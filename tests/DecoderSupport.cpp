@@ -120,7 +120,7 @@ void CPlainDecoder::Decode(const SAsked& asked, SAnswer& answer) const {
 
 double SLayoutRow::Stored(int nRow) const {
   if (pSpectrum) return pSpectrum->At(nRow, pSpectrum->Column(field.nOccurrence));
-  return pInts ? static_cast<double>((*pInts)[nRow]) : (*pReals)[nRow];
+  return pInts ? static_cast<double>(pInts->Values()[nRow]) : pReals->Values()[nRow];
 }
 
 double SLayoutRow::Expected(int nPixel, double fMissing) const {
@@ -129,12 +129,13 @@ double SLayoutRow::Expected(int nPixel, double fMissing) const {
   return fValue / std::pow(10.0, pInts ? 0 : field.nScale) * fFactor;
 }
 
-std::string SLayoutRow::Compare(int nPixels, bool bMayMiss) const {
-  const int nRows = !Column() && !pSpectrum ? 0 : pPixels ? static_cast<int>(pPixels->size()) : nPixels;
+std::string SLayoutRow::Compare(const CProd& prod, int nPixels, bool bMayMiss) const {
+  const auto& arKept = prod.Kept();
+  const int nRows = !Column() && !pSpectrum ? 0 : bKept ? static_cast<int>(arKept.size()) : nPixels;
   const double fMissing = pInts ? static_cast<double>(nMissing) : -777.0;
   const double fUndecoded = pInts ? static_cast<double>(nUndecoded) : fMissing;
   for (int i = 0; i < nRows; ++i) {
-    const double f = Stored(i), fExpected = Expected(pPixels ? (*pPixels)[i] : i, fMissing);
+    const double f = Stored(i), fExpected = Expected(bKept ? arKept[i] : i, fMissing);
     if (f == fExpected || (bMayMiss && (f == fMissing || f == fUndecoded))) continue;
     return std::string(field.szName) + " " + std::to_string(field.nOccurrence) + " pixel " +
            std::to_string(i) + ": " + std::to_string(f) + " instead of " + std::to_string(fExpected);
@@ -142,21 +143,10 @@ std::string SLayoutRow::Compare(int nPixels, bool bMayMiss) const {
   return "";
 }
 
-SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
-  return {&column, nullptr, nFlag, nMissing};
-}
-
-SLayoutRow Work(const IntColumn& column, uint64_t nFlag, int64_t nMissing) {
-  return {&column, nullptr, nFlag, nMissing, INT64_MIN};
-}
-
-SLayoutRow Real(const RealColumn& column, uint64_t nFlag) { return {nullptr, &column, nFlag}; }
-
-TRows Reals(std::initializer_list<std::span<const RealColumn>> families, uint64_t nFlag) {
-  TRows rows;
-  for (size_t i = 0; i < families.begin()->size(); ++i)
-    for (const auto& family : families) rows.push_back(Real(family[i], nFlag));
-  return rows;
+SLayoutRow Work(const KeptIntColumn& column, uint64_t nFlag, int64_t nMissing) {
+  SLayoutRow row = Int(column, nFlag, nMissing);
+  row.nUndecoded = INT64_MIN;
+  return row;
 }
 
 TPlaces CommonPlaces(const CProd& p) {
@@ -234,13 +224,13 @@ std::string CLayoutTest::Compare(const TRows& rows, int nPixels, bool bMayMiss) 
   std::set<const void*> filled;
   for (const SLayoutRow& row : rows) {
     filled.insert(row.Column());
-    if (szWrong.empty()) szWrong = row.Compare(nPixels, bMayMiss);
+    if (szWrong.empty()) szWrong = row.Compare(Record(), nPixels, bMayMiss);
   }
   for (size_t i = 0; m_arAllVersions.size() < m_arVersions.size(); ++i)
     m_arAllVersions.push_back(Rows(m_arVersions[i], 1));
   for (const TRows& others : m_arAllVersions)
     for (const SLayoutRow& row : others)
-      if (szWrong.empty() && filled.count(row.Column()) == 0) szWrong = row.Compare(nPixels, false);
+      if (szWrong.empty() && filled.count(row.Column()) == 0) szWrong = row.Compare(Record(), nPixels, false);
   return szWrong;
 }
 

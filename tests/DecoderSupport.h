@@ -71,14 +71,14 @@ class CPlainDecoder {
 /// One element of a layout and where its values go, a column of the record at hand or a channel of its
 /// spectrum (none: they are not kept), with what was encoded last.
 struct SLayoutRow {
-  const IntColumn* pInts = nullptr;
-  const RealColumn* pReals = nullptr;
+  const TColumn<int64_t>* pInts = nullptr;
+  const TColumn<double>* pReals = nullptr;
   uint64_t nFlag = 0;
   int64_t nMissing = -1;
   int64_t nUndecoded = nMissing;
   double fFactor = 1;  // on what is stored
   int64_t nOffset = 0;
-  const std::vector<int>* pPixels = nullptr;  // those that are kept; null: all
+  bool bKept = false;  // of kept pixels only
   const CSpectrum* pSpectrum = nullptr;
   STemplateField field = {};
   std::vector<int64_t> arRaw = {};
@@ -86,7 +86,7 @@ struct SLayoutRow {
 
   const void* Column() const { return pInts ? static_cast<const void*>(pInts) : pReals; }
   /// "" when the first pixels have what was encoded (missing for a row that was not), else what is wrong.
-  std::string Compare(int nPixels, bool bMayMiss) const;
+  std::string Compare(const CProd& prod, int nPixels, bool bMayMiss) const;
 
  private:
   double Stored(int nRow) const;
@@ -94,12 +94,28 @@ struct SLayoutRow {
 };
 using TRows = std::vector<SLayoutRow>;
 
-SLayoutRow Int(const IntColumn& column, uint64_t nFlag, int64_t nMissing = -1);
+template <class TIndex>
+SLayoutRow Int(const TIndexedColumn<int64_t, TIndex>& column, uint64_t nFlag, int64_t nMissing = -1) {
+  SLayoutRow row = {&column, nullptr, nFlag, nMissing};
+  row.bKept = column.KEPT;
+  return row;
+}
 /// A work column, which tells what was not decoded from what was missing.
-SLayoutRow Work(const IntColumn& column, uint64_t nFlag, int64_t nMissing);
-SLayoutRow Real(const RealColumn& column, uint64_t nFlag);
+SLayoutRow Work(const KeptIntColumn& column, uint64_t nFlag, int64_t nMissing);
+template <class TIndex>
+SLayoutRow Real(const TIndexedColumn<double, TIndex>& column, uint64_t nFlag) {
+  SLayoutRow row = {nullptr, &column, nFlag};
+  row.bKept = column.KEPT;
+  return row;
+}
 /// The columns of families in turn: the first of each, the second of each and so on.
-TRows Reals(std::initializer_list<std::span<const RealColumn>> families, uint64_t nFlag);
+template <class TColumnType>
+TRows Reals(std::initializer_list<std::span<const TColumnType>> families, uint64_t nFlag) {
+  TRows rows;
+  for (size_t i = 0; i < families.begin()->size(); ++i)
+    for (const auto& family : families) rows.push_back(Real(family[i], nFlag));
+  return rows;
+}
 
 /// Where elements go: for a descriptor its occurrences in order. The others are not kept.
 using TPlaces = std::map<int, TRows>;
@@ -119,6 +135,7 @@ class CLayoutTest : public testing::Test {
   explicit CLayoutTest(std::vector<int> arVersions) : m_arVersions(std::move(arVersions)) {}
 
   virtual CBUFRReader& Reader() = 0;
+  virtual const CProd& Record() const = 0;
   virtual TRows Rows(int nVersion, int nPixels) const = 0;
   /// Decodes all of what the reader holds; false when it could not.
   virtual bool DecodeAll(int nPixels) = 0;

@@ -23,6 +23,7 @@ class L1CDecoderTest : public CLayoutTest {
   ~L1CDecoderTest() override { SetWideKernels(true); }
 
   CBUFRReader& Reader() override { return m_reader; }
+  const CProd& Record() const override { return m_prod; }
 
   /// All channels in their order, in five bands with exponents 5 to 9.
   TRows Rows(int nLayout, int nPixels) const override {
@@ -41,12 +42,12 @@ class L1CDecoderTest : public CLayoutTest {
     places[40019] = {Real(p.VarianceIIS, 0)};
     places[40021] = {Int(p.SnowFraction, FRACTIONS)};
     places[25051] = {Int(p.AvhrrChannelCombination, AVHRR)};
-    places[5060] = Reals({p.AvhrrYAP}, AVHRR);
-    places[5061] = Reals({p.AvhrrZAP}, AVHRR);
-    for (const IntColumn& column : p.AvhrrCPF) places[25085].push_back(Int(column, AVHRR));
+    places[5060] = Reals<KeptRealColumn>({p.AvhrrYAP}, AVHRR);
+    places[5061] = Reals<KeptRealColumn>({p.AvhrrZAP}, AVHRR);
+    for (const KeptIntColumn& column : p.AvhrrCPF) places[25085].push_back(Int(column, AVHRR));
     places[5042].resize(SAMPLES);
     places[25142].resize(CProdL1C::BANDS);
-    for (int k = 0; k < CProdL1C::CLUSTERS * CProdL1C::AVHRR_CHANNELS; ++k) {
+    for (int k = 0; k < CProdL1C::CLUSTER_CHANNELS; ++k) {
       places[5042].push_back(Int(p.AvhrrChannel[k], AVHRR));
       places[25142].push_back(Work(p.AvhrrMeanExponent[k], AVHRR, -1));
       places[14047].push_back(Work(p.AvhrrMeanScaled[k], AVHRR, -1));
@@ -59,11 +60,10 @@ class L1CDecoderTest : public CLayoutTest {
     int nBandElements = 0;
     for (SLayoutRow& row : rows) {
       const auto [nFXY, n] = std::pair(row.field.nFXY, row.field.nOccurrence);
-      if (row.nFlag == AVHRR) row.pPixels = &p.Kept();
       if (nFXY == 5042 && !row.Column()) row.arRaw.assign(nPixels, n);
       if (nFXY == 14046) {
         row.pSpectrum = &p.Spectrum;
-        row.pPixels = &p.Kept();
+        row.bKept = true;
         row.nFlag = SPECTRUM;
         row.field.nScale = 5 + (n - 1) / 1740;
       }
@@ -81,7 +81,7 @@ class L1CDecoderTest : public CLayoutTest {
     m_prod.InitFirstL1(nPixels, SAMPLES);
     for (int i = 0; i < nPixels; ++i) m_prod.KeepPixel.Write()[i] = bAll || Below(2);
     m_prod.KeepPixel.Write()[nPixels - 1] = 1;
-    m_prod.InitKept(true);
+    m_prod.InitKept();
   }
 
   bool DecodeAll(int nPixels) override {
@@ -104,12 +104,12 @@ TEST_F(L1CDecoderTest, CutMessagesShowNothingOfTheOneBefore) { ExpectCutMessages
 
 TEST_F(L1CDecoderTest, OtherLayoutsFailWithTheirHeaderDecoded) {
   TRows rows = Rows(1, 3);
-  std::erase_if(rows, [](const SLayoutRow& row) { return row.pPixels || row.field.nFXY == 33060; });
+  std::erase_if(rows, [](const SLayoutRow& row) { return row.bKept || row.field.nFXY == 33060; });
   const auto arBytes = Encode(rows, 3, 9, true);
   for (const int nLayout : {0, 3, 8}) {
     Decode(arBytes, 3, nLayout);
     EXPECT_EQ(m_reader.InterpretFirstLevel(&m_prod), 0);
-    for (const SLayoutRow& row : rows) EXPECT_EQ(row.Compare(3, false), "");
+    for (const SLayoutRow& row : rows) EXPECT_EQ(row.Compare(m_prod, 3, false), "");
     EXPECT_EQ(m_prod.DayVersion, nLayout);
   }
   LoadData(m_reader, std::vector<uint8_t>(4000), 3, 2);
@@ -126,8 +126,8 @@ struct SPlainSpectrum {
   std::string szText;
   std::vector<std::vector<double>> arRadiance;  // [pixel][channel - 1]
 
-  SPlainSpectrum(const std::vector<uint8_t>& arBytes, int64_t nSpectrum, int nPixels,
-                 const TColumn<uint8_t>& keep, const std::vector<char>& arSelection, int nChannels)
+  SPlainSpectrum(const std::vector<uint8_t>& arBytes, int64_t nSpectrum, int nPixels, const FlagColumn& keep,
+                 const std::vector<char>& arSelection, int nChannels)
       : arRadiance(nPixels, std::vector<double>(nChannels, -777.0)), plain(arBytes, nPixels, true) {
     answer.bitPos = nSpectrum;
     const auto decode = [&](int nWidth, int64_t nReference, uint64_t nFlag, int64_t nMissing,
@@ -292,7 +292,7 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
     ASSERT_EQ(m_reader.nLastMissingChannel, expected.nLastMissingChannel) << "trial " << nTrial;
     std::vector<double> arRow(m_prod.Spectrum.Columns());
     for (const int nPixel : m_prod.Kept()) {
-      m_prod.Spectrum.Row(m_prod.KeptRow(nPixel), 0, m_prod.Spectrum.Columns(), arRow.data());
+      m_prod.Spectrum.Row(m_prod.KeptRow(nPixel).nRow, 0, m_prod.Spectrum.Columns(), arRow.data());
       for (int i = 0; i < m_prod.Spectrum.Columns(); ++i) {
         const double fExpected = expected.arRadiance[nPixel][m_prod.Spectrum.Channel(i) - 1];
         ASSERT_EQ(arRow[i], fExpected) << "trial " << nTrial << " pixel " << nPixel << " column " << i;
@@ -315,15 +315,15 @@ TEST_F(L1CDecoderTest, AvhrrRadiancesKeepTheArchivesOddities) {
                            -777.0};                          // a missing exponent passes for -1
   const double arDeviation[] = {0.5, -7.0, -777.0, -777.0};  // a missing deviation for -700
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(m_prod.AvhrrMeanRadiance[0][i], arMean[i]);
-    EXPECT_EQ(m_prod.AvhrrStdDevRadiance[0][i], arDeviation[i]);
+    EXPECT_EQ(m_prod.AvhrrMeanRadiance[0][SKeptRow(i)], arMean[i]);
+    EXPECT_EQ(m_prod.AvhrrStdDevRadiance[0][SKeptRow(i)], arDeviation[i]);
   }
 }
 
 // What was decoded counts, whatever becomes of other elements: in the first channel the increments of the
 // channel numbers are too wide, in the last one the deviation is cut off in front of the last pixel.
 TEST_F(L1CDecoderTest, AvhrrRadiancesOfElementsThatAreThere) {
-  constexpr int LAST = CProdL1C::CLUSTERS * CProdL1C::AVHRR_CHANNELS - 1;
+  constexpr int LAST = CProdL1C::CLUSTER_CHANNELS - 1;
   m_bKeepAll = true;
   TRows rows = Rows(1, 3);
   for (const int k : {0, LAST})
@@ -340,8 +340,8 @@ TEST_F(L1CDecoderTest, AvhrrRadiancesOfElementsThatAreThere) {
   for (const int k : {0, LAST}) {
     const double arMean[] = {10, 1e6, -777}, arDeviation[] = {-7e-6, 5e-7, k == 0 ? 6e-7 : -777};
     for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(m_prod.AvhrrMeanRadiance[k][i], arMean[i]) << k << " pixel " << i;
-      EXPECT_EQ(m_prod.AvhrrStdDevRadiance[k][i], arDeviation[i]) << k << " pixel " << i;
+      EXPECT_EQ(m_prod.AvhrrMeanRadiance[k][SKeptRow(i)], arMean[i]) << k << " pixel " << i;
+      EXPECT_EQ(m_prod.AvhrrStdDevRadiance[k][SKeptRow(i)], arDeviation[i]) << k << " pixel " << i;
     }
   }
 }

@@ -52,8 +52,8 @@ TPlaces HeaderPlaces(EKind eKind, int nVersion, const CProdL2& p) {
 }
 
 void AddProduct(TPlaces& places, const CProdL2ems& p) {
-  places[2153] = Reals({p.Frequency}, SURFACE);
-  places[14050] = Reals({p.Emissivity}, SURFACE);
+  places[2153] = Reals<RealColumn>({p.Frequency}, SURFACE);
+  places[14050] = Reals<RealColumn>({p.Emissivity}, SURFACE);
 }
 
 void AddProduct(TPlaces& places, const CProdL2trg& p) {
@@ -64,15 +64,15 @@ void AddProduct(TPlaces& places, const CProdL2trg& p) {
 }
 
 void AddProduct(TPlaces& places, const CProdL2ozo& p) {
-  places[7004] = Reals({p.LayerTopPressure, p.LayerBottomPressure}, OZONE);
-  places[15020] = Reals({p.IntegratedO3Density}, OZONE);
+  places[7004] = Reals<RealColumn>({p.LayerTopPressure, p.LayerBottomPressure}, OZONE);
+  places[15020] = Reals<RealColumn>({p.IntegratedO3Density}, OZONE);
 }
 
 void AddProduct(TPlaces& places, const CProdL2clp& p) {
   places[8003] = {Int(p.VerticalSignificance, CLOUDS)};
-  places[7004] = Reals({p.Pressure}, CLOUDS);
-  places[12101] = Reals({p.Temperature}, CLOUDS);
-  places[20081] = Reals({p.CloudAmountInSegment}, CLOUDS);
+  places[7004] = Reals<RealColumn>({p.Pressure}, CLOUDS);
+  places[12101] = Reals<RealColumn>({p.Temperature}, CLOUDS);
+  places[20081] = Reals<RealColumn>({p.CloudAmountInSegment}, CLOUDS);
   for (const IntColumn& column : p.CloudPhase) places[20056].push_back(Int(column, CLOUDS));
 }
 
@@ -82,10 +82,10 @@ void AddProduct(TPlaces& places, const CProdL2twt& p, size_t nLevels) {
   places[8022] = {Int(p.NumberOfObservations1, PROFILES), Int(p.NumberOfObservations2, PROFILES)};
   places[12061] = {Real(p.SkinTemperature, PROFILES)};
   places[31001] = {Int(p.PTCount, PROFILES), Int(p.PMRCount, PROFILES)};
-  places[7004] = Reals({std::span(p.PTPressure).first(nLevels)}, PROFILES);
+  places[7004] = Reals<RealColumn>({std::span(p.PTPressure).first(nLevels)}, PROFILES);
   for (const RealColumn& column : p.PMRPressure) places[7004].push_back(Real(column, PROFILES));
-  places[12101] = Reals({p.PTTemperature}, PROFILES);
-  places[13002] = Reals({p.PMRMixingRatio}, PROFILES);
+  places[12101] = Reals<RealColumn>({p.PTTemperature}, PROFILES);
+  places[13002] = Reals<RealColumn>({p.PMRMixingRatio}, PROFILES);
 }
 
 template <EKind eKind, class TRecord, class TReader, void (TRecord::*pInit)(int)>
@@ -104,6 +104,7 @@ class L2DecoderTest : public CLayoutTest {
   }
 
   CBUFRReader& Reader() override { return m_reader; }
+  const CProd& Record() const override { return m_prod; }
 
   TRows Rows(int nVersion, int nPixels) const override {
     constexpr EKind KIND = TKind::KIND;

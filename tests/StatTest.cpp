@@ -214,7 +214,8 @@ TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
   for (const auto& [arLayers, fWanted] : arCases) {
     CProdL2ozo prod;
     prod.InitFirstL2ozo(2);
-    prod.EachColumn([](auto& column) { column.SetMissing(-777); });
+    for (auto* p : {&prod.LayerTopPressure, &prod.LayerBottomPressure, &prod.IntegratedO3Density})
+      for (auto& column : *p) column.SetMissing(-777);
     for (RealColumn* pColumn : {&prod.Latitude, &prod.Longitude}) std::fill_n(pColumn->Write(), 2, 1.0);
     for (size_t i = 0; i < arLayers.size(); ++i) {
       prod.LayerTopPressure[i].Write()[1] = arLayers[i].fTop;

@@ -132,13 +132,14 @@ constexpr SElement CLUSTER_CHANNEL[] = {
 /// Radiance of an AVHRR channel. The test of the mantissa against -1 and of the exponent against -700 is the
 /// same for the mean, whose exponent is -1 when missing, and for the deviation, whose mantissa is -700 then:
 /// both get through, as users of the archive know them. What was not decoded at all gives no radiance.
-void ScaleAvhrr(int nRows, const IntColumn& scaled, const IntColumn& exponent, RealColumn& radiance) {
+void ScaleAvhrr(int nRows, const KeptIntColumn& scaledColumn, const KeptIntColumn& exponentColumn,
+                KeptRealColumn& radiance) {
+  const int64_t *scaled = scaledColumn.Values(), *exponent = exponentColumn.Values();
   double* pOut = radiance.Write();
   for (int i = 0; i < nRows; ++i) {
     const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && scaled[i] != UNDECODED &&
                         exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF && exponent[i] != UNDECODED;
-    pOut[i] = bValid ? static_cast<double>(scaled[i]) / PowerOfTen(exponent[i])
-                     : static_cast<double>(CProd::DEFAULT_VALUE_M777);
+    pOut[i] = bValid ? static_cast<double>(scaled[i]) / PowerOfTen(exponent[i]) : CProd::DEFAULT_VALUE_REAL;
   }
 }
 
@@ -262,9 +263,9 @@ int CBUFRReaderL1C::DecodeBands(CProdL1C& prod, int64_t& bitPos) {
     int64_t* pEnd = prod.ScaleBandEndChannel[i].Write();
     double* pFactor = prod.ScaleBandFactor[i].Write();
     for (int j = 0; j < nRows; ++j) {
-      const int64_t nExponent = prod.ScaleBandExponent[i][j];
+      const int64_t nExponent = prod.ScaleBandExponent[i][SKeptRow(j)];
       const bool bMissing = !bBand || nExponent == DEFAULT_VALUE_SF;
-      pFactor[j] = bMissing ? static_cast<double>(CProd::DEFAULT_VALUE_M777) : PowerOfTen(nExponent);
+      pFactor[j] = bMissing ? CProd::DEFAULT_VALUE_REAL : PowerOfTen(nExponent);
       if (bMissing) pStart[j] = pEnd[j] = CProd::DEFAULT_VALUE_M1;
     }
   }
@@ -275,7 +276,7 @@ bool CBUFRReaderL1C::BandsAgree(const CProdL1C& prod) {
   const int nRows = static_cast<int>(prod.Kept().size());
   const auto same = [nRows](const auto& column) {
     for (int i = 1; i < nRows; ++i)
-      if (column[i] != column[0]) return false;
+      if (column.Values()[i] != column.Values()[0]) return false;
     return true;
   };
   for (int i = 0; i < P::BANDS; ++i)
@@ -285,10 +286,10 @@ bool CBUFRReaderL1C::BandsAgree(const CProdL1C& prod) {
   return true;
 }
 
-int CBUFRReaderL1C::FindBand(const SPass& pass, int nRow, int64_t nChannel) {
+int CBUFRReaderL1C::FindBand(const SPass& pass, SKeptRow row, int64_t nChannel) {
   const auto holds = [&](int nBand) {
-    return pass.prod.ScaleBandStartChannel[nBand][nRow] <= nChannel &&
-           nChannel <= pass.prod.ScaleBandEndChannel[nBand][nRow];
+    return pass.prod.ScaleBandStartChannel[nBand][row] <= nChannel &&
+           nChannel <= pass.prod.ScaleBandEndChannel[nBand][row];
   };
   // Bands may overlap: the one found last is tried first, then those behind it, then all.
   for (int i = pass.nLastBand; i < P::BANDS; ++i)
@@ -338,10 +339,10 @@ bool CBUFRReaderL1C::DecodeSelected(SPass& pass, const SSample& sample) {
                                    : !bMissing || std::any_of(pSlot, pSlot + nRows,
                                                               [](int32_t n) { return n != RAW_MISSING; });
   if (bValues) {
-    const int nBand = FindBand(pass, 0, nChannel);
+    const int nBand = FindBand(pass, SKeptRow(0), nChannel);
     if (nBand < 0) return false;
     pass.nLastBand = nBand;
-    fDivisor = prod.ScaleBandFactor[nBand][0];
+    fDivisor = prod.ScaleBandFactor[nBand][SKeptRow(0)];
   }
   if (bMissing && !(nMissingFlags & MISSING_SPECTRUM)) {
     nMissingFlags |= MISSING_SPECTRUM;
@@ -387,19 +388,19 @@ void CBUFRReaderL1C::Store(SPass& pass, int nPixel, int64_t nChannel, int64_t nR
     return;
   }
   if (!prod.KeepPixel[nPixel]) return;
-  const int nRow = prod.KeptRow(nPixel);
-  double fValue = nRaw == DEFAULT_VALUE_IRD ? static_cast<double>(CProd::DEFAULT_VALUE_M777) : 0.0;
+  const SKeptRow row = prod.KeptRow(nPixel);
+  double fValue = nRaw == DEFAULT_VALUE_IRD ? CProd::DEFAULT_VALUE_REAL : 0.0;
   if (bScale) {
-    const int nBand = FindBand(pass, nRow, nChannel);
+    const int nBand = FindBand(pass, row, nChannel);
     if (nBand < 0) {
       pass.nStatus = 0;
       return;
     }
     pass.nLastBand = nBand;
-    fValue = static_cast<double>(nRaw) / prod.ScaleBandFactor[nBand][nRow];
+    fValue = static_cast<double>(nRaw) / prod.ScaleBandFactor[nBand][row];
   }
   const int nColumn = pass.pSelection ? prod.Spectrum.Column(static_cast<int>(nChannel)) : -1;
-  if (nColumn >= 0) prod.Spectrum.Set(nRow, nColumn, fValue);
+  if (nColumn >= 0) prod.Spectrum.Set(row.nRow, nColumn, fValue);
 }
 
 /// The radiances of one sample, the general way; channelOf(pixel) is the pixel's channel number.

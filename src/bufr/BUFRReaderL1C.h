@@ -63,7 +63,7 @@ class CBUFRReaderL1C : public CBUFRReader {
   int DecodeBands(CProdL1C& prod, int64_t& bitPos);
   static bool BandsAgree(const CProdL1C& prod);
   /// Band of a channel for one kept pixel, -1 when it is in none.
-  static int FindBand(const SPass& pass, int nRow, int64_t nChannel);
+  static int FindBand(const SPass& pass, SKeptRow row, int64_t nChannel);
 
   int DecodeOrdered(SPass& pass, int64_t& bitPos);
   bool DecodeSampleFast(SPass& pass, int64_t& bitPos);

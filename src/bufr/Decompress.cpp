@@ -168,12 +168,11 @@ int CBUFRReader::BUFRDecompressFloat(int64_t& bitPos, int64_t nWidth, int64_t nR
 
 int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts,
                         double* pReals) {
-  constexpr auto MISSING_REAL = static_cast<double>(CProd::DEFAULT_VALUE_M777);
   const uint64_t nFlag = pInts || pReals ? element.nFlag : 0;
   const bool bReal = element.eCall == ECall::FLOAT || element.eCall == ECall::FLOAT_X1000;
   if (bReal)
     return DecompressFloat(element.eCall == ECall::FLOAT ? PLAIN_FLOAT : L2_FLOAT_X1000, bitPos, nWidth,
-                           element.nReference, element.nScale, pReals, nFlag, MISSING_REAL);
+                           element.nReference, element.nScale, pReals, nFlag, CProd::DEFAULT_VALUE_REAL);
   const SDecompressVariant& variant = element.eCall == ECall::INT   ? PLAIN_INT
                                       : element.eCall == ECall::FOV ? L2_FOV
                                                                     : L2_INT_X1000;
@@ -232,8 +231,7 @@ void CBUFRReader::BlankLayout(TLayout layout, CProd& prod, int nFrom, int nTo) c
   for (const SElement& element : layout) {
     for (int i = nFrom; i < nTo; ++i) {
       if (element.target.pInts) element.target.pInts(prod, i)->SetMissing(element.nUndecoded);
-      if (element.target.pReals)
-        element.target.pReals(prod, i)->SetMissing(static_cast<double>(CProd::DEFAULT_VALUE_M777));
+      if (element.target.pReals) element.target.pReals(prod, i)->SetMissing(CProd::DEFAULT_VALUE_REAL);
     }
   }
 }

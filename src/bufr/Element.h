@@ -10,19 +10,22 @@
 /// Where the values of one element go: a column of a record, or of a family of columns with an index
 /// (layer, level, band). Both functions null: the element is skipped.
 struct STarget {
-  IntColumn* (*pInts)(CProd&, int) = nullptr;
-  RealColumn* (*pReals)(CProd&, int) = nullptr;
+  TColumn<int64_t>* (*pInts)(CProd&, int) = nullptr;
+  TColumn<double>* (*pReals)(CProd&, int) = nullptr;
 };
 
-/// Target of a record's member: a column, or of an array of columns the one with the given index, or (-1)
-/// with the index of the repetition.
+/// Target of a record's member: a column, or of a family the one with the given index, or (-1) with the
+/// index of the repetition.
 template <auto MEMBER, int INDEX = -1>
 constexpr STarget Into() {
-  using Result = decltype(MemberAt<MEMBER, INDEX>(std::declval<CProd&>(), 0));
-  if constexpr (std::is_same_v<Result, IntColumn*>)
-    return {&MemberAt<MEMBER, INDEX, CProd>, nullptr};
+  using T = typename SMember<decltype(MEMBER)>::Element::Value;
+  const auto at = [](CProd& prod, int nIndex) -> TColumn<T>* {
+    return MemberAt<MEMBER, INDEX>(prod, nIndex);
+  };
+  if constexpr (std::is_same_v<T, int64_t>)
+    return {at, nullptr};
   else
-    return {nullptr, &MemberAt<MEMBER, INDEX, CProd>};
+    return {nullptr, at};
 }
 
 /// The element is read over.

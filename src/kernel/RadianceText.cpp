@@ -4,6 +4,7 @@
 #include <new>
 
 #include "kernel/BitRun.h"
+#include "kernel/MissingReal.h"
 #include "kernel/TextReal.h"
 
 char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
@@ -36,7 +37,8 @@ char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
 
 int CRadianceText::Format(char* pOut, int32_t nRaw) const {
   *pOut = '\t';
-  const float fValue = nRaw == RAW_MISSING ? -777.0f : static_cast<float>(nRaw / m_fDivisor);
+  const float fValue =
+      nRaw == RAW_MISSING ? static_cast<float>(MISSING_REAL) : static_cast<float>(nRaw / m_fDivisor);
   return 1 + FormatReal4(fValue, pOut + 1);
 }
 

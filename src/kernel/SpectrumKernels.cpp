@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "kernel/Cpu.h"
+#include "kernel/MissingReal.h"
 
 namespace {
 
@@ -21,8 +22,6 @@ float SingleDivisor(double fDivisor) {
   const auto* pFound = std::find(std::begin(EXACT_POWERS), std::end(EXACT_POWERS), fDivisor);
   return pFound == std::end(EXACT_POWERS) ? 0.0f : *pFound;
 }
-
-constexpr float MISSING_REAL = -777.0f;
 
 void TransposePortable(const int32_t* pTile, size_t nTileStride, int nRows, int nPixels, int32_t* pOut,
                        size_t nOutStride) {
@@ -43,7 +42,8 @@ void TransposePortable(const int32_t* pTile, size_t nTileStride, int nRows, int 
 template <class T>
 void ScalePortable(const int32_t* pRaw, int nCount, double fDivisor, char* pOut) {
   for (int i = 0; i < nCount; ++i, pOut += sizeof(T)) {
-    const T fValue = pRaw[i] == RAW_MISSING ? T{MISSING_REAL} : static_cast<T>(pRaw[i] / fDivisor);
+    const T fValue =
+        pRaw[i] == RAW_MISSING ? static_cast<T>(MISSING_REAL) : static_cast<T>(pRaw[i] / fDivisor);
     std::memcpy(pOut, &fValue, sizeof(T));
   }
 }
@@ -134,7 +134,7 @@ VEX_TARGET_AVX2 inline __m256 DoubleQuotients(__m256i raw, __m256d divisor) {
 VEX_TARGET_AVX2 int ScaleAvx2(const int32_t* pRaw, int nCount, double fDivisor, float fSingle, char* pOut) {
   const __m256d divisor = _mm256_set1_pd(fDivisor);
   const __m256 single = _mm256_set1_ps(fSingle), inverse = _mm256_set1_ps(fSingle == 0 ? 0 : 1 / fSingle);
-  const __m256 missingReal = _mm256_set1_ps(MISSING_REAL);
+  const __m256 missingReal = _mm256_set1_ps(static_cast<float>(MISSING_REAL));
   const __m256i missing = _mm256_set1_epi32(RAW_MISSING);
   const __m256i largest = _mm256_set1_epi32(fSingle == 0 ? -1 : EXACT_SINGLE);
   int i = 0;

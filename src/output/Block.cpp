@@ -193,7 +193,7 @@ constexpr int64_t RECENT_DATE = 20140930, RECENT_TIME = 72260;
 const SBlock COMMON_BLOCK = {"Common", COMMON_GROUPS, true};
 const SBlock L1C_BLOCK = {"L1C", L1C_GROUPS};
 const SBlock SPECTRUM_BLOCK = {"Spectrum", {}, false, true};
-const SBlock AVHRR_BLOCK = {"AVHRR", AVHRR_GROUPS, false, false, true};
+const SBlock AVHRR_BLOCK = {"AVHRR", AVHRR_GROUPS};
 const SBlock L2_BLOCK = {"L2 common", L2_GROUPS};
 
 const SBlock& KindBlock(int nProduct) { return KIND_BLOCKS[nProduct].block; }

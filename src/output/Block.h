@@ -27,26 +27,27 @@ enum class EForm : uint8_t {
 /// The integer or the column itself, with the index of the repetition.
 struct SSource {
   EForm eForm = EForm::NONE;
+  bool bKept = false;  // a column of kept pixels
   const void* (*pPlace)(const CProd&, int nIndex) = nullptr;
 };
 
 namespace source_detail {
-template <auto MEMBER, int INDEX>
+template <class TPlace, auto MEMBER, int INDEX>
 const void* Place(const CProd& prod, int nIndex) {
-  return MemberAt<MEMBER, INDEX>(prod, nIndex);
+  return static_cast<const TPlace*>(MemberAt<MEMBER, INDEX>(prod, nIndex));
 }
 }  // namespace source_detail
 
-/// A record's column, integer, or array of columns (the one with the given index, or with the repetition's).
+/// A record's column, integer, or family (its column with the given index, or with the repetition's).
 template <auto MEMBER, int INDEX = -1>
 constexpr SSource From() {
-  using Column = std::remove_all_extents_t<typename SMember<decltype(MEMBER)>::Field>;
-  constexpr EForm FORM = std::is_same_v<Column, int64_t>      ? EForm::INT
-                         : std::is_same_v<Column, IntColumn>  ? EForm::INTS
-                         : std::is_same_v<Column, RealColumn> ? EForm::REALS
-                                                              : EForm::NONE;
-  static_assert(FORM != EForm::NONE);
-  return {FORM, &source_detail::Place<MEMBER, INDEX>};
+  using Element = typename SMember<decltype(MEMBER)>::Element;
+  if constexpr (std::is_same_v<Element, int64_t>) {
+    return {EForm::INT, false, &source_detail::Place<int64_t, MEMBER, INDEX>};
+  } else {
+    constexpr EForm FORM = std::is_same_v<typename Element::Value, double> ? EForm::REALS : EForm::INTS;
+    return {FORM, Element::KEPT, &source_detail::Place<TColumn<typename Element::Value>, MEMBER, INDEX>};
+  }
 }
 
 /// What a field shows for a message of the day 1 archive, in place of the record's value.
@@ -83,7 +84,6 @@ struct SBlock {
   std::span<const SGroup> groups = {};
   bool bFirst = false;     // begins the record: its text has no tab in front
   bool bSpectrum = false;  // a value for each selected channel, in place of rows
-  bool bKept = false;      // its columns are indexed by kept row
 };
 
 /// Calls visit(field, index) for the fields of a block in their order. Inner rows have the index

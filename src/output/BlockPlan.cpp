@@ -27,14 +27,13 @@ int Low32(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue
 
 }  // namespace
 
-CBlockPlan::CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse)
-    : m_bFirst(block.bFirst), m_bKept(block.bKept && eUse != MISSING) {
+CBlockPlan::CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse) : m_bFirst(block.bFirst) {
   EachField(block, eUse == RECENT,
             [&](const SField& field, int nIndex) { AddStep(field, nIndex, prod, eUse); });
 }
 
 void CBlockPlan::AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse) {
-  SStep step = {&field, field.source.eForm, 0, field.fDivisor, 0};
+  SStep step = {&field, field.source.eForm, 0, field.source.bKept, field.fDivisor, 0};
   if (eUse == MISSING || (eUse == DAY_ONE && field.dayOne.bFixed)) {
     step.eForm = EForm::FIXED;
     step.nFixed = eUse == MISSING ? field.nMissingBin : field.dayOne.nBin;
@@ -76,20 +75,15 @@ char* CBlockPlan::PutInt(const SStep& step, const CProd& prod, int nPixel, bool 
   return pOut;
 }
 
-int CBlockPlan::Element(const CProd& prod, int nPixel) const {
-  return m_bKept ? static_cast<const CProdL1C&>(prod).KeptRow(nPixel) : nPixel;
-}
-
 void CBlockPlan::WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixel) const {
   char* pOut = writer.Reserve(m_nBinarySize);
   if (!pOut) return;
-  const int nElement = Element(prod, nPixel);
   const SStep* pStep = m_arSteps.data();
   bool bReals = false;
   for (const int nCount : m_arRuns) {
-    if (bReals) pOut = PutReals(pStep, nCount, prod, nElement, writer.Reverses(), pOut);
+    if (bReals) pOut = PutReals(pStep, nCount, prod, nPixel, writer.Reverses(), pOut);
     for (int i = 0; !bReals && i < nCount; ++i)
-      pOut = PutInt(pStep[i], prod, nElement, writer.Reverses(), pOut);
+      pOut = PutInt(pStep[i], prod, nPixel, writer.Reverses(), pOut);
     pStep += nCount;
     bReals = !bReals;
   }
@@ -112,12 +106,11 @@ char* CBlockPlan::PutText(const SStep& step, const CProd& prod, int nPixel, int 
 void CBlockPlan::WriteText(CStreamWriter& writer, const CProd& prod, int nPixel, int nGiven) const {
   char* const pText = writer.Reserve(static_cast<int>(m_arSteps.size()) * (TEXT_REAL_MAX + 1));
   if (!pText) return;
-  const int nElement = Element(prod, nPixel);
   char* pEnd = pText;
   bool bTab = !m_bFirst;
   for (const SStep& step : m_arSteps) {
     if (std::exchange(bTab, true)) *pEnd++ = '\t';
-    pEnd = PutText(step, prod, nElement, nGiven, pEnd);
+    pEnd = PutText(step, prod, nPixel, nGiven, pEnd);
   }
   writer.Commit(static_cast<int>(pEnd - pText));
 }

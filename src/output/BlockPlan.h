@@ -30,6 +30,7 @@ class CBlockPlan {
     const SField* pField;
     EForm eForm;
     ptrdiff_t nPlace;
+    bool bKept;  // the column is indexed by the kept row
     double fDivisor;
     int nFixed;
   };
@@ -38,23 +39,26 @@ class CBlockPlan {
   static const T& At(const SStep& step, const CProd& prod) {
     return *reinterpret_cast<const T*>(reinterpret_cast<const char*>(&prod) + step.nPlace);
   }
+  template <class T>
+  static T Value(const SStep& step, const CProd& prod, int nPixel) {
+    const T* pValues = At<TColumn<T>>(step, prod).Values();
+    return pValues[step.bKept ? prod.KeptRow(nPixel).nRow : nPixel];
+  }
   static double Real(const SStep& step, const CProd& prod, int nPixel) {
-    const double fValue = At<RealColumn>(step, prod)[nPixel];
+    const double fValue = Value<double>(step, prod, nPixel);
     return step.fDivisor == 1 ? fValue : fValue / step.fDivisor;
   }
   static int64_t Int(const SStep& step, const CProd& prod, int nPixel) {
     if (step.eForm == EForm::FIXED) return step.nFixed;
-    return step.eForm == EForm::INT ? At<int64_t>(step, prod) : At<IntColumn>(step, prod)[nPixel];
+    return step.eForm == EForm::INT ? At<int64_t>(step, prod) : Value<int64_t>(step, prod, nPixel);
   }
   void AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse);
   static char* PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
                         char* pOut);
   static char* PutInt(const SStep& step, const CProd& prod, int nPixel, bool bReverse, char* pOut);
   static char* PutText(const SStep& step, const CProd& prod, int nPixel, int nGiven, char* pOut);
-  int Element(const CProd& prod, int nPixel) const;
 
   bool m_bFirst;  // see SBlock
-  bool m_bKept;
   std::vector<SStep> m_arSteps;
   /// Counts of neighbouring steps: others than reals, reals, others, reals and so on; the first may be 0.
   std::vector<int> m_arRuns = {0};

@@ -10,9 +10,9 @@ class CConfigParam;
 
 /// Who gives a part of a record its pixel.
 enum class ESupplier : uint8_t {
-  FIRST,     // the first product that takes part in the record
-  LEVEL_2,   // the first product of level 2 that does
-  PRODUCT    // one product
+  FIRST,    // the first product that takes part in the record
+  LEVEL_2,  // the first product of level 2 that does
+  PRODUCT   // one product
 };
 
 /// One part of a record.

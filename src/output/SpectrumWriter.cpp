@@ -29,7 +29,7 @@ void CSpectrumWriter::Temperatures(const CSpectrum& spectrum, int nRow, CChannel
 
 void CSpectrumWriter::WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
   constexpr int SIZE = sizeof(float);
-  const int nRow = prod.KeptRow(nPixel);
+  const int nRow = prod.KeptRow(nPixel).nRow;
   for (const auto stretch : m_arStretches) {
     char* pOut = writer.Reserve(stretch.nCount * SIZE);
     if (!pOut) return;
@@ -51,7 +51,7 @@ void CSpectrumWriter::WriteBinaryMissing(CStreamWriter& writer) const {
 }
 
 void CSpectrumWriter::WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
-  const int nRow = prod.KeptRow(nPixel);
+  const int nRow = prod.KeptRow(nPixel).nRow;
   for (const auto stretch : m_arStretches) {
     if (!m_bTemperatures) {
       WriteRadianceTexts(writer, prod.Spectrum, nRow, stretch);

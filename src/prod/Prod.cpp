@@ -1,30 +1,34 @@
 #include "prod/Prod.h"
 
 void CProd::SetNull() {
-  CProd::DeleteContents();
-  PixelCount = 0;
-  PixelCapacity = 0;
-}
-
-void CProd::DeleteContents() {
-  KeepPixel.Release();
-  EachColumn([](auto& column) { column.Release(); });
+  for (CColumn* pColumn : m_arpColumns) pColumn->Release();
+  m_arKept.clear();
+  m_arKeptRow.clear();
+  PixelCount = PixelCapacity = m_nKept = 0;
 }
 
 void CProd::InitFirstAll(int nSize) {
-  if (PixelCapacity < nSize) {
-    DeleteContents();
-    PixelCapacity = nSize;
-    KeepPixel.Allocate(nSize);
-    EachColumn([nSize](auto& column) { column.Allocate(nSize); });
-  }
+  m_arKept.clear();
+  m_nKept = 0;
   PixelCount = nSize;
+  if (PixelCapacity >= nSize) return;
+  for (CColumn* pColumn : m_arpColumns) pColumn->Release();
+  PixelCapacity = nSize;
+  for (CColumn* pColumn : m_arpColumns) pColumn->Fit();
 }
 
 void CProd::FillWithMissingValues() {
   InitFirstAll(1);
-  KeepPixel.Write()[0] = 0;
-  EachColumn([]<class T>(TColumn<T>& column) {
-    column.Write()[0] = static_cast<T>(std::is_integral_v<T> ? DEFAULT_VALUE_M1 : DEFAULT_VALUE_M777);
-  });
+  for (size_t i = 0; i < m_nCommon; ++i) m_arpColumns[i]->SetFirstMissing();
+  KeepPixel.Write()[0] = DEFAULT_VALUE_0;
+}
+
+void CProd::InitKept() {
+  m_arKept.clear();
+  m_arKeptRow.resize(PixelCount);
+  for (int i = 0; i < PixelCount; ++i) {
+    m_arKeptRow[i] = static_cast<int>(m_arKept.size());
+    if (KeepPixel[i]) m_arKept.push_back(i);
+  }
+  m_nKept = static_cast<int>(m_arKept.size());
 }

@@ -1,30 +1,22 @@
 #pragma once
 
-#include <vector>
-
 #include "prod/Prod.h"
 #include "prod/Spectrum.h"
 
 /// Pixels of one IASI L1C message: quality flags, fractions, imager statistics for every pixel; spectra,
-/// scale-factor bands and AVHRR clusters for the kept pixels only, indexed by KeptRow(pixel), so that
-/// memory follows what is kept and not what a message claims.
+/// scale-factor bands and AVHRR clusters for the kept pixels only.
 class CProdL1C : public CProd {
  public:
   static constexpr int BANDS = 10;          // scale-factor bands
   static constexpr int CLUSTERS = 7;        // AVHRR radiance clusters
   static constexpr int AVHRR_CHANNELS = 6;  // channels of a cluster
+  static constexpr int CLUSTER_CHANNELS =
+      CLUSTERS * AVHRR_CHANNELS;  // index: cluster * AVHRR_CHANNELS + channel
 
   void SetNull() override;
 
   /// Sizes the record for nSize pixels. The channel count is fixed by the call that grew the record.
   void InitFirstL1(int nSize, int nChannels);
-
-  /// Takes the kept pixels from KeepPixel and sizes what is held for them only.
-  void InitKept(bool bAvhrr);
-  /// Kept pixels of the message in order.
-  const std::vector<int>& Kept() const { return m_arKept; }
-  /// Index of a kept pixel among the kept ones.
-  int KeptRow(int nPixel) const { return m_arKeptRow[nPixel]; }
 
   int ChannelCount = 0;
   int64_t DayVersion = 0;              // archive version (layout version of the message): DAY_1 or DAY_2
@@ -33,34 +25,21 @@ class CProdL1C : public CProd {
   /// True for a record that lacks what day 1 lacks.
   bool IsDayOne() const { return DayVersion < DAY_2; }
 
-  IntColumn SampleChannel, SampleScaledRadiance;  // work arrays of the spectrum decoding
-  IntColumn StartChannel[3], EndChannel[3], GqisQualFlag[3];
-  IntColumn CloudFraction, LandFraction, SnowFraction;  // percent
-  RealColumn AverageIIS, VarianceIIS;                   // W/(m2 sr m-1)
+  IntColumn SampleChannel{*this}, SampleScaledRadiance{*this};  // work arrays of the spectrum decoding
+  TFamily<IntColumn, 3> StartChannel{*this}, EndChannel{*this}, GqisQualFlag{*this};
+  IntColumn CloudFraction{*this}, LandFraction{*this}, SnowFraction{*this};  // percent
+  RealColumn AverageIIS{*this}, VarianceIIS{*this};                          // W/(m2 sr m-1)
 
-  // Per kept pixel:
-  IntColumn ScaleBandStartChannel[BANDS], ScaleBandEndChannel[BANDS];
-  IntColumn ScaleBandExponent[BANDS];  // -700 missing
-  RealColumn ScaleBandFactor[BANDS];   // 10^exponent
-  CSpectrum Spectrum;
-  IntColumn AvhrrInstrument, AvhrrChannelCombination;
-  RealColumn AvhrrYAP[CLUSTERS], AvhrrZAP[CLUSTERS];  // degrees
-  IntColumn AvhrrCPF[CLUSTERS];                       // percent
-  // [cluster * AVHRR_CHANNELS + channel]
-  IntColumn AvhrrChannel[CLUSTERS * AVHRR_CHANNELS];
-  IntColumn AvhrrMeanExponent[CLUSTERS * AVHRR_CHANNELS], AvhrrMeanScaled[CLUSTERS * AVHRR_CHANNELS];
-  RealColumn AvhrrMeanRadiance[CLUSTERS * AVHRR_CHANNELS];
-  IntColumn AvhrrStdDevExponent[CLUSTERS * AVHRR_CHANNELS], AvhrrStdDevScaled[CLUSTERS * AVHRR_CHANNELS];
-  RealColumn AvhrrStdDevRadiance[CLUSTERS * AVHRR_CHANNELS];
-
- private:
-  template <class TVisit>
-  void EachPixelColumn(TVisit visit);
-  template <class TVisit>
-  void EachBandColumn(TVisit visit);
-  template <class TVisit>
-  void EachAvhrrColumn(TVisit visit);
-
-  std::vector<int> m_arKept;
-  std::vector<int> m_arKeptRow;
+  TFamily<KeptIntColumn, BANDS> ScaleBandStartChannel{*this}, ScaleBandEndChannel{*this};
+  TFamily<KeptIntColumn, BANDS> ScaleBandExponent{*this};  // -700 missing
+  TFamily<KeptRealColumn, BANDS> ScaleBandFactor{*this};   // 10^exponent
+  CSpectrum Spectrum;                                      // by kept row
+  KeptIntColumn AvhrrInstrument{*this}, AvhrrChannelCombination{*this};
+  TFamily<KeptRealColumn, CLUSTERS> AvhrrYAP{*this}, AvhrrZAP{*this};  // degrees
+  TFamily<KeptIntColumn, CLUSTERS> AvhrrCPF{*this};                    // percent
+  TFamily<KeptIntColumn, CLUSTER_CHANNELS> AvhrrChannel{*this};
+  TFamily<KeptIntColumn, CLUSTER_CHANNELS> AvhrrMeanExponent{*this}, AvhrrMeanScaled{*this};
+  TFamily<KeptRealColumn, CLUSTER_CHANNELS> AvhrrMeanRadiance{*this};
+  TFamily<KeptIntColumn, CLUSTER_CHANNELS> AvhrrStdDevExponent{*this}, AvhrrStdDevScaled{*this};
+  TFamily<KeptRealColumn, CLUSTER_CHANNELS> AvhrrStdDevRadiance{*this};
 };

@@ -3,24 +3,16 @@
 #include "prod/ProdL2.h"
 
 /// Cloud parameters: three cloud layers a pixel.
-class CProdL2clp : public TProdL2<CProdL2clp> {
+class CProdL2clp : public CProdL2 {
  public:
   static constexpr int LAYERS = 3;
 
   /// Sizes the record for nSize pixels; the arrays only grow.
-  void InitFirstL2clp(int nSize) { InitKind(nSize); }
+  void InitFirstL2clp(int nSize) { InitFirstL2(nSize); }
 
-  IntColumn VerticalSignificance;
-  RealColumn Pressure[LAYERS];              // Pa
-  RealColumn Temperature[LAYERS];           // K
-  RealColumn CloudAmountInSegment[LAYERS];  // percent
-  IntColumn CloudPhase[LAYERS];
-
-  template <class TVisit>
-  void EachColumn(TVisit visit) {
-    visit(VerticalSignificance);
-    for (auto* p : {&Pressure, &Temperature, &CloudAmountInSegment})
-      for (RealColumn& column : *p) visit(column);
-    for (IntColumn& column : CloudPhase) visit(column);
-  }
+  IntColumn VerticalSignificance{*this};
+  TFamily<RealColumn, LAYERS> Pressure{*this};              // Pa
+  TFamily<RealColumn, LAYERS> Temperature{*this};           // K
+  TFamily<RealColumn, LAYERS> CloudAmountInSegment{*this};  // percent
+  TFamily<IntColumn, LAYERS> CloudPhase{*this};
 };

@@ -3,21 +3,14 @@
 #include "prod/ProdL2.h"
 
 /// Surface emissivity at twelve frequencies.
-class CProdL2ems : public TProdL2<CProdL2ems> {
+class CProdL2ems : public CProdL2 {
  public:
   static constexpr int POINTS = 12;
 
   /// Sizes the record for nSize pixels; the arrays only grow.
-  void InitFirstL2ems(int nSize) { InitKind(nSize); }
+  void InitFirstL2ems(int nSize) { InitFirstL2(nSize); }
 
-  IntColumn SelectionOfBackgroundState;
-  RealColumn Frequency[POINTS];   // Hz
-  RealColumn Emissivity[POINTS];  // percent
-
-  template <class TVisit>
-  void EachColumn(TVisit visit) {
-    visit(SelectionOfBackgroundState);
-    for (auto* p : {&Frequency, &Emissivity})
-      for (RealColumn& column : *p) visit(column);
-  }
+  IntColumn SelectionOfBackgroundState{*this};
+  TFamily<RealColumn, POINTS> Frequency{*this};   // Hz
+  TFamily<RealColumn, POINTS> Emissivity{*this};  // percent
 };

@@ -3,23 +3,16 @@
 #include "prod/ProdL2.h"
 
 /// Ozone columns: 4 layers a pixel, 101 in the messages of layout versions 3 and 4.
-class CProdL2ozo : public TProdL2<CProdL2ozo> {
+class CProdL2ozo : public CProdL2 {
  public:
   static constexpr int LAYERS = 101;    // room
   static constexpr int FEW_LAYERS = 4;  // layers of the other layout versions
 
   /// Sizes the record for nSize pixels; the arrays only grow.
-  void InitFirstL2ozo(int nSize) { InitKind(nSize); }
+  void InitFirstL2ozo(int nSize) { InitFirstL2(nSize); }
 
-  IntColumn SelectionOfBackgroundState;
-  RealColumn LayerTopPressure[LAYERS];     // Pa
-  RealColumn LayerBottomPressure[LAYERS];  // Pa
-  RealColumn IntegratedO3Density[LAYERS];  // kg/m2
-
-  template <class TVisit>
-  void EachColumn(TVisit visit) {
-    visit(SelectionOfBackgroundState);
-    for (auto* p : {&LayerTopPressure, &LayerBottomPressure, &IntegratedO3Density})
-      for (RealColumn& column : *p) visit(column);
-  }
+  IntColumn SelectionOfBackgroundState{*this};
+  TFamily<RealColumn, LAYERS> LayerTopPressure{*this};     // Pa
+  TFamily<RealColumn, LAYERS> LayerBottomPressure{*this};  // Pa
+  TFamily<RealColumn, LAYERS> IntegratedO3Density{*this};  // kg/m2
 };

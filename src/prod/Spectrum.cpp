@@ -3,12 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kernel/MissingReal.h"
 #include "kernel/SpectrumKernels.h"
-#include "prod/Prod.h"
-
-namespace {
-constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
-}  // namespace
 
 void CSpectrum::Select(const char* pSelection, int nChannels) {
   if (m_arSelection.size() == static_cast<size_t>(nChannels) &&
@@ -51,7 +47,7 @@ void CSpectrum::StoreTile(int nFirst, int nCount, const double* pDivisors) {
 void CSpectrum::MakeExact(int nColumn) {
   if (m_arState[nColumn] == EXACT) return;
   auto& arValues = m_arExact[nColumn];
-  arValues.assign(m_nRows, MISSING);
+  arValues.assign(m_nRows, MISSING_REAL);
   for (int i = 0; m_arState[nColumn] == SCALED && i < m_nRows; ++i) arValues[i] = At(i, nColumn);
   m_arState[nColumn] = EXACT;
 }
@@ -76,7 +72,7 @@ void CSpectrum::End() {
 
 double CSpectrum::At(int nRow, int nColumn) const {
   if (m_arState[nColumn] == EXACT) return m_arExact[nColumn][nRow];
-  double fValue = MISSING;
+  double fValue = MISSING_REAL;
   ScaleToReal8(Raw(nRow) + nColumn, 1, m_arDivisors[nColumn], &fValue);
   return fValue;
 }

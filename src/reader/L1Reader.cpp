@@ -64,9 +64,7 @@ bool CL1Reader::SelectPixelsOfKind(const SRead& read) {
 
 void CL1Reader::Update(const SRead& read) {
   CProdL1C* pProd = L1C(read.pProd);
-  const bool bAvhrr = read.pConfig->bAvhrr;
-  pProd->InitKept(bAvhrr);
-  if (bAvhrr && !m_decoder.UpdateL1Avhrr(pProd))
+  if (read.pConfig->bAvhrr && !m_decoder.UpdateL1Avhrr(pProd))
     std::fputs("\nProbleme interpretation BUFR dans donnees avhrr", stdout);
   if (read.pChannelMask && !m_decoder.UpdateL1Spectrum(pProd, read.pChannelMask))
     std::fputs("\nProbleme interpretation BUFR dans spectres", stdout);

@@ -118,6 +118,7 @@ int CReader::Read(const SRead& read) {
     return 1;
   }
   if (!SelectPixelsToKeep(read.pConfig, read.pProd) || !SelectPixelsOfKind(read)) return 1;
+  read.pProd->InitKept();
   Update(read);
   *read.pMissingFlags |= decoder.nMissingFlags;
   return 1;

@@ -38,14 +38,14 @@ void AddCloudFraction(SMean& mean, const CProd& prod, int nPixel) {
   if (nFraction != CProd::DEFAULT_VALUE_M1) mean.Add(static_cast<double>(nFraction));
 }
 
-template <class TRecord, RealColumn TRecord::*FIELD>
+template <class TRecord, auto FIELD>
 void AddField(SMean& mean, const CProd& prod, int nPixel) {
-  AddReal(mean, (As<TRecord>(prod).*FIELD)[nPixel]);
+  AddReal(mean, prod.At(As<TRecord>(prod).*FIELD, nPixel));
 }
 
-template <RealColumn (CProdL2clp::*FIELD)[CProdL2clp::LAYERS]>
+template <auto FIELD>
 void AddFirstLayer(SMean& mean, const CProd& prod, int nPixel) {
-  AddReal(mean, (As<CProdL2clp>(prod).*FIELD)[0][nPixel]);
+  AddReal(mean, prod.At((As<CProdL2clp>(prod).*FIELD)[0], nPixel));
 }
 
 void AddEmissivities(SMean& mean, const CProd& prod, int nPixel) {

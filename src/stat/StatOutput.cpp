@@ -126,7 +126,7 @@ bool CStatOutput::Add(int nStream, const CProd* pProd, int nPixel) {
 }
 
 void CStatOutput::AddL1C(const CProdL1C& prod, int nPixel) {
-  const SSpectrumRow row = m_rows.Row(prod.Spectrum, prod.KeptRow(nPixel));
+  const SSpectrumRow row = m_rows.Row(prod.Spectrum, prod.KeptRow(nPixel).nRow);
   const int64_t nCloud = prod.CloudFraction[nPixel], nFieldOfView = prod.FieldOfViewNumber[nPixel];
   if (m_pSpectra) m_pSpectra->Add(row, nCloud);
   if (m_pSurfacePeriod)

@@ -1,0 +1,19 @@
+#include "prod/Column.h"
+
+#include "prod/Prod.h"
+
+CColumn::CColumn(CProd& record, bool bKept) : m_nRows(bKept ? record.m_nKept : record.PixelCapacity) {
+  record.m_arpColumns.push_back(this);
+}
+
+template <class T>
+void TColumn<T>::SetFirstMissing() {
+  if constexpr (std::is_floating_point_v<T>)
+    Write()[0] = CProd::DEFAULT_VALUE_REAL;
+  else
+    Write()[0] = static_cast<T>(CProd::DEFAULT_VALUE_M1);
+}
+
+template class TColumn<uint8_t>;
+template class TColumn<int64_t>;
+template class TColumn<double>;
