@@ -3,12 +3,14 @@
 #include <cmath>
 #include <cstdint>
 
+#include "prod/Prod.h"
+
 /// Running count and mean of values.
 ///
 /// The mean is the unevaluated sum fOrigin + fRest, fRest at most half a unit in the last place of fOrigin,
 /// and deviations are taken from fOrigin, so that equal values give exactly their value as mean.
 struct SMean {
-  static constexpr double MISSING = -777.0;
+  static constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
 
   double fCount = 0;  // exact up to 2^53
   double fOrigin = 0;
@@ -39,9 +41,14 @@ struct SMean {
 };
 
 /// Running count, mean and central moments of values that come one by one or in sets, and their union with
-/// those of other values. Equal values give moments of exactly 0. What is added weighs at most about as much
-/// as what was there, or is a small set, which bounds the cancellation in the updates whatever the values
-/// are.
+/// those of other values. Equal values give moments of exactly 0.
+///
+/// The caller of AddSums and AddOriginSums keeps to two rules, as Add and Merge do by themselves:
+/// - before the first set is added, one of its values is put into fOrigin;
+/// - a set has few values (up to CRowBatch::ROWS), or no more than are counted already.
+/// The sums of a set are about the mean before it. A set that outweighs what is there by far moves the mean
+/// far, so that most of its sum of squares is distance to the old mean; that part is subtracted again, and
+/// the digits of the deviations themselves would go with it.
 struct SMoments : SMean {
   double fM2 = 0;     // sum of squared deviations from the mean
   double fM2Low = 0;  // what rounding has put into fM2 beyond its terms

@@ -6,12 +6,12 @@
 
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
-#include "prod/Prod.h"
+#include "stat/Moments.h"
 
 namespace {
 
 constexpr int BLOCK = CRowBatch::BLOCK;
-constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
+constexpr double MISSING = SMean::MISSING;
 
 /// Powers of ten up to which the wide kernel below is proved.
 constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9, 1e10,
@@ -73,34 +73,33 @@ constexpr auto DivideAvx2 = DividePortable;
 
 }  // namespace
 
-bool CRowSource::MakeScale(const std::vector<CSpectrum::SRun>& arRuns) {
-  if (!std::all_of(arRuns.begin(), arRuns.end(), [](const auto& run) { return IsPower(run.fDivisor); }))
-    return false;
+void CRowSource::TakeRuns(const std::vector<CSpectrum::SRun>& arRuns) {
+  const auto same = [](const CSpectrum::SRun& a, const CSpectrum::SRun& b) {
+    return a.nFirst == b.nFirst && a.nCount == b.nCount && a.fDivisor == b.fDivisor;
+  };
+  if (std::ranges::equal(arRuns, m_arRuns, same)) return;
+  m_arRuns = arRuns;
+  m_pScale = std::ranges::all_of(arRuns, [](const auto& run) { return IsPower(run.fDivisor); }) ? MakeScale()
+                                                                                                : nullptr;
+}
+
+std::shared_ptr<const SRowScale> CRowSource::MakeScale() const {
   auto pScale = std::make_shared<SRowScale>();
-  pScale->arRuns = arRuns;
   pScale->arDivisors.assign(Padded(m_nColumns), 1.0);
-  for (const CSpectrum::SRun& run : arRuns)
+  for (const CSpectrum::SRun& run : m_arRuns)
     std::fill_n(pScale->arDivisors.begin() + run.nFirst, run.nCount, run.fDivisor);
   for (const double fDivisor : pScale->arDivisors) {
     pScale->arInverses.push_back(1 / fDivisor);
     const double fMissing = MISSING * fDivisor;
     pScale->arnMissing.push_back(fMissing > INT32_MIN ? static_cast<int32_t>(fMissing) : RAW_MISSING);
   }
-  m_pScale = std::move(pScale);
-  return true;
+  return pScale;
 }
 
 SSpectrumRow CRowSource::Row(const CSpectrum& spectrum, int nRow) {
   SSpectrumRow row;
   const bool bThere = nRow < spectrum.Rows() && spectrum.Columns() == m_nColumns;
-  const auto same = [](const CSpectrum::SRun& a, const CSpectrum::SRun& b) {
-    return a.nFirst == b.nFirst && a.nCount == b.nCount && a.fDivisor == b.fDivisor;
-  };
-  if (bThere && !std::ranges::equal(spectrum.Runs(), m_arRuns, same)) {
-    m_arRuns = spectrum.Runs();
-    m_pScale.reset();
-    MakeScale(m_arRuns);
-  }
+  if (bThere) TakeRuns(spectrum.Runs());
   if (bThere && m_pScale) {
     row.pScale = m_pScale;
     row.pRaw = spectrum.Raw(nRow);

@@ -8,7 +8,6 @@
 
 /// How the raw integers of a row become radiances, column by column.
 struct SRowScale {
-  std::vector<CSpectrum::SRun> arRuns;  // what it was made from
   // Padded with columns of divisor 1.
   std::vector<double> arDivisors, arInverses;
   std::vector<int32_t> arnMissing;  // raw value that comes out as the missing radiance
@@ -31,7 +30,8 @@ class CRowSource {
   SSpectrumRow Row(const CSpectrum& spectrum, int nRow);
 
  private:
-  bool MakeScale(const std::vector<CSpectrum::SRun>& arRuns);
+  void TakeRuns(const std::vector<CSpectrum::SRun>& arRuns);
+  std::shared_ptr<const SRowScale> MakeScale() const;
 
   int m_nColumns;
   std::vector<CSpectrum::SRun> m_arRuns;

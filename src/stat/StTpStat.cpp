@@ -1,13 +1,11 @@
 #include "stat/StTpStat.h"
 
-#include "prod/Prod.h"
-
 void CStTpStat::Add(const SSpectrumRow& row, int64_t nCloudFraction, int64_t nFieldOfView,
                     int64_t nSurfaceType, double fSolarZenithAngle) {
   const int nSurface = nSurfaceType < 0    ? CConfigParam::SURFACE_ALL
                        : nSurfaceType == 0 ? CConfigParam::SURFACE_SEA
                                            : CConfigParam::SURFACE_LAND;
-  const bool bAngle = fSolarZenithAngle != static_cast<double>(CProd::DEFAULT_VALUE_M777);
+  const bool bAngle = fSolarZenithAngle != SMean::MISSING;
   const int nPeriod =
       bAngle ? (fSolarZenithAngle > 90.0 ? 0 : DAY) | (fSolarZenithAngle < 90.0 ? 0 : NIGHT) : 0;
   auto& pCell = m_arpCells[nSurface][nPeriod];
