@@ -12,6 +12,7 @@
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
 #include "stat/SpeStat.h"
+#include "stat/StatSink.h"
 #include "stat/StatTable.h"
 
 namespace {
@@ -194,8 +195,16 @@ TEST(Classes, FollowTheirEdgesWithoutTolerance) {
   }
 }
 
+/// Two pixels with nothing but a position.
+void MakePixels(CProdL2ozo& prod) {
+  prod.InitFirstL2ozo(2);
+  for (auto* p : {&prod.LayerTopPressure, &prod.LayerBottomPressure, &prod.IntegratedO3Density})
+    for (auto& column : *p) column.SetMissing(-777);
+  for (RealColumn* pColumn : {&prod.Latitude, &prod.Longitude}) std::fill_n(pColumn->Write(), 2, 1.0);
+}
+
 TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
-  constexpr bool ACTIVE[] = {false, true, false, false, false, false};
+  constexpr bool ACTIVE[PRODUCTS] = {false, true};
   struct SLayer {
     double fTop, fBottom, fDensity;
   };
@@ -213,20 +222,44 @@ TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
       {arShort, MISSING}};
   for (const auto& [arLayers, fWanted] : arCases) {
     CProdL2ozo prod;
-    prod.InitFirstL2ozo(2);
-    for (auto* p : {&prod.LayerTopPressure, &prod.LayerBottomPressure, &prod.IntegratedO3Density})
-      for (auto& column : *p) column.SetMissing(-777);
-    for (RealColumn* pColumn : {&prod.Latitude, &prod.Longitude}) std::fill_n(pColumn->Write(), 2, 1.0);
+    MakePixels(prod);
     for (size_t i = 0; i < arLayers.size(); ++i) {
       prod.LayerTopPressure[i].Write()[1] = arLayers[i].fTop;
       prod.LayerBottomPressure[i].Write()[1] = arLayers[i].fBottom;
       prod.IntegratedO3Density[i].Write()[1] = arLayers[i].fDensity;
     }
     CBoxStat boxes(1, 1, ACTIVE);
-    boxes.Add(1, prod, 0);  // nothing but a position
-    boxes.Add(1, prod, 1);
-    EXPECT_EQ(boxes.Cell(0, 0, 0).Count(), 2);
-    EXPECT_EQ(boxes.Cell(0, 0, 1).Average(), fWanted);
+    boxes.Add(PRODUCT_OZO, prod, 0);  // nothing but a position
+    boxes.Add(PRODUCT_OZO, prod, 1);
+    EXPECT_EQ(boxes.Cell(0, 0)[0].Count(), 2);
+    EXPECT_EQ(boxes.Cell(0, 0)[1].Average(), fWanted);
+  }
+}
+
+// Pixels of level 2 are taken by the grid of boxes alone. A product without files never gives enough.
+TEST(StatSink, HasTakenWhatEveryRequestedProductGave) {
+  const CTempDir dir;
+  CProdL2ozo prod;
+  MakePixels(prod);
+  const CChannelSelection selection;
+  for (const auto& [bBoxes, bSecond] : {std::pair(false, false), {true, false}, {true, true}}) {
+    CConfigParam config;
+    config.bBoxStat = bBoxes;
+    config.arbL2[PRODUCT_OZO] = true;
+    config.arbL2[PRODUCT_EMS] = bSecond;
+    CStatSink sink(config, selection);
+    EXPECT_TRUE(sink.Close());
+    ASSERT_TRUE(sink.Open(dir.Path("stat").c_str()));
+    sink.Begin({false, true});
+    SRecordView record;
+    EXPECT_TRUE(sink.Write(0, record));
+    EXPECT_TRUE(sink.HasTaken(0));
+    EXPECT_FALSE(sink.HasTaken(1));
+    record.arPixels[PRODUCT_OZO] = {&prod, 1};
+    EXPECT_TRUE(sink.Write(0, record));
+    EXPECT_EQ(sink.HasTaken(1), bBoxes && !bSecond);
+    EXPECT_FALSE(sink.HasTaken(2));
+    EXPECT_TRUE(sink.End() && sink.Close());
   }
 }
 

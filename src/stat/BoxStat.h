@@ -3,42 +3,45 @@
 #include <cstdint>
 #include <vector>
 
-#include "prod/Prod.h"
+#include "prod/ProductKind.h"
 #include "stat/Classes.h"
 #include "stat/Moments.h"
+#include "stat/PixelValue.h"
 
-/// Counts and means of what the pixels of each stream hold, on a regular grid of the whole globe.
+/// Counts and means of what the pixels of each product hold, on a regular grid of the whole globe.
 class CBoxStat {
  public:
-  static constexpr int STREAMS = 6;  // L1C, then the L2 kinds
+  static constexpr const char* SUFFIX = ".boxstat";  // of the file
 
   struct SColumn {
     const char* szName;
     const char* szUnit;  // null for a count of pixels
-    int nStream;
-    /// Adds what one pixel has; a count adds any value.
-    void (*pAdd)(SMean& mean, const CProd& prod, int nPixel);
+    EProduct eProduct;
+    TPixelValue pValue;  // a pixel counts by any value but a missing one
+    int nValues = 1;     // of a pixel
   };
 
-  /// A grid count below 1 is its default, cells of 2 degrees. parbActive: the streams that have columns.
-  CBoxStat(int nLatitudes, int nLongitudes, const bool* parbActive);
+  /// A grid count below 1 is its default, cells of 2 degrees. arbActive: the products that have columns.
+  CBoxStat(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]);
   virtual ~CBoxStat() = default;
 
   /// Bytes that it takes.
-  static double Size(int nLatitudes, int nLongitudes, const bool* parbActive);
+  static double Size(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]);
 
-  /// One pixel of an active stream. L1C pixels of a day 1 archive are not counted.
-  void Add(int nStream, const CProd& prod, int nPixel);
+  /// One pixel of an active product. L1C pixels of a day 1 archive are not counted.
+  void Add(int nProduct, const CProd& prod, int nPixel);
 
+  bool IsActive(int nProduct) const { return m_arbActive[nProduct]; }
   const CClasses& Latitudes() const { return m_latitudes; }
   const CClasses& Longitudes() const { return m_longitudes; }
   const std::vector<const SColumn*>& Columns() const { return m_arpColumns; }
-  const SMean& Cell(int nLatitude, int nLongitude, int nColumn) const {
-    return m_arCells[Index(nLatitude, nLongitude) + nColumn];
+  /// One for each column.
+  const SMean* Cell(int nLatitude, int nLongitude) const {
+    return m_arCells.data() + Index(nLatitude, nLongitude);
   }
-  /// Pixels of a stream that were counted in a cell, and those whose position is in none.
-  int64_t Inside(int nStream) const { return m_arnInside[nStream]; }
-  int64_t Outside(int nStream) const { return m_arnOutside[nStream]; }
+  /// Pixels of a product that were counted in a cell, and those whose position is in none.
+  int64_t Inside(int nProduct) const { return m_arnInside[nProduct]; }
+  int64_t Outside(int nProduct) const { return m_arnOutside[nProduct]; }
 
  private:
   size_t Index(int nLatitude, int nLongitude) const {
@@ -47,8 +50,9 @@ class CBoxStat {
 
   CClasses m_latitudes;
   CClasses m_longitudes;
+  bool m_arbActive[PRODUCTS];
   std::vector<const SColumn*> m_arpColumns;
   std::vector<SMean> m_arCells;
-  int64_t m_arnInside[STREAMS] = {};
-  int64_t m_arnOutside[STREAMS] = {};
+  int64_t m_arnInside[PRODUCTS] = {};
+  int64_t m_arnOutside[PRODUCTS] = {};
 };

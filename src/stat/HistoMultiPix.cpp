@@ -14,6 +14,10 @@ double CHistoMultiPix::Size(const SHistoParam& param, int nColumns, bool bPositi
          sizeof(int64_t) * (param.nClasses + 3.0) * nColumns * (bPositions ? 1 + SPosition::COUNT : 1);
 }
 
+std::string CHistoMultiPix::Suffix(int nPosition) {
+  return ".HistoPix" + (nPosition ? ".pix" + std::to_string(nPosition) : std::string()) + ".txt";
+}
+
 void CHistoMultiPix::Add(const SSpectrumRow& row, int64_t nFieldOfView) {
   SLeaf& leaf = m_arLeaves[m_arLeaves.size() > 1 ? SPosition::Of(nFieldOfView) : 0];
   if (leaf.batch.Add(row)) return;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "app/ConfigParam.h"
 #include "stat/Classes.h"
 #include "stat/MultiPixStat.h"
@@ -14,6 +17,9 @@ class CHistoMultiPix {
 
   /// Bytes that it takes.
   static double Size(const SHistoParam& param, int nColumns, bool bPositions);
+
+  /// Of the file of all pixels (0) or of one position (1 to 4).
+  static std::string Suffix(int nPosition);
 
   void Add(const SSpectrumRow& row, int64_t nFieldOfView);
 
@@ -48,6 +54,8 @@ class CHistoMultiPix {
 
   /// Ends the counting: what follows sees all pixels that were added.
   void Close();
+  /// Sets of pixels: all, and each position when they were asked for.
+  int Sets() const { return static_cast<int>(m_arLeaves.size()); }
   /// Of all pixels (0) or, when positions were asked for, of one (1 to 4).
   const CCounts& Position(int nPosition) const { return m_arLeaves[nPosition].counts; }
 

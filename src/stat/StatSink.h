@@ -1,42 +1,40 @@
 #pragma once
 
-#include "output/RecordSink.h"
-#include "stat/StatOutput.h"
+#include <optional>
 
-/// The statistics in place of records.
+#include "output/RecordSink.h"
+#include "stat/StatAccumulator.h"
+#include "stat/StatFiles.h"
+#include "stat/StatHeader.h"
+
+/// The statistics format: accumulates the pixels of the records and writes its files, one after the other,
+/// behind the last of them.
 class CStatSink : public CRecordSink {
  public:
-  CStatSink(const CConfigParam& config, const CChannelSelection&) : m_config(config) {}
+  /// Both must outlive the object.
+  CStatSink(const CConfigParam& config, const CChannelSelection& selection);
 
-  bool Open(const char* szPath) override {
-    return m_config.bSurfacePeriodStat || m_main.Open(szPath, m_config.bBigEndian);
-  }
-  void Begin(const bool (&arbActive)[PRODUCTS]) override {
-    m_pStat = std::make_unique<CStatOutput>(&m_config, arbActive);
-  }
-  bool WriteHeader(int, int nSatellite) override {
-    m_nSatellite = nSatellite;
-    return true;
-  }
-  bool Write(int, const SRecordView& record) override {
-    for (int i = 0; i < PRODUCTS; ++i) {
-      const SPixelOf& pixel = record.arPixels[i];
-      if (pixel.pProd && m_pStat->Add(i, pixel.pProd, pixel.nPixel)) ++m_arnPixels[i];
-    }
-    return true;
-  }
-  bool HasTaken(int64_t nLimit) const override {
-    for (int i = 0; i < PRODUCTS; ++i)
-      if (m_config.IsRequested(i) && m_arnPixels[i] < nLimit) return false;
-    return true;
-  }
-  bool End() override { return m_pStat->Close(&m_main, m_nSatellite); }
-  bool Close() override { return m_main.Close(); }
+  /// Statistics by surface and period have no file on the output path itself.
+  bool Open(const char* szPath) override;
+  void Begin(const bool (&arbActive)[PRODUCTS]) override;
+  bool WriteHeader(int nFile, int nSatellite) override;
+  bool Write(int nFile, const SRecordView& record) override;
+  bool HasTaken(int64_t nLimit) const override;
+  bool End() override;
+  bool Close() override { return !m_files || m_files->Close(); }
 
  private:
+  void WriteSpectra(const CStatHeader& header);
+  void WriteSurfacePeriod(const CStatHeader& header);
+  void WriteHistos(const CStatHeader& header);
+  void WriteRadiances(const CStatHeader& header);
+  void WriteBoxes(const CStatHeader& header);
+
   const CConfigParam& m_config;
-  CStreamWriter m_main;
-  std::unique_ptr<CStatOutput> m_pStat;
+  const CChannelSelection& m_selection;
+  std::optional<CStatFiles> m_files;
+  std::optional<CStatSet> m_set;
+  CStatAccumulator m_accumulator;
+  int64_t m_arnTaken[PRODUCTS] = {};
   int m_nSatellite = -1;
-  int64_t m_arnPixels[PRODUCTS] = {};
 };

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "stat/BoxStat.h"
+#include "stat/StatHeader.h"
+
+/// Prints the statistics on a grid of the globe.
+class CBoxPrinter {
+ public:
+  /// What is given must outlive the object.
+  CBoxPrinter(const CBoxStat& boxes, const CStatHeader& header) : m_boxes(boxes), m_header(header) {}
+  virtual ~CBoxPrinter() = default;
+
+  void Print(CStatTable& table) const;
+
+ private:
+  void PrintComments(CStatTable& table) const;
+  void PrintCell(CStatTable& table, int nLatitude, int nLongitude) const;
+
+  const CBoxStat& m_boxes;
+  const CStatHeader& m_header;
+};

@@ -1,0 +1,77 @@
+#include "stat/SpectraPrinter.h"
+
+#include "prod/Physics.h"
+#include "stat/StatText.h"
+
+namespace {
+constexpr CSpeMultiStat::ESet SETS[] = {CSpeMultiStat::ALL, CSpeMultiStat::CLEAR, CSpeMultiStat::CLOUDY};
+}
+
+void CSpectraPrinter::PrintUnits(CStatTable& table) const {
+  table.Comment("WaveNumber: cm-1");
+  if (!m_config.bBrightnessTemperature) {
+    table.Comment(std::string("Average, StdDev: ") + RADIANCE_UNIT);
+    return;
+  }
+  table.Comment("Average: K, brightness temperature of the mean radiance, 0 where that is not above 0");
+  table.Comment(
+      std::string("StdDev: K, deviation of the radiances over the slope of the Planck function at ") +
+      (m_config.fReferenceTemperature > 0 ? "the temperature given with -tbref" : "Average"));
+}
+
+void CSpectraPrinter::PrintComments(CStatTable& table, const CSpeMultiStat& stat,
+                                    const std::string& szSet) const {
+  m_header.Print(table, "Statistics of the radiances of each channel");
+  table.Comment("Set: " + szSet);
+  table.Comment("Pixels: " + CountText(stat.Pixels(CSpeMultiStat::ALL), "all, ") +
+                CountText(stat.Pixels(CSpeMultiStat::CLEAR), "clear, ") +
+                CountText(stat.Pixels(CSpeMultiStat::CLOUDY), "cloudy"));
+  table.Comment(std::string(SKY_RULE) + "; other pixels and those without: in all only");
+  PrintUnits(table);
+  table.Comment(DEVIATION_RULE);
+  if (m_config.bSkewnessKurtosis)
+    table.Comment(
+        "Skewness: m3 / m2^1.5; Kurtosis: m4 / m2^2 - 3; 0 where m2 is 0; m2, m3, m4 divide by Count");
+  table.Comment("Missing radiances are not counted; without a counted value: -777, a temperature 0");
+}
+
+void CSpectraPrinter::PrintNames(CStatTable& table) const {
+  table.Names("", {"Channel", "WaveNumber"});
+  for (const char* szPrefix : {"All", "Clear", "Cloudy"}) {
+    table.Names(szPrefix, {"Count", "Average", "StdDev"});
+    if (m_config.bSkewnessKurtosis) table.Names(szPrefix, {"Skewness", "Kurtosis"});
+  }
+  table.EndRow();
+}
+
+void CSpectraPrinter::PrintMoments(CStatTable& table, double fWaveNumber, const SMoments& moments) const {
+  double fAverage = moments.Average(), fStdDev = moments.StdDev();
+  if (m_config.bBrightnessTemperature) {
+    const double fReference = m_config.fReferenceTemperature;
+    fAverage = CPhysics::BrightnessTemperature(fWaveNumber, fAverage);
+    fStdDev = moments.Empty() ? 0
+                              : CPhysics::TemperatureDeviation(fWaveNumber, fStdDev,
+                                                               fReference > 0 ? fReference : fAverage);
+  }
+  table.Int(moments.Count());
+  table.Real(fAverage);
+  table.Real(fStdDev);
+  if (!m_config.bSkewnessKurtosis) return;
+  table.Real(moments.Skewness());
+  table.Real(moments.Kurtosis());
+}
+
+void CSpectraPrinter::Print(CStatTable& table, CSpeMultiStat& stat, const std::string& szSet) const {
+  PrintComments(table, stat, szSet);
+  PrintNames(table);
+  std::vector<CSpeStat> arSets;
+  for (const auto eSet : SETS) arSets.push_back(stat.Set(eSet));
+  for (int i = 0; i < m_selection.Columns(); ++i) {
+    const int nChannel = m_selection.Channel(i);
+    const double fWaveNumber = CPhysics::WaveNumber(nChannel);
+    table.Int(nChannel);
+    table.Real(fWaveNumber);
+    for (const CSpeStat& set : arSets) PrintMoments(table, fWaveNumber, set.Moments(i));
+    table.EndRow();
+  }
+}

@@ -1,0 +1,31 @@
+#include "stat/StatFiles.h"
+
+#include <cstdio>
+
+/// Prints a line of its own.
+void CStatFiles::Fail(const std::string& szMessage) {
+  if (m_bLineOpen) std::putchar('\n');
+  std::puts(szMessage.c_str());
+  m_bLineOpen = m_bOk = false;
+}
+
+void CStatFiles::Fill(CStreamWriter& writer, const std::string& szPath, const TPrint& print) {
+  CStatTable table(writer);
+  print(table);
+  if (writer.Close()) {
+    std::printf("\nOutput file %s written", szPath.c_str());
+    m_bLineOpen = true;
+    return;
+  }
+  if (!m_bWriteFailed) Fail("ERROR: Writing failure!");
+  m_bWriteFailed = true;
+}
+
+void CStatFiles::Write(const std::string& szSuffix, const TPrint& print) {
+  const std::string szPath = m_szPath + szSuffix;
+  CStreamWriter writer;
+  if (writer.Open(szPath.c_str(), false))
+    Fill(writer, szPath, print);
+  else
+    Fail("ERROR: ouverture fichier " + szPath);
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "output/StreamWriter.h"
+#include "stat/StatTable.h"
+
+/// The files of a statistics run: the one on the output path, and those whose names begin with it. Says of
+/// each that it was written, or what went wrong.
+class CStatFiles {
+ public:
+  using TPrint = std::function<void(CStatTable&)>;
+
+  explicit CStatFiles(const char* szPath) : m_szPath(szPath) {}
+  virtual ~CStatFiles() = default;
+
+  const std::string& Path() const { return m_szPath; }
+
+  /// The file on the output path is opened before anything is read, and written later.
+  bool OpenMain() { return m_main.Open(m_szPath.c_str(), false); }
+  void WriteMain(const TPrint& print) { Fill(m_main, m_szPath, print); }
+
+  /// Opens, fills and closes one more file.
+  void Write(const std::string& szSuffix, const TPrint& print);
+
+  /// False when a file could not be opened or written.
+  bool Ok() const { return m_bOk; }
+  /// Closes what is open; false when bytes of it were lost.
+  bool Close() { return m_main.Close(); }
+
+ private:
+  void Fill(CStreamWriter& writer, const std::string& szPath, const TPrint& print);
+  void Fail(const std::string& szMessage);
+
+  std::string m_szPath;
+  CStreamWriter m_main;
+  bool m_bOk = true;
+  bool m_bWriteFailed = false;  // said once
+  bool m_bLineOpen = true;      // what was printed last did not end its line, or may not have
+};

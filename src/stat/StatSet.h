@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/ConfigParam.h"
+#include "stat/BoxStat.h"
+#include "stat/Histo.h"
+#include "stat/HistoMultiPix.h"
+#include "stat/StTpStat.h"
+
+/// What a run of the statistics format accumulates in, by its parameters.
+class CStatSet {
+ public:
+  /// A grid or histogram may take this many bytes.
+  static constexpr double SIZE_MAX_BYTES = 1e9;
+
+  /// A grid or histogram that is too large is named in a message, by its file, and left out.
+  /// arbActive: the products that have columns in the grid of boxes. szPath: the output path.
+  CStatSet(const CConfigParam& config, int nColumns, const bool (&arbActive)[PRODUCTS],
+           const std::string& szPath);
+  virtual ~CStatSet() = default;
+
+  /// False when something was left out.
+  bool Ok() const { return m_bOk; }
+
+  // Null, or not there, when not asked for or left out:
+  std::unique_ptr<CSpeMultiStat> pSpectra;
+  std::unique_ptr<CStTpStat> pSurfacePeriod;       // in place of the spectra
+  std::vector<std::unique_ptr<CHisto>> arpHistos;  // in the order of their files
+  std::unique_ptr<CHistoMultiPix> pRadiances;
+  std::unique_ptr<CBoxStat> pBoxes;
+
+ private:
+  template <class T, class... TArguments>
+  std::unique_ptr<T> Make(const std::string& szFile, double fSize, const TArguments&... arguments);
+
+  bool m_bOk = true;
+};
