@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 #include <random>
+#include <tuple>
 
 #include "StatReference.h"
 #include "TestSupport.h"
@@ -71,8 +72,8 @@ std::vector<std::vector<double>> CaseRows() {
   return arRows;
 }
 
-CSpeStat Accumulate(const std::vector<std::vector<double>>& arRows, int nBatch) {
-  CSpeStat stat(COLUMNS, true);
+CSpeStat Accumulate(const std::vector<std::vector<double>>& arRows, int nBatch, bool bFour) {
+  CSpeStat stat(COLUMNS, bFour);
   CRowBatch batch(COLUMNS, nBatch);
   for (const auto& values : arRows) {
     const SSpectrumRow row{nullptr, nullptr, values.data()};
@@ -94,20 +95,28 @@ TEST(SpeStat, AgreesWithTwoPassesWhateverTheBatchesPartsAndOrder) {
   for (const bool bReversed : {false, true}) {
     if (bReversed) std::reverse(arRows.begin(), arRows.end());
     for (const auto& [nBatch, nFirst] : arWays) {
-      CSpeStat arSums[] = {CSpeStat(COLUMNS, true), CSpeStat(COLUMNS, true)};
-      for (const bool bWide : {false, true}) {
-        SetWideKernels(bWide);
-        arSums[bWide].Merge(Accumulate({arRows.begin(), arRows.begin() + nFirst}, nBatch));
-        arSums[bWide].Merge(CSpeStat(COLUMNS, true));
-        arSums[bWide].Merge(Accumulate({arRows.begin() + nFirst, arRows.end()}, nBatch));
+      // Two moments by both kernels, then four.
+      std::vector<CSpeStat> arSums;
+      for (const bool bFour : {false, true}) {
+        for (const bool bWide : {false, true}) {
+          SetWideKernels(bWide);
+          CSpeStat& sum = arSums.emplace_back(COLUMNS, bFour);
+          sum.Merge(Accumulate({arRows.begin(), arRows.begin() + nFirst}, nBatch, bFour));
+          sum.Merge(CSpeStat(COLUMNS, bFour));
+          sum.Merge(Accumulate({arRows.begin() + nFirst, arRows.end()}, nBatch, bFour));
+        }
       }
       for (int j = 0; j < COLUMNS; ++j) {
         SCOPED_TRACE(std::string(CaseOf(j).szName) + " by " + std::to_string(nBatch) + " after " +
                      std::to_string(nFirst) + (bReversed ? " reversed" : ""));
         std::vector<double> arValues;
         for (const auto& row : arRows) arValues.push_back(row[j]);
-        const SMoments portable = arSums[false].Moments(j), wide = arSums[true].Moments(j);
-        EXPECT_EQ(std::memcmp(&portable, &wide, sizeof wide), 0);
+        const SMoments wide = arSums[3].Moments(j);
+        for (int i = 0; i < 3; ++i) {
+          SMoments other = arSums[i].Moments(j);
+          if (i < 2) std::tie(other.fM3, other.fM4) = std::tie(wide.fM3, wide.fM4);
+          EXPECT_EQ(std::memcmp(&other, &wide, sizeof wide), 0);
+        }
         ExpectMoments(wide, arValues);
       }
     }
