@@ -33,6 +33,13 @@ int LinesPerFile(const SSampleOptions& options) {
   return static_cast<int>((nPixels + CScene::PIXELS_PER_LINE - 1) / CScene::PIXELS_PER_LINE);
 }
 
+// Each file has an equal share of the day's scan lines. Where in it a file begins decides what a small
+// archive shows: here two files of a few lines hold a coast and land under snow, one by day, one by night.
+int FirstLine(const SSampleOptions& options, int nFile) {
+  const int nShare = CScene::LINES_PER_DAY / Files(options);
+  return nFile * nShare + (nShare - LinesPerFile(options)) * 7 / 11;
+}
+
 template <typename... TArgs>
 std::string Format(const char* szFormat, TArgs... args) {
   char szBuffer[160];
@@ -130,9 +137,8 @@ std::string CheckSampleOptions(const SSampleOptions& options) {
 std::vector<SSamplePixel> SamplePixels(const SSampleOptions& options, EKind eKind, int nDay, int nMessage) {
   const CScene scene(options.nSeed, options.nSatellite, FirstDay(options));
   const uint64_t nGaps = SampleHash(options.nSeed + 77, static_cast<uint64_t>(eKind));
-  const int nFile = nMessage / options.nMessagesPerFile;
-  const int64_t nFirstLine = static_cast<int64_t>(nDay) * CScene::LINES_PER_DAY +
-                             static_cast<int64_t>(nFile) * (CScene::LINES_PER_DAY / Files(options));
+  const int nFirstLine =
+      nDay * CScene::LINES_PER_DAY + FirstLine(options, nMessage / options.nMessagesPerFile);
   const int64_t nFirst = static_cast<int64_t>(nMessage % options.nMessagesPerFile) * options.nPixels;
   std::vector<SSamplePixel> arPixels;
   if (options.bGaps &&
