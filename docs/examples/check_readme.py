@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs the README as a reader would: check_readme.py BUILD_DIR
 
-Every command of its ```console blocks runs, in their order and in one folder, and must print what the block shows below
-it. A shown line "..." stands for any lines, blanks in a row for one, and seconds for any others. The function vex_status
-of the README must tell runs of all sorts apart.
+Every command of its ```console blocks runs, in their order and in one folder, and must print what the block shows
+below it. A shown line "..." stands for any lines, blanks in a row for one, and seconds for any others. The function
+vex_status of the README must tell runs of all sorts apart.
 """
 import os
 import re
