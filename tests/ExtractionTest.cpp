@@ -234,6 +234,7 @@ TEST(Extraction, ChannelListsPickFromTheSpectrum) {
 
 // Whole runs give the same bytes with the wide kernels and without them.
 TEST(Extraction, WideKernelsChangeNoByte) {
+  if (!WideKernels()) GTEST_SKIP() << NO_WIDE_KERNELS;
   CTestTree tree;
   for (const EKind eKind : {EKind::L1C, EKind::TWT, EKind::EMS})
     tree.Add(eKind, TestMessage(eKind, TestPixels(119), -1, WithMissing()).szBytes);

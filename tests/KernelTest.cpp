@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "TestSupport.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
 #include "kernel/SpectrumKernels.h"
@@ -18,7 +19,7 @@ class KernelTest : public testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
     SetWideKernels(GetParam());
-    if (GetParam() && !WideKernels()) GTEST_SKIP() << "this processor has no wide kernels";
+    if (GetParam() && !WideKernels()) GTEST_SKIP() << NO_WIDE_KERNELS;
   }
   void TearDown() override { SetWideKernels(true); }
 

@@ -15,7 +15,8 @@ class RealMessage : public ::testing::Test {
  protected:
   void SetUp() override {
     const char* szFolder = std::getenv("VEX_TEST_DATA");
-    if (!szFolder) GTEST_SKIP() << "VEX_TEST_DATA does not name a folder with real messages";
+    if (!szFolder)
+      GTEST_SKIP() << "no real message here; to run this: VEX_TEST_DATA=FOLDER, with ias1_240.bufr in it";
     m_szPath = std::string(szFolder) + "/ias1_240.bufr";
     if (!std::filesystem::exists(m_szPath)) GTEST_SKIP() << m_szPath << " is not there";
     m_tree.Add(EKind::L1C, ReadWholeFile(m_szPath), "real", "2012/11/02");
@@ -56,7 +57,7 @@ constexpr size_t PIXELS = 15;
 }  // namespace
 
 TEST_F(RealMessage, EqualsWhatAnIndependentDecoderFinds) {
-  if (RunProgram("bufr_filter", {"-V"}).nStatus != 0) GTEST_SKIP() << "ecCodes' bufr_filter is not installed";
+  if (RunProgram("bufr_filter", {"-V"}).nStatus != 0) GTEST_SKIP() << NO_ECCODES;
   ExpectSays(Run("bin"), "day1.\n15 L1C data selected out of 15\n");
   const CRecordFile file(m_tree.Output());
   ASSERT_EQ(file.szError, "");

@@ -105,7 +105,7 @@ TEST(BUFREncoder, PacksValuesAsNarrowAsMissingAllows) {
 // Every element of every layout, its width, scale and reference and the values of all pixels, as an
 // independent decoder finds them from the descriptors in the message.
 TEST(ProductEncoder, MessagesDecodeElsewhereToWhatWentIn) {
-  if (RunProgram("bufr_dump", {"-V"}).nStatus != 0) GTEST_SKIP() << "ecCodes' bufr_dump is not installed";
+  if (RunProgram("bufr_dump", {"-V"}).nStatus != 0) GTEST_SKIP() << NO_ECCODES;
   std::vector<std::tuple<EKind, int, int>> arLayouts = {
       {EKind::L1C, 1, 4}, {EKind::L1C, 2, 4}, {EKind::L1C, 2, 3}, {EKind::TWT, 0, 3}};
   for (const EKind eKind : arKinds) {

@@ -3,6 +3,11 @@
 #include <string>
 #include <vector>
 
+/// What tests that are skipped say: why, and how to run them.
+constexpr char NO_WIDE_KERNELS[] = "no wide kernels here; run this on an x86-64 processor with AVX2 and FMA";
+constexpr char NO_ECCODES[] =
+    "ecCodes' tools are not installed; to run this: apt-get install libeccodes-tools";
+
 /// A directory of its own for one test, removed with everything in it.
 class CTempDir {
  public:
