@@ -1,6 +1,6 @@
 #include "reader/L1Reader.h"
 
-#include <cstdio>
+#include "kernel/Reporter.h"
 
 namespace {
 bool Inside(const SRealFilter& filter, double fValue) {
@@ -45,7 +45,7 @@ bool CL1Reader::SelectPixelsL1Filter(const CConfigParam* pConfig, CProdL1C* pPro
 
 bool CL1Reader::AcceptMessage(const SRead& read) {
   if (m_decoder.nDataSize <= 0) {
-    std::fputs("\nMessage BUFR de taille nulle", stdout);
+    CReporter::Text("\nMessage BUFR de taille nulle");
     return false;
   }
   if (m_decoder.nDataVersion == CProdL1C::DAY_1) *read.pbDayOneSeen = true;
@@ -65,7 +65,7 @@ bool CL1Reader::SelectPixelsOfKind(const SRead& read) {
 void CL1Reader::Update(const SRead& read) {
   CProdL1C* pProd = L1C(read.pProd);
   if (read.pConfig->bAvhrr && !m_decoder.UpdateL1Avhrr(pProd))
-    std::fputs("\nProbleme interpretation BUFR dans donnees avhrr", stdout);
+    CReporter::Text("\nProbleme interpretation BUFR dans donnees avhrr");
   if (read.pChannelMask && !m_decoder.UpdateL1Spectrum(pProd, read.pChannelMask))
-    std::fputs("\nProbleme interpretation BUFR dans spectres", stdout);
+    CReporter::Text("\nProbleme interpretation BUFR dans spectres");
 }

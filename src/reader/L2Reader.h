@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstdio>
-
+#include "kernel/Reporter.h"
 #include "reader/Reader.h"
 
 /// Reader of one L2 kind. TKind gives the record (Record), the decoder (Decoder), the record's sizing (Init)
@@ -29,8 +28,8 @@ class TL2Reader : public CReader {
     const bool bKind = m_decoder.descriptors.EndsWith(TKind::LastDescriptor());
     const bool bData = m_decoder.nDataSize > 0;
     if (bData && (bKind || !TKind::CHECK_KIND)) return true;
-    if (!bData) std::fputs("\nProbleme taille message BUFR", stdout);
-    if (!bKind) std::fputs(TKind::OTHER_KIND, stdout);
+    if (!bData) CReporter::Text("\nProbleme taille message BUFR");
+    if (!bKind) CReporter::Text(TKind::OTHER_KIND);
     return false;
   }
 

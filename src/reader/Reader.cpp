@@ -1,7 +1,8 @@
 #include "reader/Reader.h"
 
-#include <cstdio>
 #include <tuple>
+
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -76,10 +77,10 @@ bool CReader::OpenNextFile(const SRead& read) {
     const char* szPath = read.pFiles->GetStringAt(FileIndex);
     FileOpen = Decoder().Open(szPath);
     if (FileOpen) {
-      std::puts(szPath);
+      CReporter::Line(szPath);
       return true;
     }
-    std::printf("ERROR: Unable to open file %s!\n", szPath);
+    CReporter::Print("ERROR: Unable to open file %s!\n", szPath);
   }
   return false;
 }
@@ -109,11 +110,11 @@ int CReader::Read(const SRead& read) {
   CBUFRReader& decoder = Decoder();
   InitRecord(read, decoder.nSubsets);
   if (decoder.nSubsets < 1) {
-    std::fputs("\nMessage BUFR sans sous-ensemble de donnees", stdout);
+    CReporter::Text("\nMessage BUFR sans sous-ensemble de donnees");
     return 1;
   }
   if (!InterpretFirstLevel(read.pProd)) {
-    std::fputs(FirstLevelMessage(), stdout);
+    CReporter::Text(FirstLevelMessage());
     read.pProd->FillWithMissingValues();
     return 1;
   }

@@ -1,11 +1,11 @@
 #include "stat/StatFiles.h"
 
-#include <cstdio>
+#include "kernel/Reporter.h"
 
 /// Prints a line of its own.
 void CStatFiles::Fail(const std::string& szMessage) {
-  if (m_bLineOpen) std::putchar('\n');
-  std::puts(szMessage.c_str());
+  if (m_bLineOpen) CReporter::Text("\n");
+  CReporter::Line(szMessage.c_str());
   m_bLineOpen = m_bOk = false;
 }
 
@@ -13,7 +13,7 @@ void CStatFiles::Fill(CStreamWriter& writer, const std::string& szPath, const TP
   CStatTable table(writer);
   print(table);
   if (writer.Close()) {
-    std::printf("\nOutput file %s written", szPath.c_str());
+    CReporter::Print("\nOutput file %s written", szPath.c_str());
     m_bLineOpen = true;
     return;
   }

@@ -1,7 +1,8 @@
 #include "stat/StatSet.h"
 
-#include <cstdio>
 #include <new>
+
+#include "kernel/Reporter.h"
 
 CStatSet::CStatSet(const CConfigParam& config, int nColumns, const bool (&arbActive)[PRODUCTS],
                    const std::string& szPath) {
@@ -34,8 +35,8 @@ std::unique_ptr<T> CStatSet::Make(const std::string& szFile, double fSize, const
     if (fSize <= SIZE_MAX_BYTES) return std::make_unique<T>(arguments...);
   } catch (const std::bad_alloc&) {
   }
-  std::printf("ERROR: %s would need more memory than there may be (1 GB), it is not written\n",
-              szFile.c_str());
+  CReporter::Print("ERROR: %s would need more memory than there may be (1 GB), it is not written\n",
+                   szFile.c_str());
   m_bOk = false;
   return nullptr;
 }
