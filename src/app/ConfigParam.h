@@ -25,6 +25,8 @@ struct SRealFilter {
   bool bOn = false;
   float fMin = -1;
   float fMax = -1;
+
+  bool Holds(double fValue) const { return !(fValue < fMin || fValue > fMax); }
 };
 
 /// Classes of one histogram option.
@@ -63,6 +65,9 @@ class CConfigParam {
   bool L1CRequested() const { return arChannels.Count() > 0 || bAvhrr; }
   bool L2Requested() const;
   bool IsRequested(int nProduct) const { return nProduct == PRODUCT_L1C ? L1CRequested() : arbL2[nProduct]; }
+  // An amount of 100, or of 0, does not filter.
+  bool FiltersMaxCloud() const { return nMaxCloudAmount <= 99; }
+  bool FiltersMinCloud() const { return nMinCloudAmount > 0; }
   /// The channels of -c, for spectra of nLimit channels.
   CChannelSelection Channels(int nLimit = CChannelSelection::LIMIT) const;
 

@@ -119,7 +119,7 @@ struct SMessage {
 };
 
 constexpr SMessage WARNINGS[] = {
-    {[](const SRequest& r) { return r.config.nMaxCloudAmount <= 99 && !r.bL1C; },
+    {[](const SRequest& r) { return r.config.FiltersMaxCloud() && !r.bL1C; },
      "Warning: mca filter not applied in L2 extraction"},
     {[](const SRequest& r) { return r.bQuality && !r.bL1C; },
      "Warning: qlt filter not applied in L2 extraction"},

@@ -52,19 +52,22 @@ void CExtractor::ReportFiles(const Stream& stream) {
     CReporter::Line(stream.pProduct->szNoFiles);
 }
 
+/// The files of a product under a root of dated folders.
+void CExtractor::SelectDated(const CConfigParam& config, const char* szRoot, int nProduct) {
+  const SDate &first = config.firstDate, &last = config.lastDate;
+  const bool bL1C = nProduct == PRODUCT_L1C;
+  Stream& stream = m_arStreams[nProduct];
+  if (!szRoot || !stream.bRequested) return;
+  SelectFiles(szRoot, bL1C ? &config.arL1CExtensions : &config.arL2Extensions,
+              bL1C ? &config.arL1CMotifs : &config.arL2Motifs, first.nYear, first.nMonth, first.nDay,
+              last.nYear, last.nMonth, last.nDay, stream.arFiles, nProduct);
+  ReportFiles(stream);
+}
+
 void CExtractor::SelectInput(CConfigParam* pConfig) {
-  const SDate &first = pConfig->firstDate, &last = pConfig->lastDate;
-  const auto select = [&](const char* szRoot, int nKind) {
-    const bool bL1C = nKind == 0;
-    SelectFiles(szRoot, bL1C ? &pConfig->arL1CExtensions : &pConfig->arL2Extensions,
-                bL1C ? &pConfig->arL1CMotifs : &pConfig->arL2Motifs, first.nYear, first.nMonth, first.nDay,
-                last.nYear, last.nMonth, last.nDay, m_arStreams[nKind].arFiles, nKind);
-    ReportFiles(m_arStreams[nKind]);
-  };
-  if (pConfig->szL1CDir && m_arStreams[0].bRequested) select(pConfig->szL1CDir.get(), 0);
-  for (int i = 1; i < PRODUCTS && pConfig->szL2Dir; ++i)
-    if (m_arStreams[i].bRequested) select(pConfig->szL2Dir.get(), i);
-  for (int i = 1; i < PRODUCTS && pConfig->szIndepL2Dir; ++i) {
+  SelectDated(*pConfig, pConfig->szL1CDir.get(), PRODUCT_L1C);
+  for (int i = FIRST_L2; i < PRODUCTS; ++i) SelectDated(*pConfig, pConfig->szL2Dir.get(), i);
+  for (int i = FIRST_L2; i < PRODUCTS && pConfig->szIndepL2Dir; ++i) {
     if (!m_arStreams[i].bRequested) continue;
     SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions, &pConfig->arL2Motifs,
                         m_arStreams[i].arFiles, i);

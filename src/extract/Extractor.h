@@ -66,6 +66,7 @@ class CExtractor {
  private:
   void PrepareStreams(CConfigParam* pConfig);
   void SelectInput(CConfigParam* pConfig);
+  void SelectDated(const CConfigParam& config, const char* szRoot, int nProduct);
   static void ReportFiles(const Stream& stream);
   bool OpenOutput(const CConfigParam* pConfig);
   void BeginOutput();

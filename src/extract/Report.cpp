@@ -49,7 +49,7 @@ void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
 
 void CExtractor::ReportDayOne(const CConfigParam* pConfig) const {
   const bool bStat = pConfig->nFormat == CConfigParam::FORMAT_TXTSTAT;
-  const bool bCloud = pConfig->nMinCloudAmount >= 1 || pConfig->nMaxCloudAmount <= 99;
+  const bool bCloud = pConfig->FiltersMinCloud() || pConfig->FiltersMaxCloud();
   const struct {
     bool bShown;
     const char* szText;

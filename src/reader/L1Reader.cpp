@@ -1,36 +1,69 @@
 #include "reader/L1Reader.h"
 
+#include <algorithm>
+
 #include "kernel/Reporter.h"
 
 namespace {
-bool Inside(const SRealFilter& filter, double fValue) {
-  return !(fValue < filter.fMin || fValue > filter.fMax);
+
+using C = CConfigParam;
+using P = CProdL1C;
+
+P* L1C(CProd* pProd) { return static_cast<P*>(pProd); }
+
+template <IntColumn P::*FIELD>
+double Percent(const P& prod, int nPixel) {
+  return static_cast<float>((prod.*FIELD)[nPixel]);
 }
-double AsFloat(int64_t nValue) { return static_cast<float>(nValue); }
-CProdL1C* L1C(CProd* pProd) { return static_cast<CProdL1C*>(pProd); }
+
+template <RealColumn P::*FIELD>
+double Radiance(const P& prod, int nPixel) {
+  return (prod.*FIELD)[nPixel];
+}
+
+/// Filters on what a day 1 archive does not have, besides those on clouds.
+constexpr struct {
+  SRealFilter C::*pFilter;
+  double (*pValue)(const P& prod, int nPixel);
+} FILTERS[] = {
+    {&C::landFraction, Percent<&P::LandFraction>},
+    {&C::snowFraction, Percent<&P::SnowFraction>},
+    {&C::averageIIS, Radiance<&P::AverageIIS>},
+    {&C::varianceIIS, Radiance<&P::VarianceIIS>},
+};
+
+bool MatchCloud(const C& config, int64_t nCloud) {
+  return !(config.FiltersMaxCloud() && nCloud > config.nMaxCloudAmount) &&
+         !(config.FiltersMinCloud() && nCloud < config.nMinCloudAmount);
+}
+
+bool MatchQuality(const C& config, const P& prod, int nPixel) {
+  for (int i = 0; i < 3; ++i)
+    if (config.arbQuality[i] && prod.GqisQualFlag[i][nPixel] != 0) return false;
+  return true;
+}
+
+/// One flag stands for all bands.
+bool MatchDayOne(const C& config, const P& prod, int nPixel) {
+  bool bNotThere = config.FiltersMaxCloud() || config.FiltersMinCloud();
+  for (const auto& filter : FILTERS) bNotThere |= (config.*filter.pFilter).bOn;
+  if (bNotThere && config.nFormat == C::FORMAT_TXTSTAT) return false;
+  const auto& arbQuality = config.arbQuality;
+  return !std::ranges::count(arbQuality, true) || prod.GqisQualFlag[0][nPixel] == 0;
+}
+
 }  // namespace
 
 bool CL1Reader::MatchL1Filter(const CConfigParam* pConfig, const CProdL1C* pProd, int nPixel) {
-  const CConfigParam& config = *pConfig;
   const CProdL1C& prod = *pProd;
-  const bool bMaxCloud = config.nMaxCloudAmount <= 99, bMinCloud = config.nMinCloudAmount > 0;
-  const auto& arQuality = config.arbQuality;
-  if (prod.DayVersion == CProdL1C::DAY_1) {
-    const bool bNotThere = bMaxCloud || bMinCloud || config.landFraction.bOn || config.snowFraction.bOn ||
-                           config.averageIIS.bOn || config.varianceIIS.bOn;
-    if (bNotThere && config.nFormat == CConfigParam::FORMAT_TXTSTAT) return false;
-    const bool bQuality = arQuality[0] || arQuality[1] || arQuality[2];
-    return !bQuality || prod.GqisQualFlag[0][nPixel] == 0;
-  }
-  if (prod.DayVersion != CProdL1C::DAY_2) return true;
-  for (int i = 0; i < 3; ++i)
-    if (arQuality[i] && prod.GqisQualFlag[i][nPixel] != 0) return false;
-  const int64_t nCloud = prod.CloudFraction[nPixel];
-  return !(bMaxCloud && nCloud > config.nMaxCloudAmount) && !(bMinCloud && nCloud < config.nMinCloudAmount) &&
-         (!config.landFraction.bOn || Inside(config.landFraction, AsFloat(prod.LandFraction[nPixel]))) &&
-         (!config.snowFraction.bOn || Inside(config.snowFraction, AsFloat(prod.SnowFraction[nPixel]))) &&
-         (!config.averageIIS.bOn || Inside(config.averageIIS, prod.AverageIIS[nPixel])) &&
-         (!config.varianceIIS.bOn || Inside(config.varianceIIS, prod.VarianceIIS[nPixel]));
+  if (prod.DayVersion == P::DAY_1) return MatchDayOne(*pConfig, prod, nPixel);
+  if (prod.DayVersion != P::DAY_2) return true;
+  if (!MatchQuality(*pConfig, prod, nPixel)) return false;
+  if (!MatchCloud(*pConfig, prod.CloudFraction[nPixel])) return false;
+  return std::ranges::all_of(FILTERS, [&](const auto& filter) {
+    const SRealFilter& range = pConfig->*filter.pFilter;
+    return !range.bOn || range.Holds(filter.pValue(prod, nPixel));
+  });
 }
 
 bool CL1Reader::SelectPixelsL1Filter(const CConfigParam* pConfig, CProdL1C* pProd) {

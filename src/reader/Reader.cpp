@@ -31,32 +31,46 @@ bool InPeriod(int nPeriod, double fSolarZenithAngle) {
   return true;
 }
 
+bool InWindow(const CConfigParam& config, double fLatitude, double fLongitude) {
+  const bool bLatitude = fLatitude >= config.fMinLatitude && fLatitude <= config.fMaxLatitude;
+  // With the bounds the wrong way round no longitude is filtered out.
+  const bool bLongitude = config.fMaxLongitude < config.fMinLongitude ||
+                          !(fLongitude < config.fMinLongitude || fLongitude > config.fMaxLongitude);
+  return bLatitude && bLongitude;
+}
+
+bool HasIdentity(const CConfigParam& config, const CProd& prod, int nPixel) {
+  return InRanges(config.arOrbits, prod.OrbitNumber[nPixel]) &&
+         InRanges(config.arScanLines, prod.ScanLineNumber[nPixel]) &&
+         InRanges(config.arFieldsOfView, prod.FieldOfViewNumber[nPixel]);
+}
+
+bool HasAnglesAndTime(const CConfigParam& config, const CProd& prod, int nPixel) {
+  return (!config.viewingAngle.bOn || config.viewingAngle.Holds(prod.SatelliteZenithAngle[nPixel])) &&
+         InPeriod(config.nPeriod, prod.SolarZenithAngle[nPixel]) &&
+         InTimeRanges(config.arTimePeriods, prod.Hour[nPixel], prod.Minute[nPixel],
+                      prod.Milliseconds[nPixel] / 1000);
+}
+
+/// An unknown surface (-1) passes all.
+bool OnSurface(int nWanted, int nSurface) {
+  if (nWanted == CConfigParam::SURFACE_SEA) return nSurface < 1;
+  if (nWanted == CConfigParam::SURFACE_LAND) return nSurface != 0;
+  return true;
+}
+
 }  // namespace
 
 bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int nPixel) {
   const CConfigParam& config = *pConfig;
   const CProd& prod = *pProd;
-  const int p = nPixel;
-  const double fLatitude = prod.Latitude[p], fLongitude = prod.Longitude[p];
-  const bool bLatitude = fLatitude >= config.fMinLatitude && fLatitude <= config.fMaxLatitude;
-  // With the bounds the wrong way round no longitude is filtered out.
-  const bool bLongitude = config.fMaxLongitude < config.fMinLongitude ||
-                          !(fLongitude < config.fMinLongitude || fLongitude > config.fMaxLongitude);
-  const double fAngle = prod.SatelliteZenithAngle[p];
-  const bool bAngle =
-      !config.viewingAngle.bOn || !(fAngle < config.viewingAngle.fMin || fAngle > config.viewingAngle.fMax);
-  if (!bLatitude || !bLongitude || !bAngle || !InRanges(config.arOrbits, prod.OrbitNumber[p]) ||
-      !InRanges(config.arScanLines, prod.ScanLineNumber[p]) ||
-      !InPeriod(config.nPeriod, prod.SolarZenithAngle[p]) ||
-      !InTimeRanges(config.arTimePeriods, prod.Hour[p], prod.Minute[p], prod.Milliseconds[p] / 1000) ||
-      !InRanges(config.arFieldsOfView, prod.FieldOfViewNumber[p]))
+  const double fLatitude = prod.Latitude[nPixel], fLongitude = prod.Longitude[nPixel];
+  if (!InWindow(config, fLatitude, fLongitude) || !HasIdentity(config, prod, nPixel) ||
+      !HasAnglesAndTime(config, prod, nPixel))
     return false;
   const int nSurface = config.altitudeMap.GetSurfaceType(fLatitude, fLongitude);
-  pProd->SurfaceType.Write()[p] = nSurface;
-  // An unknown surface (-1) passes both.
-  if (config.nSurface == CConfigParam::SURFACE_SEA) return nSurface < 1;
-  if (config.nSurface == CConfigParam::SURFACE_LAND) return nSurface != 0;
-  return true;
+  pProd->SurfaceType.Write()[nPixel] = nSurface;
+  return OnSurface(config.nSurface, nSurface);
 }
 
 bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
