@@ -96,7 +96,7 @@ constexpr SElement BAND[] = {
     {"0 25 140", "start channel", INT, All(CHANNEL_WIDTH), 0, 0, 0, Into<&P::ScaleBandStartChannel>()},
     {"0 25 141", "end channel", INT, All(CHANNEL_WIDTH), 0, 0, 0, Into<&P::ScaleBandEndChannel>()},
     {"0 25 142", "channel scale factor", INT, All(EXPONENT_WIDTH), 0, 0, 0, Into<&P::ScaleBandExponent>(),
-     CBUFRReaderL1C::DEFAULT_VALUE_SF},
+     CBUFRReaderL1C::DEFAULT_VALUE_SF, CBUFRReaderL1C::DEFAULT_VALUE_SF},
 };
 
 constexpr SElement AVHRR[] = {

@@ -14,18 +14,22 @@ struct STarget {
   TColumn<double>* (*pReals)(CProd&, int) = nullptr;
 };
 
+namespace target_detail {
+template <class T, auto MEMBER, int INDEX>
+TColumn<T>* At(CProd& prod, int nIndex) {
+  return MemberAt<MEMBER, INDEX>(prod, nIndex);
+}
+}  // namespace target_detail
+
 /// Target of a record's member: a column, or of a family the one with the given index, or (-1) with the
 /// index of the repetition.
 template <auto MEMBER, int INDEX = -1>
 constexpr STarget Into() {
   using T = typename SMember<decltype(MEMBER)>::Element::Value;
-  const auto at = [](CProd& prod, int nIndex) -> TColumn<T>* {
-    return MemberAt<MEMBER, INDEX>(prod, nIndex);
-  };
   if constexpr (std::is_same_v<T, int64_t>)
-    return {at, nullptr};
+    return {&target_detail::At<T, MEMBER, INDEX>, nullptr};
   else
-    return {nullptr, at};
+    return {nullptr, &target_detail::At<T, MEMBER, INDEX>};
 }
 
 /// The element is read over.
@@ -59,8 +63,8 @@ struct SElement {
   int nScale;      // decimal scale: value = (packed + reference) / 10^scale
   uint64_t nFlag;  // missing-data flag
   STarget target;
-  int64_t nMissing = -1;          // of integers; reals are -777.0
-  int64_t nUndecoded = nMissing;  // what stands in a column of integers where nothing could be decoded
+  int64_t nMissing = -1;    // of integers; reals are -777.0
+  int64_t nUndecoded = -1;  // what stands in a column of integers where nothing could be decoded
 };
 
 using TLayout = std::span<const SElement>;
