@@ -162,6 +162,29 @@ TEST(BadInput, ManySubsetsInASoundMessage) {
   EXPECT_LT(run.nMegabytes, MEASURED ? 120 : 1 << 20);
 }
 
+// The header of a message is decoded for all of its pixels, which are some thirty reals and integers each:
+// 16 megabytes. All else is there for the one pixel only.
+TEST(BadInput, ManySubsetsOfWhichOneIsKept) {
+  for (const EKind eKind : arKinds) {
+    const auto arPixels = TestPixels(1);
+    const STestMessage one = TestMessage(eKind, arPixels);
+    CBUFREncoder encoder = EmptyEncoder(eKind, arPixels, -1, 65535);
+    for (const SFieldValues& values : one.arFields) encoder.Constant(values.field.nWidth, values.arRaw[0]);
+    CTestTree tree;
+    long arnMegabytes[2];
+    std::string arszRecords[2];
+    for (const bool bMany : {false, true}) {
+      tree.Add(eKind, bMany ? encoder.Message() : one.szBytes);
+      const STreeRun run = tree.Run(Options(eKind) + TOptions{"-maxres", "1"});
+      ExpectGood(run);
+      arszRecords[bMany] = Records(tree.Output());
+      arnMegabytes[bMany] = run.nMegabytes;
+    }
+    EXPECT_EQ(arszRecords[1], arszRecords[0]);
+    EXPECT_LT(arnMegabytes[1] - arnMegabytes[0], MEASURED ? 18 : 1 << 20) << KindName(eKind);
+  }
+}
+
 TEST(BadInput, ManySubsetsInTinyMessages) {
   constexpr int MESSAGES = 300;
   for (const EKind eKind : arKinds) {

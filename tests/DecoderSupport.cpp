@@ -211,6 +211,13 @@ std::vector<uint8_t> CLayoutTest::Encode(TRows& rows, int nPixels, int nTurn, bo
   return encoder.SectionData();
 }
 
+void CLayoutTest::Keep(int nPixels) {
+  const bool bAll = m_bKeepAll || Below(3) == 0;
+  uint8_t* pKeep = Record().KeepPixel.Write();
+  for (int i = 0; i < nPixels; ++i) pKeep[i] = bAll || i == nPixels - 1 || Below(2);
+  Record().InitKept();
+}
+
 bool CLayoutTest::Decode(const std::vector<uint8_t>& arBytes, int nPixels, int nVersion) {
   LoadData(Reader(), arBytes, nPixels, nVersion);
   testing::internal::CaptureStdout();

@@ -135,7 +135,7 @@ class CLayoutTest : public testing::Test {
   explicit CLayoutTest(std::vector<int> arVersions) : m_arVersions(std::move(arVersions)) {}
 
   virtual CBUFRReader& Reader() = 0;
-  virtual const CProd& Record() const = 0;
+  virtual CProd& Record() = 0;
   virtual TRows Rows(int nVersion, int nPixels) const = 0;
   /// Decodes all of what the reader holds; false when it could not.
   virtual bool DecodeAll(int nPixels) = 0;
@@ -146,6 +146,8 @@ class CLayoutTest : public testing::Test {
   /// each row's flag. Rows that have values already keep them.
   std::vector<uint8_t> Encode(TRows& rows, int nPixels, int nTurn, bool bMissing);
   bool Decode(const std::vector<uint8_t>& arBytes, int nPixels, int nVersion);
+  /// Keeps some pixels of a record that is sized for them, the last one always; now and then all.
+  void Keep(int nPixels);
   /// "" when every row has its values and the columns of other versions are missing, whatever was decoded
   /// before; else the first that is not so. bMayMiss: the rows may be missing too.
   std::string Compare(const TRows& rows, int nPixels, bool bMayMiss = false);
@@ -155,6 +157,7 @@ class CLayoutTest : public testing::Test {
 
   int Below(int n) { return static_cast<int>(m_random() % static_cast<unsigned>(n)); }
 
+  bool m_bKeepAll = false;
   std::vector<int> m_arVersions;
   std::vector<TRows> m_arAllVersions;  // by Compare
   std::mt19937 m_random{5};

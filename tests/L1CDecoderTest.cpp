@@ -23,7 +23,7 @@ class L1CDecoderTest : public CLayoutTest {
   ~L1CDecoderTest() override { SetWideKernels(true); }
 
   CBUFRReader& Reader() override { return m_reader; }
-  const CProd& Record() const override { return m_prod; }
+  CProd& Record() override { return m_prod; }
 
   /// All channels in their order, in five bands with exponents 5 to 9.
   TRows Rows(int nLayout, int nPixels) const override {
@@ -77,16 +77,10 @@ class L1CDecoderTest : public CLayoutTest {
     return rows;
   }
 
-  void Keep(int nPixels, bool bAll) {
-    m_prod.InitFirstL1(nPixels, SAMPLES);
-    for (int i = 0; i < nPixels; ++i) m_prod.KeepPixel.Write()[i] = bAll || Below(2);
-    m_prod.KeepPixel.Write()[nPixels - 1] = 1;
-    m_prod.InitKept();
-  }
-
   bool DecodeAll(int nPixels) override {
     m_reader.GoToNextMessage();
-    Keep(nPixels, m_bKeepAll || Below(3) == 0);
+    m_prod.InitFirstL1(nPixels, SAMPLES);
+    Keep(nPixels);
     const int nFirst = m_reader.InterpretFirstLevel(&m_prod);
     const int nAvhrr = m_reader.UpdateL1Avhrr(&m_prod);
     return m_reader.UpdateL1Spectrum(&m_prod, m_arSelection.data()) && nFirst && nAvhrr;
@@ -95,7 +89,6 @@ class L1CDecoderTest : public CLayoutTest {
   CProdL1C m_prod;
   CBUFRReaderL1C m_reader;
   std::vector<char> m_arSelection = std::vector<char>(SAMPLES, 1);
-  bool m_bKeepAll = false;
 };
 
 TEST_F(L1CDecoderTest, EveryRowOfBothLayoutsComesBack) { ExpectEveryRowComesBack(); }
@@ -218,7 +211,8 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
     const bool bStrange = nTrial % 4 != 0, bUniform = nTrial % 2 == 0;
     m_prod.SetNull();
     m_prod.InitFirstL1(nPixels, nChannels);
-    Keep(nPixels, nTrial % 5 < 2);
+    m_bKeepAll = nTrial % 5 < 2;
+    Keep(nPixels);
     m_arSelection.assign(SAMPLES, 0);
     for (char& c : m_arSelection) c = nTrial % 3 != 1 || Below(10) == 0;
     const auto values = [&](int nMin, int nSpan, int nMissing) {

@@ -52,8 +52,8 @@ TPlaces HeaderPlaces(EKind eKind, int nVersion, const CProdL2& p) {
 }
 
 void AddProduct(TPlaces& places, const CProdL2ems& p) {
-  places[2153] = Reals<RealColumn>({p.Frequency}, SURFACE);
-  places[14050] = Reals<RealColumn>({p.Emissivity}, SURFACE);
+  places[2153] = Reals<KeptRealColumn>({p.Frequency}, SURFACE);
+  places[14050] = Reals<KeptRealColumn>({p.Emissivity}, SURFACE);
 }
 
 void AddProduct(TPlaces& places, const CProdL2trg& p) {
@@ -64,16 +64,16 @@ void AddProduct(TPlaces& places, const CProdL2trg& p) {
 }
 
 void AddProduct(TPlaces& places, const CProdL2ozo& p) {
-  places[7004] = Reals<RealColumn>({p.LayerTopPressure, p.LayerBottomPressure}, OZONE);
-  places[15020] = Reals<RealColumn>({p.IntegratedO3Density}, OZONE);
+  places[7004] = Reals<KeptRealColumn>({p.LayerTopPressure, p.LayerBottomPressure}, OZONE);
+  places[15020] = Reals<KeptRealColumn>({p.IntegratedO3Density}, OZONE);
 }
 
 void AddProduct(TPlaces& places, const CProdL2clp& p) {
   places[8003] = {Int(p.VerticalSignificance, CLOUDS)};
-  places[7004] = Reals<RealColumn>({p.Pressure}, CLOUDS);
-  places[12101] = Reals<RealColumn>({p.Temperature}, CLOUDS);
-  places[20081] = Reals<RealColumn>({p.CloudAmountInSegment}, CLOUDS);
-  for (const IntColumn& column : p.CloudPhase) places[20056].push_back(Int(column, CLOUDS));
+  places[7004] = Reals<KeptRealColumn>({p.Pressure}, CLOUDS);
+  places[12101] = Reals<KeptRealColumn>({p.Temperature}, CLOUDS);
+  places[20081] = Reals<KeptRealColumn>({p.CloudAmountInSegment}, CLOUDS);
+  for (const KeptIntColumn& column : p.CloudPhase) places[20056].push_back(Int(column, CLOUDS));
 }
 
 void AddProduct(TPlaces& places, const CProdL2twt& p, size_t nLevels) {
@@ -82,10 +82,10 @@ void AddProduct(TPlaces& places, const CProdL2twt& p, size_t nLevels) {
   places[8022] = {Int(p.NumberOfObservations1, PROFILES), Int(p.NumberOfObservations2, PROFILES)};
   places[12061] = {Real(p.SkinTemperature, PROFILES)};
   places[31001] = {Int(p.PTCount, PROFILES), Int(p.PMRCount, PROFILES)};
-  places[7004] = Reals<RealColumn>({std::span(p.PTPressure).first(nLevels)}, PROFILES);
-  for (const RealColumn& column : p.PMRPressure) places[7004].push_back(Real(column, PROFILES));
-  places[12101] = Reals<RealColumn>({p.PTTemperature}, PROFILES);
-  places[13002] = Reals<RealColumn>({p.PMRMixingRatio}, PROFILES);
+  places[7004] = Reals<KeptRealColumn>({std::span(p.PTPressure).first(nLevels)}, PROFILES);
+  for (const KeptRealColumn& column : p.PMRPressure) places[7004].push_back(Real(column, PROFILES));
+  places[12101] = Reals<KeptRealColumn>({p.PTTemperature}, PROFILES);
+  places[13002] = Reals<KeptRealColumn>({p.PMRMixingRatio}, PROFILES);
 }
 
 template <EKind eKind, class TRecord, class TReader, void (TRecord::*pInit)(int)>
@@ -104,7 +104,7 @@ class L2DecoderTest : public CLayoutTest {
   }
 
   CBUFRReader& Reader() override { return m_reader; }
-  const CProd& Record() const override { return m_prod; }
+  CProd& Record() override { return m_prod; }
 
   TRows Rows(int nVersion, int nPixels) const override {
     constexpr EKind KIND = TKind::KIND;
@@ -128,6 +128,7 @@ class L2DecoderTest : public CLayoutTest {
 
   bool DecodeAll(int nPixels) override {
     (m_prod.*TKind::Init)(nPixels);
+    Keep(nPixels);
     const int nFirst = m_reader.InterpretFirstLevel(&m_prod);
     return m_reader.UpdateL2(&m_prod) && nFirst;
   }
@@ -136,11 +137,12 @@ class L2DecoderTest : public CLayoutTest {
   typename TKind::Reader m_reader;
 };
 
-using AllKinds = testing::Types<SKind<EKind::EMS, CProdL2ems, CBUFRReaderL2ems, &CProdL2ems::InitFirstL2ems>,
-                                SKind<EKind::TRG, CProdL2trg, CBUFRReaderL2trg, &CProdL2trg::InitFirstL2trg>,
-                                SKind<EKind::OZO, CProdL2ozo, CBUFRReaderL2ozo, &CProdL2ozo::InitFirstL2ozo>,
-                                SKind<EKind::CLP, CProdL2clp, CBUFRReaderL2clp, &CProdL2clp::InitFirstL2clp>,
-                                SKind<EKind::TWT, CProdL2twt, CBUFRReaderL2twt, &CProdL2twt::InitFirstL2twt>>;
+using OzoneKind = SKind<EKind::OZO, CProdL2ozo, CBUFRReaderL2ozo, &CProdL2ozo::InitFirstL2ozo>;
+using AllKinds =
+    testing::Types<SKind<EKind::EMS, CProdL2ems, CBUFRReaderL2ems, &CProdL2ems::InitFirstL2ems>,
+                   SKind<EKind::TRG, CProdL2trg, CBUFRReaderL2trg, &CProdL2trg::InitFirstL2trg>, OzoneKind,
+                   SKind<EKind::CLP, CProdL2clp, CBUFRReaderL2clp, &CProdL2clp::InitFirstL2clp>,
+                   SKind<EKind::TWT, CProdL2twt, CBUFRReaderL2twt, &CProdL2twt::InitFirstL2twt>>;
 TYPED_TEST_SUITE(L2DecoderTest, AllKinds);
 
 TYPED_TEST(L2DecoderTest, EveryRowOfEveryVersionComesBack) { this->ExpectEveryRowComesBack(); }
@@ -152,6 +154,25 @@ TYPED_TEST(L2DecoderTest, CutMessagesShowNothingOfTheOneBefore) {
 TYPED_TEST(L2DecoderTest, NoProductBlockBeforeAHeader) {
   LoadData(this->m_reader, std::vector<uint8_t>(4000), 3, 5);
   EXPECT_EQ(this->m_reader.UpdateL2(&this->m_prod), 0);
+}
+
+using OzoneTest = L2DecoderTest<OzoneKind>;
+
+// Whether a message has more than the few layers is told by all of its pixels.
+TEST_F(OzoneTest, LayersOfPixelsThatAreNotKeptCount) {
+  constexpr int64_t MISSING = CBUFREncoder::MISSING;
+  constexpr int FEW = CProdL2ozo::FEW_LAYERS;
+  for (const int nColumn : {0, 1, 2, 3}) do {
+      TRows rows = Rows(3, 2);
+      const TColumn<double>* arpColumns[] = {&m_prod.LayerTopPressure[FEW], &m_prod.LayerBottomPressure[FEW],
+                                             &m_prod.IntegratedO3Density[FEW], nullptr};
+      for (SLayoutRow& row : rows)
+        for (const auto* pColumn : arpColumns)
+          if (pColumn && row.pReals == pColumn)
+            row.arRaw = {pColumn == arpColumns[nColumn] ? 1234 : MISSING, MISSING};
+      ASSERT_TRUE(Decode(Encode(rows, 2, 3, false), 2, 3));
+      EXPECT_EQ(m_prod.HasManyLayers, nColumn < 3);
+    } while (m_prod.Kept().size() > 1);
 }
 
 }  // namespace

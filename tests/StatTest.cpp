@@ -207,6 +207,8 @@ TEST(Classes, FollowTheirEdgesWithoutTolerance) {
 /// Two pixels with nothing but a position.
 void MakePixels(CProdL2ozo& prod) {
   prod.InitFirstL2ozo(2);
+  std::fill_n(prod.KeepPixel.Write(), 2, uint8_t{1});
+  prod.InitKept();
   for (auto* p : {&prod.LayerTopPressure, &prod.LayerBottomPressure, &prod.IntegratedO3Density})
     for (auto& column : *p) column.SetMissing(-777);
   for (RealColumn* pColumn : {&prod.Latitude, &prod.Longitude}) std::fill_n(pColumn->Write(), 2, 1.0);
@@ -232,6 +234,7 @@ TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
   for (const auto& [arLayers, fWanted] : arCases) {
     CProdL2ozo prod;
     MakePixels(prod);
+    prod.HasManyLayers = arLayers.size() > CProdL2ozo::FEW_LAYERS;
     for (size_t i = 0; i < arLayers.size(); ++i) {
       prod.LayerTopPressure[i].Write()[1] = arLayers[i].fTop;
       prod.LayerBottomPressure[i].Write()[1] = arLayers[i].fBottom;

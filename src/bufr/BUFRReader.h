@@ -91,19 +91,12 @@ class CBUFRReader {
   bool bBlankUndecoded = false;
 
  protected:
-  /// Pixels for which values are kept, when not for all of them: value i of a column is that of pixel
-  /// pPixels[i].
-  struct SGather {
-    const int* pPixels;
-    int nCount;
-  };
-
   /// Decodes the rows of a layout in turn for the current layout version, into columns with index nIndex of
-  /// their family. Returns the AND of all statuses.
-  int DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex = 0,
-                   const SGather* pGather = nullptr);
-  /// Values of all subsets of the integer element that was gathered last.
-  const int64_t* GatheredInts() const { return m_arScratchInts.data(); }
+  /// their family. Columns of kept pixels get the values of these. Returns the AND of all statuses.
+  int DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex = 0);
+  /// Values of all subsets of the last element of the type that went into a column, until the next one does.
+  const int64_t* LastInts() const { return m_pLastInts; }
+  const double* LastReals() const { return m_pLastReals; }
   /// Repeats the rows for index 0 to nCount - 1.
   int DecodeRepeated(TLayout layout, int nCount, CProd& prod, int64_t& bitPos);
   /// Sets the columns of a layout to missing for index nFrom to nTo - 1, when bBlankUndecoded asks for it.
@@ -127,8 +120,7 @@ class CBUFRReader {
   int ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* pOut, uint64_t nFlag, TValue missing,
                      TValue undecoded, TConvert convert);
   int Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts, double* pReals);
-  int DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex,
-                 const SGather* pGather);
+  int DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex);
 
   void SkipBack(int64_t nMessageStart, int nBytes);
   int64_t ReadSection1(int64_t nMessageStart);
@@ -139,4 +131,6 @@ class CBUFRReader {
 
   std::vector<int64_t> m_arScratchInts;  // one value per subset, for gathering
   std::vector<double> m_arScratchReals;
+  const int64_t* m_pLastInts = nullptr;
+  const double* m_pLastReals = nullptr;
 };

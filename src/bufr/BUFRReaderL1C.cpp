@@ -232,17 +232,15 @@ int CBUFRReaderL1C::SkipAvhrr(int64_t& bitPos) {
 
 int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
   if (nAvhrrBitPos < 1) return 0;
-  const auto& arKept = pProd->Kept();
-  const SGather gather = {arKept.data(), static_cast<int>(arKept.size())};
+  const int nRows = static_cast<int>(pProd->Kept().size());
   int64_t bitPos = nAvhrrBitPos;
-  int nStatus = DecodeLayout(AVHRR, *pProd, bitPos, 0, &gather);
+  int nStatus = DecodeLayout(AVHRR, *pProd, bitPos);
   for (int i = 0; i < P::CLUSTERS; ++i) {
-    nStatus &= DecodeLayout(CLUSTER, *pProd, bitPos, i, &gather);
+    nStatus &= DecodeLayout(CLUSTER, *pProd, bitPos, i);
     for (int j = i * P::AVHRR_CHANNELS; j < (i + 1) * P::AVHRR_CHANNELS; ++j) {
-      nStatus &= DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, j, &gather);
-      ScaleAvhrr(gather.nCount, pProd->AvhrrMeanScaled[j], pProd->AvhrrMeanExponent[j],
-                 pProd->AvhrrMeanRadiance[j]);
-      ScaleAvhrr(gather.nCount, pProd->AvhrrStdDevScaled[j], pProd->AvhrrStdDevExponent[j],
+      nStatus &= DecodeLayout(CLUSTER_CHANNEL, *pProd, bitPos, j);
+      ScaleAvhrr(nRows, pProd->AvhrrMeanScaled[j], pProd->AvhrrMeanExponent[j], pProd->AvhrrMeanRadiance[j]);
+      ScaleAvhrr(nRows, pProd->AvhrrStdDevScaled[j], pProd->AvhrrStdDevExponent[j],
                  pProd->AvhrrStdDevRadiance[j]);
     }
   }
@@ -250,15 +248,13 @@ int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
 }
 
 int CBUFRReaderL1C::DecodeBands(CProdL1C& prod, int64_t& bitPos) {
-  const auto& arKept = prod.Kept();
-  const int nRows = static_cast<int>(arKept.size());
-  const SGather gather = {arKept.data(), nRows};
+  const int nRows = static_cast<int>(prod.Kept().size());
   int nStatus = 1;
   for (int i = 0; i < P::BANDS; ++i) {
-    nStatus &= DecodeLayout({BAND, 2}, prod, bitPos, i, &gather);
+    nStatus &= DecodeLayout({BAND, 2}, prod, bitPos, i);
     // Whether a band is there at all is told by the end channel of the first pixel, kept or not.
-    const bool bBand = nRows > 0 && GatheredInts()[0] >= 0;
-    nStatus &= DecodeLayout({BAND + 2, 1}, prod, bitPos, i, &gather);
+    const bool bBand = nRows > 0 && LastInts()[0] >= 0;
+    nStatus &= DecodeLayout({BAND + 2, 1}, prod, bitPos, i);
     int64_t* pStart = prod.ScaleBandStartChannel[i].Write();
     int64_t* pEnd = prod.ScaleBandEndChannel[i].Write();
     double* pFactor = prod.ScaleBandFactor[i].Write();

@@ -26,6 +26,17 @@ int CBUFRReaderL2ozo::InterpretFirstLevel(CProdL2ozo* pProd) {
   return DecodeHeader(L2_HEADER<P, EL2Header::OZO>, *pProd);
 }
 
+int CBUFRReaderL2ozo::DecodeLayers(CProdL2ozo& prod, int nLayers, int64_t& bitPos) {
+  int nStatus = 1;
+  for (int i = 0; i < nLayers; ++i)
+    for (const SElement& element : LAYER) {
+      nStatus &= DecodeLayout({&element, 1}, prod, bitPos, i);
+      for (int j = 0; i == P::FEW_LAYERS && j < nSubsets; ++j)
+        prod.HasManyLayers |= LastReals()[j] != CProd::DEFAULT_VALUE_REAL;
+    }
+  return nStatus;
+}
+
 int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
   const bool bManyLayers = VersionFrom3To(4);
@@ -34,12 +45,13 @@ int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   int64_t nLayers;
   int nStatus = DecodeCount(bitPos, MISSING_OZO, nLayers);
   const bool bConform = nLayers == nExpected;
+  pProd->HasManyLayers = false;
   BlankLayout(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
   if (!bConform) {
     std::puts("Nombre de donnees ozone non conforme");
     return nStatus;
   }
-  nStatus &= DecodeRepeated(LAYER, nExpected, *pProd, bitPos);
+  nStatus &= DecodeLayers(*pProd, nExpected, bitPos);
   if (bManyLayers) nStatus &= DecodeRepeated(TRAILING, TRAILING_ELEMENTS, *pProd, bitPos);
   return nStatus;
 }

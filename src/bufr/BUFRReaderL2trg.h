@@ -11,6 +11,6 @@ class CBUFRReaderL2trg : public CBUFRReaderL2 {
   /// Decodes the header of all pixels; 0 when something could not be decoded. The record is sized for
   /// nSubsets pixels.
   int InterpretFirstLevel(CProdL2trg* pProd);
-  /// Decodes the product block of all pixels; 0 when something could not be decoded or no header was.
+  /// Decodes the product block of the kept pixels; 0 when something could not be decoded or no header was.
   int UpdateL2(CProdL2trg* pProd);
 };

@@ -11,7 +11,7 @@ class CBUFRReaderL2twt : public CBUFRReaderL2 {
   /// Decodes the header of all pixels; 0 when something could not be decoded. The record is sized for
   /// nSubsets pixels.
   int InterpretFirstLevel(CProdL2twt* pProd);
-  /// Decodes the product block of all pixels; 0 when something could not be decoded or no header was.
+  /// Decodes the product block of the kept pixels; 0 when something could not be decoded or no header was.
   int UpdateL2(CProdL2twt* pProd);
 
  private:

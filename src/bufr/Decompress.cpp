@@ -180,38 +180,35 @@ int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, in
                        element.nUndecoded, nullptr, nullptr);
 }
 
-int CBUFRReader::DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex,
-                            const SGather* pGather) {
-  const auto into = [&]<class T>(TColumn<T>* pColumn, std::vector<T>& arScratch) {
-    T* pOut = pColumn->Write();
-    if (pGather) {
-      if (arScratch.size() < static_cast<size_t>(nSubsets)) arScratch.resize(nSubsets);
-      for (int i = 0; !bBlankUndecoded && i < pGather->nCount; ++i) arScratch[pGather->pPixels[i]] = pOut[i];
-      pOut = arScratch.data();
-    }
+int CBUFRReader::DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex) {
+  const auto& arKept = prod.Kept();
+  const size_t nSize = nSubsets;
+  const bool bGather = element.target.bKept && arKept.size() < nSize;
+  const auto into = [&]<class T>(TColumn<T>& column, std::vector<T>& arScratch, const T*& pLast) {
+    T* const pColumn = column.Write();
+    T* const pOut =
+        bGather ? (arScratch.resize(std::max(arScratch.size(), nSize)), arScratch.data()) : pColumn;
+    for (size_t i = 0; bGather && !bBlankUndecoded && i < arKept.size(); ++i) pOut[arKept[i]] = pColumn[i];
     int nStatus;
     if constexpr (std::is_integral_v<T>)
       nStatus = Decode(element, nWidth, bitPos, pOut, nullptr);
     else
       nStatus = Decode(element, nWidth, bitPos, nullptr, pOut);
-    if (pGather) {
-      T* pKept = pColumn->Write();
-      for (int i = 0; i < pGather->nCount; ++i) pKept[i] = pOut[pGather->pPixels[i]];
-    }
+    for (size_t i = 0; bGather && i < arKept.size(); ++i) pColumn[i] = pOut[arKept[i]];
+    pLast = pOut;
     return nStatus;
   };
-  if (element.target.pInts) return into(element.target.pInts(prod, nIndex), m_arScratchInts);
-  return into(element.target.pReals(prod, nIndex), m_arScratchReals);
+  if (element.target.pInts) return into(*element.target.pInts(prod, nIndex), m_arScratchInts, m_pLastInts);
+  return into(*element.target.pReals(prod, nIndex), m_arScratchReals, m_pLastReals);
 }
 
-int CBUFRReader::DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex,
-                              const SGather* pGather) {
+int CBUFRReader::DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex) {
   int nStatus = 1;
   for (const SElement& element : layout) {
     const int nWidth = element.widths.arn[nDataVersion];
     const bool bTarget = element.target.pInts || element.target.pReals;
     if (nWidth > 0 && bTarget) {
-      nStatus &= DecodeInto(element, nWidth, prod, bitPos, nIndex, pGather);
+      nStatus &= DecodeInto(element, nWidth, prod, bitPos, nIndex);
       continue;
     }
     if (nWidth != 0) nStatus &= Decode(element, std::abs(nWidth), bitPos, nullptr, nullptr);

@@ -12,6 +12,7 @@
 struct STarget {
   TColumn<int64_t>* (*pInts)(CProd&, int) = nullptr;
   TColumn<double>* (*pReals)(CProd&, int) = nullptr;
+  bool bKept = false;  // the column has elements for kept pixels only
 };
 
 namespace target_detail {
@@ -25,11 +26,12 @@ TColumn<T>* At(CProd& prod, int nIndex) {
 /// index of the repetition.
 template <auto MEMBER, int INDEX = -1>
 constexpr STarget Into() {
-  using T = typename SMember<decltype(MEMBER)>::Element::Value;
+  using Column = typename SMember<decltype(MEMBER)>::Element;
+  using T = typename Column::Value;
   if constexpr (std::is_same_v<T, int64_t>)
-    return {&target_detail::At<T, MEMBER, INDEX>, nullptr};
+    return {&target_detail::At<T, MEMBER, INDEX>, nullptr, Column::KEPT};
   else
-    return {nullptr, &target_detail::At<T, MEMBER, INDEX>};
+    return {nullptr, &target_detail::At<T, MEMBER, INDEX>, Column::KEPT};
 }
 
 /// The element is read over.

@@ -10,9 +10,9 @@ class CProdL2clp : public CProdL2 {
   /// Sizes the record for nSize pixels; the arrays only grow.
   void InitFirstL2clp(int nSize) { InitFirstL2(nSize); }
 
-  IntColumn VerticalSignificance{*this};
-  TFamily<RealColumn, LAYERS> Pressure{*this};              // Pa
-  TFamily<RealColumn, LAYERS> Temperature{*this};           // K
-  TFamily<RealColumn, LAYERS> CloudAmountInSegment{*this};  // percent
-  TFamily<IntColumn, LAYERS> CloudPhase{*this};
+  KeptIntColumn VerticalSignificance{*this};
+  TFamily<KeptRealColumn, LAYERS> Pressure{*this};              // Pa
+  TFamily<KeptRealColumn, LAYERS> Temperature{*this};           // K
+  TFamily<KeptRealColumn, LAYERS> CloudAmountInSegment{*this};  // percent
+  TFamily<KeptIntColumn, LAYERS> CloudPhase{*this};
 };

@@ -11,6 +11,6 @@ class CProdL2ems : public CProdL2 {
   void InitFirstL2ems(int nSize) { InitFirstL2(nSize); }
 
   IntColumn SelectionOfBackgroundState{*this};
-  TFamily<RealColumn, POINTS> Frequency{*this};   // Hz
-  TFamily<RealColumn, POINTS> Emissivity{*this};  // percent
+  TFamily<KeptRealColumn, POINTS> Frequency{*this};   // Hz
+  TFamily<KeptRealColumn, POINTS> Emissivity{*this};  // percent
 };

@@ -11,8 +11,10 @@ class CProdL2ozo : public CProdL2 {
   /// Sizes the record for nSize pixels; the arrays only grow.
   void InitFirstL2ozo(int nSize) { InitFirstL2(nSize); }
 
+  /// Whether some pixel of the message, kept or not, has anything in the layer behind the few.
+  bool HasManyLayers = false;
   IntColumn SelectionOfBackgroundState{*this};
-  TFamily<RealColumn, LAYERS> LayerTopPressure{*this};     // Pa
-  TFamily<RealColumn, LAYERS> LayerBottomPressure{*this};  // Pa
-  TFamily<RealColumn, LAYERS> IntegratedO3Density{*this};  // kg/m2
+  TFamily<KeptRealColumn, LAYERS> LayerTopPressure{*this};     // Pa
+  TFamily<KeptRealColumn, LAYERS> LayerBottomPressure{*this};  // Pa
+  TFamily<KeptRealColumn, LAYERS> IntegratedO3Density{*this};  // kg/m2
 };

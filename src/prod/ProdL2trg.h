@@ -9,6 +9,6 @@ class CProdL2trg : public CProdL2 {
   void InitFirstL2trg(int nSize) { InitFirstL2(nSize); }
 
   IntColumn SelectionOfBackgroundState{*this};
-  RealColumn IntegratedN2ODensity{*this}, IntegratedCODensity{*this}, IntegratedCH4Density{*this},
+  KeptRealColumn IntegratedN2ODensity{*this}, IntegratedCODensity{*this}, IntegratedCH4Density{*this},
       IntegratedCO2Density{*this};  // kg/m2
 };

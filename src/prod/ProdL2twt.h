@@ -12,13 +12,13 @@ class CProdL2twt : public CProdL2 {
   void InitFirstL2twt(int nSize) { InitFirstL2(nSize); }
 
   IntColumn SelectionOfBackgroundState{*this};
-  IntColumn VerticalSignificance1{*this}, NumberOfObservations1{*this}, NumberOfObservations2{*this},
+  KeptIntColumn VerticalSignificance1{*this}, NumberOfObservations1{*this}, NumberOfObservations2{*this},
       VerticalSignificance2{*this};
-  RealColumn Pressure{*this};         // surface, Pa
-  RealColumn SkinTemperature{*this};  // K
-  IntColumn PTCount{*this}, PMRCount{*this};
-  TFamily<RealColumn, LEVELS> PTPressure{*this};      // Pa
-  TFamily<RealColumn, LEVELS> PTTemperature{*this};   // K
-  TFamily<RealColumn, LEVELS> PMRPressure{*this};     // Pa
-  TFamily<RealColumn, LEVELS> PMRMixingRatio{*this};  // kg/kg
+  KeptRealColumn Pressure{*this};         // surface, Pa
+  KeptRealColumn SkinTemperature{*this};  // K
+  KeptIntColumn PTCount{*this}, PMRCount{*this};
+  TFamily<KeptRealColumn, LEVELS> PTPressure{*this};      // Pa
+  TFamily<KeptRealColumn, LEVELS> PTTemperature{*this};   // K
+  TFamily<KeptRealColumn, LEVELS> PMRPressure{*this};     // Pa
+  TFamily<KeptRealColumn, LEVELS> PMRMixingRatio{*this};  // kg/kg
 };

@@ -23,33 +23,24 @@ double CountSky(const CProd& prod, int nPixel, int) {
   return CSpeMultiStat::Sky(static_cast<const CProdL1C&>(prod).CloudFraction[nPixel]) == SKY ? 0 : MISSING;
 }
 
-/// The layers that the message carries: all that there is room for when a pixel has anything behind the few.
-int OzoneLayers(const CProdL2ozo& prod) {
-  constexpr int FEW = CProdL2ozo::FEW_LAYERS;
-  for (const auto* p :
-       {&prod.LayerTopPressure[FEW], &prod.LayerBottomPressure[FEW], &prod.IntegratedO3Density[FEW]})
-    for (int i = 0; i < prod.PixelCount; ++i)
-      if ((*p)[i] != MISSING) return CProdL2ozo::LAYERS;
-  return FEW;
-}
-
 /// The density of the layer that encloses all the others, else the sum over the layers. None when a layer
 /// lacks its density or a pressure.
 double OzoneColumn(const CProd& record, int nPixel, int) {
   const auto& prod = static_cast<const CProdL2ozo&>(record);
-  const int nLayers = OzoneLayers(prod);
+  const int nLayers = prod.HasManyLayers ? CProdL2ozo::LAYERS : CProdL2ozo::FEW_LAYERS;
+  const SKeptRow row = prod.KeptRow(nPixel);
   double fTop = INFINITY, fBottom = -INFINITY, fSum = 0;
   for (int i = 0; i < nLayers; ++i) {
-    const double fDensity = prod.IntegratedO3Density[i][nPixel], fLayerTop = prod.LayerTopPressure[i][nPixel],
-                 fLayerBottom = prod.LayerBottomPressure[i][nPixel];
+    const double fDensity = prod.IntegratedO3Density[i][row], fLayerTop = prod.LayerTopPressure[i][row],
+                 fLayerBottom = prod.LayerBottomPressure[i][row];
     if (fDensity == MISSING || fLayerTop == MISSING || fLayerBottom == MISSING) return MISSING;
     fTop = std::min(fTop, fLayerTop);
     fBottom = std::max(fBottom, fLayerBottom);
     fSum += fDensity;
   }
   for (int i = 0; i < nLayers; ++i)
-    if (prod.LayerTopPressure[i][nPixel] == fTop && prod.LayerBottomPressure[i][nPixel] == fBottom)
-      return prod.IntegratedO3Density[i][nPixel];
+    if (prod.LayerTopPressure[i][row] == fTop && prod.LayerBottomPressure[i][row] == fBottom)
+      return prod.IntegratedO3Density[i][row];
   return fSum;
 }
 
