@@ -43,34 +43,34 @@ uint8_t PackEight(const uint8_t* pCells) {
 }  // namespace
 
 void CAltitudeMap::Init(long nNewRows, long nNewColumns) {
-  arLand.clear();
+  m_arLand.clear();
   if (nNewRows < 1 || nNewColumns < 1) return;
-  nRows = nNewRows;
-  nColumns = nNewColumns;
-  nRowBytes = (nColumns + 7) / 8;
-  arLand.assign(static_cast<size_t>(nRows) * static_cast<size_t>(nRowBytes), 0);
+  m_nRows = nNewRows;
+  m_nColumns = nNewColumns;
+  m_nRowBytes = (m_nColumns + 7) / 8;
+  m_arLand.assign(static_cast<size_t>(m_nRows) * static_cast<size_t>(m_nRowBytes), 0);
 }
 
 void CAltitudeMap::Read(CStreamReader& stream) {
   std::vector<uint8_t> arPairs(PAIR_SIZE * INT16_MAX), arCells;
-  for (long nRow = 0; !arLand.empty() && nRow < nRows; ++nRow) {
+  for (long nRow = 0; !m_arLand.empty() && nRow < m_nRows; ++nRow) {
     int nMarker = 0, nPairs = 0;
     stream.ReadBinInt4(&nMarker);
     stream.ReadBinInt2(&nPairs);
     nPairs = stream.Read(PAIR_SIZE * nPairs, reinterpret_cast<char*>(arPairs.data())) / PAIR_SIZE;
-    arCells.assign(static_cast<size_t>(nRowBytes) * 8, 0);
-    FillRow(arPairs.data(), nPairs, arCells.data(), nColumns);
-    uint8_t* pRow = arLand.data() + nRow * nRowBytes;
-    for (long i = 0; i < nRowBytes; ++i) pRow[i] = PackEight(arCells.data() + 8 * i);
+    arCells.assign(static_cast<size_t>(m_nRowBytes) * 8, 0);
+    FillRow(arPairs.data(), nPairs, arCells.data(), m_nColumns);
+    uint8_t* pRow = m_arLand.data() + nRow * m_nRowBytes;
+    for (long i = 0; i < m_nRowBytes; ++i) pRow[i] = PackEight(arCells.data() + 8 * i);
     stream.ReadBinInt4(&nMarker);
   }
 }
 
 int CAltitudeMap::GetSurfaceType(double fLatitude, double fLongitude) const {
   constexpr double NORTH_EDGE = 90.08333333333333;
-  if (arLand.empty()) return -1;
+  if (m_arLand.empty()) return -1;
   const double fEast = fLongitude >= 0 ? 6.0 * fLongitude : (360.0 + fLongitude) * 6.0;
-  const long nColumn = GridIndex(fEast + 0.5, nColumns);
-  const long nRow = GridIndex((NORTH_EDGE - fLatitude) * 6.0 + 0.5, nRows);
-  return arLand[nRow * nRowBytes + nColumn / 8] >> (nColumn % 8) & 1;
+  const long nColumn = GridIndex(fEast + 0.5, m_nColumns);
+  const long nRow = GridIndex((NORTH_EDGE - fLatitude) * 6.0 + 0.5, m_nRows);
+  return m_arLand[nRow * m_nRowBytes + nColumn / 8] >> (nColumn % 8) & 1;
 }

@@ -27,12 +27,12 @@ class CAltitudeMap {
   /// takes the nearest edge of the grid, NaN the first row or column.
   int GetSurfaceType(double fLatitude, double fLongitude) const;
 
-  long Rows() const { return nRows; }
-  long Columns() const { return nColumns; }
+  long Rows() const { return m_nRows; }
+  long Columns() const { return m_nColumns; }
 
  private:
-  long nRows = 0;
-  long nColumns = 0;
-  long nRowBytes = 0;
-  std::vector<uint8_t> arLand;  // rows of nRowBytes, the first of eight columns in the lowest bit
+  long m_nRows = 0;
+  long m_nColumns = 0;
+  long m_nRowBytes = 0;
+  std::vector<uint8_t> m_arLand;  // rows of m_nRowBytes, the first of eight columns in the lowest bit
 };

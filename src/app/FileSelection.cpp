@@ -45,35 +45,35 @@ class CDateWalk {
 
   CDateWalk(const int (&arnFirst)[LEVELS], const int (&arnLast)[LEVELS], const CStrArray* pExtensionList,
             const CStrArray* pMotifList, CStrArray& arFiles, const char* szKindDirectory)
-      : pFirst(arnFirst),
-        pLast(arnLast),
-        pExtensions(pExtensionList),
-        pMotifs(pMotifList),
-        arResult(arFiles),
-        szKind(szKindDirectory) {}
+      : m_pFirst(arnFirst),
+        m_pLast(arnLast),
+        m_pExtensions(pExtensionList),
+        m_pMotifs(pMotifList),
+        m_arResult(arFiles),
+        m_szKind(szKindDirectory) {}
 
   /// bOnFirst and bOnLast: the levels above are those of the first or last date, which then bounds this one.
   void Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
-    if (nLevel == LEVELS) return AppendFiles(Join(directory, szKind), pExtensions, pMotifs, arResult);
+    if (nLevel == LEVELS) return AppendFiles(Join(directory, m_szKind), m_pExtensions, m_pMotifs, m_arResult);
     CStrArray arNames;
     CDirManager::ListDir(directory.data(), nullptr, nullptr, arNames);
     arNames.Sort();
     for (int i = 0; i < arNames.Count(); ++i) {
       const char* szName = arNames.GetStringAt(i);
       if (!CExtractor::CheckFormat(nLevel == 0 ? 4 : 2, szName)) continue;
-      const int nNumber = std::atoi(szName), nFirst = pFirst[nLevel], nLast = pLast[nLevel];
+      const int nNumber = std::atoi(szName), nFirst = m_pFirst[nLevel], nLast = m_pLast[nLevel];
       if ((bOnFirst && nNumber < nFirst) || (bOnLast && nNumber > nLast)) continue;
       Walk(Join(directory, szName), nLevel + 1, bOnFirst && nNumber == nFirst, bOnLast && nNumber == nLast);
     }
   }
 
  private:
-  const int* pFirst;
-  const int* pLast;
-  const CStrArray* pExtensions;
-  const CStrArray* pMotifs;
-  CStrArray& arResult;
-  const char* szKind;
+  const int* m_pFirst;
+  const int* m_pLast;
+  const CStrArray* m_pExtensions;
+  const CStrArray* m_pMotifs;
+  CStrArray& m_arResult;
+  const char* m_szKind;
 };
 
 }  // namespace

@@ -8,4 +8,4 @@ CGeoBox::CGeoBox(float fLatitude1, float fLatitude2, float fLongitude1, float fL
       fMaxLatitude(fLatitude2),
       fMinLongitude(fLongitude1),
       fMaxLongitude(fLongitude2),
-      szName(CConfigParam::DuplicateString(pszName)) {}
+      m_szName(CConfigParam::DuplicateString(pszName)) {}

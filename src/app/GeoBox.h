@@ -13,7 +13,7 @@ class CGeoBox {
   virtual ~CGeoBox() = default;
 
   /// Null for a box that was given none.
-  const char* Name() const { return szName.get(); }
+  const char* Name() const { return m_szName.get(); }
 
   float fMinLatitude = 0;
   float fMaxLatitude = 0;
@@ -21,5 +21,5 @@ class CGeoBox {
   float fMaxLongitude = 0;
 
  private:
-  std::unique_ptr<char[]> szName;
+  std::unique_ptr<char[]> m_szName;
 };

@@ -18,27 +18,27 @@ void CStrArray::AddPiece(const char* pText, size_t nLength, bool bTrim) {
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   while (bTrim && nLength > 0 && isBlank(pText[nLength - 1])) --nLength;
   for (; bTrim && nLength > 0 && isBlank(*pText); --nLength) ++pText;
-  if (nCount + 1 >= nCapacity) Grow();
+  if (m_nCount + 1 >= m_nCapacity) Grow();
   TString szCopy = std::make_unique_for_overwrite<char[]>(nLength + 1);
   std::memcpy(szCopy.get(), pText, nLength);
   szCopy[nLength] = 0;
-  pStrings[nCount++] = std::move(szCopy);
+  m_pStrings[m_nCount++] = std::move(szCopy);
 }
 
 /// From empty the capacities run 10, 20, 31, 43, ... (the count is the base, not the capacity).
 void CStrArray::Grow() {
-  const int nNewCapacity = nCount + nCapacity / 10 + 10;
+  const int nNewCapacity = m_nCount + m_nCapacity / 10 + 10;
   auto pNew = std::make_unique<TString[]>(static_cast<size_t>(nNewCapacity));
-  std::move(pStrings.get(), pStrings.get() + nCount, pNew.get());
-  pStrings = std::move(pNew);
-  nCapacity = nNewCapacity;
+  std::move(m_pStrings.get(), m_pStrings.get() + m_nCount, pNew.get());
+  m_pStrings = std::move(pNew);
+  m_nCapacity = nNewCapacity;
 }
 
 void CStrArray::Sort() {
-  std::sort(pStrings.get(), pStrings.get() + nCount,
+  std::sort(m_pStrings.get(), m_pStrings.get() + m_nCount,
             [](const TString& a, const TString& b) { return std::strcmp(a.get(), b.get()) < 0; });
 }
 
 void CStrArray::DeleteContents() {
-  while (nCount > 0) pStrings[--nCount].reset();
+  while (m_nCount > 0) m_pStrings[--m_nCount].reset();
 }

@@ -20,7 +20,7 @@ class CStrArray {
   void SplitAdd(const char* pszText, char cSeparator, bool bTrim);
 
   /// Null outside the array.
-  const char* GetStringAt(int i) const { return i < 0 || i >= nCount ? nullptr : pStrings[i].get(); }
+  const char* GetStringAt(int i) const { return i < 0 || i >= m_nCount ? nullptr : m_pStrings[i].get(); }
 
   /// Ascending order of the unsigned bytes.
   void Sort();
@@ -28,8 +28,8 @@ class CStrArray {
   /// Empties the array and keeps its storage.
   void DeleteContents();
 
-  int Count() const { return nCount; }
-  int Capacity() const { return nCapacity; }
+  int Count() const { return m_nCount; }
+  int Capacity() const { return m_nCapacity; }
 
  private:
   using TString = std::unique_ptr<char[]>;
@@ -37,7 +37,7 @@ class CStrArray {
   void AddPiece(const char* pText, size_t nLength, bool bTrim);
   void Grow();
 
-  int nCapacity = 0;
-  int nCount = 0;
-  std::unique_ptr<TString[]> pStrings;
+  int m_nCapacity = 0;
+  int m_nCount = 0;
+  std::unique_ptr<TString[]> m_pStrings;
 };

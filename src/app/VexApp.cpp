@@ -185,22 +185,22 @@ int CVexApp::Main(int nArguments, char** arArguments) noexcept {
 void CVexApp::Run(int nArguments, char** arArguments) {
   CReporter::Line("vex application version 4.0.000 alpha -> lecteur L1 et TWT/L2  disponible 2019/11");
   const bool bInterpreted = InterpretParams(nArguments, arArguments);
-  if (config.bHelp || !bInterpreted) ShowHelp();
+  if (m_config.bHelp || !bInterpreted) ShowHelp();
   if (!bInterpreted) return;
-  const SRequest request{config};
+  const SRequest request{m_config};
   if (Usable(request)) {
     Report(WARNINGS, request);
     ExtractL1L2();
-  } else if (!config.bHelp) {
+  } else if (!m_config.bHelp) {
     Report(ERRORS, request);
   }
 }
 
 bool CVexApp::InterpretParams(int nArguments, char** arArguments) {
   const bool bCommandLine = InterpretCommandLine(nArguments, arArguments);
-  if (!config.szConfigPath) return bCommandLine;
+  if (!m_config.szConfigPath) return bCommandLine;
   // The file may replace the path that it was found by.
-  const TOwnedString szPath = CConfigParam::DuplicateString(config.szConfigPath.get());
+  const TOwnedString szPath = CConfigParam::DuplicateString(m_config.szConfigPath.get());
   return InterpretConfigFile(szPath.get()) && bCommandLine;
 }
 
@@ -240,7 +240,7 @@ bool CVexApp::InterpretConfigFile(const char* szPath) {
 
 /// Passes one option on and tells why it was not accepted. szKind comes before "parameter" in the message.
 bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char* szValue) {
-  const int nResult = config.InterpretParam(szName, szValue);
+  const int nResult = m_config.InterpretParam(szName, szValue);
   switch (nResult) {
     case CConfigParam::UNKNOWN:
       CReporter::Print("Unknown %sparameter:%s\n", szKind, szName);
@@ -262,7 +262,7 @@ void CVexApp::ShowHelp() { CReporter::Text(HELP); }
 bool CVexApp::ExtractL1L2() {
   const auto pExtractor = std::make_unique<CExtractor>();
   const int64_t nStart = std::clock();
-  const bool bSuccess = pExtractor->Extract(&config);
+  const bool bSuccess = pExtractor->Extract(&m_config);
   if (bSuccess) {
     CReporter::Print("Extraction succeeded in %ds\n",
                      static_cast<int>((std::clock() - nStart) / CLOCKS_PER_SEC));

@@ -27,5 +27,5 @@ class CVexApp {
   bool InterpretConfigFile(const char* szPath);
   bool InterpretOption(const char* szKind, const char* szName, const char* szValue);
 
-  CConfigParam config;
+  CConfigParam m_config;
 };

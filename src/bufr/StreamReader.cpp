@@ -15,49 +15,50 @@ bool CStreamReader::IsFileOrDirectory(const char* szPath) {
 bool CStreamReader::Open(const char* szPath) {
   Close();
   if (!szPath) return false;
-  pFile = std::fopen(szPath, "r");
-  if (pFile) std::setvbuf(pFile, nullptr, _IONBF, 0);
-  return pFile != nullptr;
+  m_pFile = std::fopen(szPath, "r");
+  if (m_pFile) std::setvbuf(m_pFile, nullptr, _IONBF, 0);
+  return m_pFile != nullptr;
 }
 
 void CStreamReader::Close() {
-  if (pFile) std::fclose(pFile);
-  pFile = nullptr;
+  if (m_pFile) std::fclose(m_pFile);
+  m_pFile = nullptr;
   Forget(0);
 }
 
-/// Empties the buffer, with pFile at the given offset.
+/// Empties the buffer, with m_pFile at the given offset.
 void CStreamReader::Forget(int64_t nNewPosition) {
-  nNext = nEnd = 0;
-  nFilePosition = nNewPosition;
+  m_nNext = m_nEnd = 0;
+  m_nFilePosition = nNewPosition;
 }
 
 /// Has at least nWanted bytes in the buffer, as far as the file holds them. Returns how many there are.
 int CStreamReader::Fill(int nWanted) {
-  const int nRest = nEnd - nNext;
-  if (nRest >= nWanted || !pFile) return nRest;
-  if (!pBuffer) pBuffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);
-  std::memmove(pBuffer.get(), pBuffer.get() + nNext, static_cast<size_t>(nRest));
-  const size_t nGot = std::fread(pBuffer.get() + nRest, 1, static_cast<size_t>(BUFFER_SIZE - nRest), pFile);
-  nNext = 0;
-  nEnd = nRest + static_cast<int>(nGot);
-  nFilePosition += static_cast<int64_t>(nGot);
-  return nEnd;
+  const int nRest = m_nEnd - m_nNext;
+  if (nRest >= nWanted || !m_pFile) return nRest;
+  if (!m_pBuffer) m_pBuffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);
+  std::memmove(m_pBuffer.get(), m_pBuffer.get() + m_nNext, static_cast<size_t>(nRest));
+  const size_t nGot =
+      std::fread(m_pBuffer.get() + nRest, 1, static_cast<size_t>(BUFFER_SIZE - nRest), m_pFile);
+  m_nNext = 0;
+  m_nEnd = nRest + static_cast<int>(nGot);
+  m_nFilePosition += static_cast<int64_t>(nGot);
+  return m_nEnd;
 }
 
 /// The reads that the buffer does not hold: short ones refill it, long ones go past it.
 int CStreamReader::ReadMore(int n, char* pOut) {
   constexpr int LONG_READ = BUFFER_SIZE / 4;
-  if (!pFile || n < 1) return 0;
-  int nDone = nEnd - nNext;
+  if (!m_pFile || n < 1) return 0;
+  int nDone = m_nEnd - m_nNext;
   if (n <= BUFFER_SIZE && n - nDone < LONG_READ) {
     nDone = Peek(n, pOut);
-    nNext += nDone;
+    m_nNext += nDone;
     return nDone;
   }
-  if (nDone > 0) std::memcpy(pOut, pBuffer.get() + nNext, static_cast<size_t>(nDone));
-  const size_t nGot = std::fread(pOut + nDone, 1, static_cast<size_t>(n - nDone), pFile);
-  Forget(nFilePosition + static_cast<int64_t>(nGot));
+  if (nDone > 0) std::memcpy(pOut, m_pBuffer.get() + m_nNext, static_cast<size_t>(nDone));
+  const size_t nGot = std::fread(pOut + nDone, 1, static_cast<size_t>(n - nDone), m_pFile);
+  Forget(m_nFilePosition + static_cast<int64_t>(nGot));
   return nDone + static_cast<int>(nGot);
 }
 
@@ -69,18 +70,18 @@ int CStreamReader::Peek(int n, char* pOut) {
   }
   const int nGot = std::min(n, Fill(n));
   if (nGot < 1) return 0;
-  std::memcpy(pOut, pBuffer.get() + nNext, static_cast<size_t>(nGot));
+  std::memcpy(pOut, m_pBuffer.get() + m_nNext, static_cast<size_t>(nGot));
   return nGot;
 }
 
 int CStreamReader::Skip(int nOffset) {
-  if (!pFile) return 0;
-  if (nOffset >= -nNext && nOffset <= nEnd - nNext) {
-    nNext += nOffset;
+  if (!m_pFile) return 0;
+  if (nOffset >= -m_nNext && nOffset <= m_nEnd - m_nNext) {
+    m_nNext += nOffset;
     return nOffset;
   }
   const int64_t nTarget = Position() + nOffset;
-  if (std::fseek(pFile, nTarget, SEEK_SET) != 0) return 0;
+  if (std::fseek(m_pFile, nTarget, SEEK_SET) != 0) return 0;
   Forget(nTarget);
   return nOffset;
 }
@@ -88,21 +89,21 @@ int CStreamReader::Skip(int nOffset) {
 bool CStreamReader::SkipTo(const char* szMarker4) {
   constexpr int MARKER = 4;
   while (Fill(MARKER) >= MARKER) {
-    const std::string_view bytes(pBuffer.get() + nNext, static_cast<size_t>(nEnd - nNext));
+    const std::string_view bytes(m_pBuffer.get() + m_nNext, static_cast<size_t>(m_nEnd - m_nNext));
     const size_t nFound = bytes.find(szMarker4, 0, MARKER);
     if (nFound != std::string_view::npos) {
-      nNext += static_cast<int>(nFound);
+      m_nNext += static_cast<int>(nFound);
       return true;
     }
-    nNext = nEnd - (MARKER - 1);  // a marker may begin in the last three bytes
+    m_nNext = m_nEnd - (MARKER - 1);  // a marker may begin in the last three bytes
   }
-  nNext = nEnd;
+  m_nNext = m_nEnd;
   return false;
 }
 
 int64_t CStreamReader::Remaining() const {
   struct stat info;
-  if (!pFile || fstat(fileno(pFile), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
+  if (!m_pFile || fstat(fileno(m_pFile), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
   return std::max<int64_t>(info.st_size - Position(), 0);
 }
 
@@ -110,15 +111,15 @@ int CStreamReader::Gets(int n, char* pOut) {
   int nLength = 0;
   bool bEnd = false;
   while (!bEnd && nLength < n - 1 && Fill(1) > 0) {
-    const char* pLine = pBuffer.get() + nNext;
-    size_t nPiece = static_cast<size_t>(std::min(n - 1 - nLength, nEnd - nNext));
+    const char* pLine = m_pBuffer.get() + m_nNext;
+    size_t nPiece = static_cast<size_t>(std::min(n - 1 - nLength, m_nEnd - m_nNext));
     if (const void* pNewLine = std::memchr(pLine, '\n', nPiece)) {
       nPiece = static_cast<size_t>(static_cast<const char*>(pNewLine) - pLine) + 1;
       bEnd = true;
     }
     std::memcpy(pOut + nLength, pLine, nPiece);
     nLength += static_cast<int>(nPiece);
-    nNext += static_cast<int>(nPiece);
+    m_nNext += static_cast<int>(nPiece);
   }
   if (nLength == 0) return 0;
   pOut[nLength] = pOut[n - 1] = 0;
@@ -127,7 +128,7 @@ int CStreamReader::Gets(int n, char* pOut) {
 
 void CStreamReader::ReadBinInt4(int* pValue) {
   uint8_t arn[4] = {};
-  if (!pFile) return;
+  if (!m_pFile) return;
   Read(4, reinterpret_cast<char*>(arn));
   *pValue =
       static_cast<int>(uint32_t{arn[0]} << 24 | uint32_t{arn[1]} << 16 | uint32_t{arn[2]} << 8 | arn[3]);
@@ -135,13 +136,13 @@ void CStreamReader::ReadBinInt4(int* pValue) {
 
 void CStreamReader::ReadBinInt2(int* pValue) {
   uint8_t arn[2] = {};
-  if (!pFile) return;
+  if (!m_pFile) return;
   Read(2, reinterpret_cast<char*>(arn));
   *pValue = static_cast<int16_t>(arn[0] << 8 | arn[1]);
 }
 
 int CStreamReader::ReadUint(unsigned* pValue) {
-  if (!pFile) return 0;
+  if (!m_pFile) return 0;
   uint8_t nByte = 0;
   unsigned nValue = 0;
   for (int i = 0; i < 4; ++i) {
@@ -153,7 +154,7 @@ int CStreamReader::ReadUint(unsigned* pValue) {
 }
 
 int CStreamReader::ReadPlain(int n, char* pOut) {
-  if (!pFile || n < 1) return 0;
+  if (!m_pFile || n < 1) return 0;
   int nCount = 0;
   bool bEnd = false;
   while (!bEnd && nCount < n - 1) {

@@ -24,10 +24,10 @@ class CStreamReader {
 
   /// Reads up to n bytes. Returns how many there were.
   int Read(int n, char* pOut) {
-    if (n > nEnd - nNext || n < 1) [[unlikely]]
+    if (n > m_nEnd - m_nNext || n < 1) [[unlikely]]
       return ReadMore(n, pOut);
-    std::memcpy(pOut, pBuffer.get() + nNext, static_cast<size_t>(n));
-    nNext += n;
+    std::memcpy(pOut, m_pBuffer.get() + m_nNext, static_cast<size_t>(n));
+    m_nNext += n;
     return n;
   }
   /// Reads up to n bytes and stays where it is.
@@ -42,7 +42,7 @@ class CStreamReader {
   bool SkipTo(const char* szMarker4);
 
   /// Bytes from the start of the file to the position.
-  int64_t Position() const { return nFilePosition - (nEnd - nNext); }
+  int64_t Position() const { return m_nFilePosition - (m_nEnd - m_nNext); }
   /// Bytes that the file holds from the position on.
   int64_t Remaining() const;
 
@@ -73,9 +73,9 @@ class CStreamReader {
   int Fill(int nWanted);
   void Forget(int64_t nNewPosition);
 
-  FILE* pFile = nullptr;
-  std::unique_ptr<char[]> pBuffer;
-  int nNext = 0;              // next byte of the buffer to hand out
-  int nEnd = 0;               // end of the bytes in the buffer
-  int64_t nFilePosition = 0;  // where pFile stands: the file's offset of nEnd
+  FILE* m_pFile = nullptr;
+  std::unique_ptr<char[]> m_pBuffer;
+  int m_nNext = 0;              // next byte of the buffer to hand out
+  int m_nEnd = 0;               // end of the bytes in the buffer
+  int64_t m_nFilePosition = 0;  // where m_pFile stands: the file's offset of m_nEnd
 };

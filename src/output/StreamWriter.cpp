@@ -25,46 +25,46 @@ bool CStreamWriter::Open(const char* szPath, bool bBigEndianOrder) {
   pFile = std::fopen(szPath, "w");
   bBigEndian = bBigEndianOrder;
   if (!pFile) return false;
-  if (!pSystemBuffer) pSystemBuffer = std::make_unique_for_overwrite<char[]>(SYSTEM_BLOCK + BLOCK_MAX);
+  if (!m_pSystemBuffer) m_pSystemBuffer = std::make_unique_for_overwrite<char[]>(SYSTEM_BLOCK + BLOCK_MAX);
   std::setvbuf(pFile, nullptr, _IONBF, 0);
-  nBufferUsed = nSystemUsed = 0;
-  bFailed = false;
+  nBufferUsed = m_nSystemUsed = 0;
+  m_bFailed = false;
   return true;
 }
 
 bool CStreamWriter::Close() {
   if (!pFile) return true;
-  if (FlushBuffer()) WriteToSystem(nSystemUsed);
-  nBufferUsed = nSystemUsed = 0;
-  if (std::fclose(pFile) != 0) bFailed = true;
+  if (FlushBuffer()) WriteToSystem(m_nSystemUsed);
+  nBufferUsed = m_nSystemUsed = 0;
+  if (std::fclose(pFile) != 0) m_bFailed = true;
   pFile = nullptr;
-  return !bFailed;
+  return !m_bFailed;
 }
 
 /// Hands what is buffered to the system's buffer. False for a failed stream.
 bool CStreamWriter::FlushBuffer() {
   const int nBytes = std::exchange(nBufferUsed, 0);
-  return nBytes > 0 ? Put(nBytes, pBuffer.get()) > 0 : !bFailed;
+  return nBytes > 0 ? Put(nBytes, pBuffer.get()) > 0 : !m_bFailed;
 }
 
 /// Hands the first bytes of the system buffer to the system. False for a failed stream.
 bool CStreamWriter::WriteToSystem(int nBytes) {
   const auto nSize = static_cast<size_t>(nBytes);
-  if (nBytes > 0 && !bFailed) bFailed = std::fwrite(pSystemBuffer.get(), 1, nSize, pFile) != nSize;
-  nSystemUsed -= nBytes;
-  std::memmove(pSystemBuffer.get(), pSystemBuffer.get() + nBytes, nSystemUsed);
-  return !bFailed;
+  if (nBytes > 0 && !m_bFailed) m_bFailed = std::fwrite(m_pSystemBuffer.get(), 1, nSize, pFile) != nSize;
+  m_nSystemUsed -= nBytes;
+  std::memmove(m_pSystemBuffer.get(), m_pSystemBuffer.get() + nBytes, m_nSystemUsed);
+  return !m_bFailed;
 }
 
 /// Takes bytes for the system's next block; 0 and a failed stream when they cannot be written.
 int CStreamWriter::Put(int nBytes, const char* pBytes) {
-  for (int nDone = 0; nDone < nBytes && !bFailed;) {
+  for (int nDone = 0; nDone < nBytes && !m_bFailed;) {
     const int nPiece = std::min(nBytes - nDone, BLOCK_MAX);
     std::memcpy(Reserve(nPiece), pBytes + nDone, nPiece);
     Commit(nPiece);
     nDone += nPiece;
   }
-  return bFailed ? 0 : nBytes;
+  return m_bFailed ? 0 : nBytes;
 }
 
 /// A write that the buffer has no room for: what is buffered goes out, then the block itself if it is as
@@ -75,7 +75,7 @@ int CStreamWriter::WriteThrough(int nBytes, const char* pBytes) {
   if (!FlushBuffer()) return 0;
   if (nBytes >= nBufferSize) {
     const int nPut = Put(nBytes, pBytes);
-    return bFailed ? 0 : nFlushed + nPut;
+    return m_bFailed ? 0 : nFlushed + nPut;
   }
   std::memcpy(pBuffer.get(), pBytes, nBytes);
   nBufferUsed = nBytes;
@@ -84,12 +84,12 @@ int CStreamWriter::WriteThrough(int nBytes, const char* pBytes) {
 
 char* CStreamWriter::Reserve(int nBytes) {
   if (!pFile || nBytes > BLOCK_MAX || !FlushBuffer()) return nullptr;
-  return pSystemBuffer.get() + nSystemUsed;
+  return m_pSystemBuffer.get() + m_nSystemUsed;
 }
 
 void CStreamWriter::Commit(int nBytes) {
-  nSystemUsed += nBytes;
-  if (nSystemUsed >= SYSTEM_BLOCK) WriteToSystem(SYSTEM_BLOCK);
+  m_nSystemUsed += nBytes;
+  if (m_nSystemUsed >= SYSTEM_BLOCK) WriteToSystem(SYSTEM_BLOCK);
 }
 
 int CStreamWriter::WriteTextInt(int nValue) {

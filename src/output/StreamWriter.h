@@ -22,7 +22,7 @@ class CStreamWriter {
   bool IsOpen() const { return pFile != nullptr; }
 
   int Write(int nBytes, const char* pBytes) {
-    if (nBufferUsed + int64_t{nBytes} < nBufferSize && pFile && !bFailed) [[likely]] {
+    if (nBufferUsed + int64_t{nBytes} < nBufferSize && pFile && !m_bFailed) [[likely]] {
       std::memcpy(pBuffer.get() + nBufferUsed, pBytes, nBytes);
       nBufferUsed += nBytes;
       return nBytes;
@@ -73,8 +73,8 @@ class CStreamWriter {
   int nBufferUsed = 0;
   bool bNativeBigEndian = false;  // values are laid out for a little-endian host
   bool bBigEndian = false;
-  bool bFailed = false;
+  bool m_bFailed = false;
   FILE* pFile = nullptr;
-  std::unique_ptr<char[]> pSystemBuffer;  // large blocks to the system
-  int nSystemUsed = 0;
+  std::unique_ptr<char[]> m_pSystemBuffer;  // large blocks to the system
+  int m_nSystemUsed = 0;
 };

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "kernel/Cpu.h"
+#include "prod/ChannelSelection.h"
 #include "prod/Physics.h"
 
 // The kernel: with u = C1 wn3 + R and v = R, the logarithm of C1 wn3 / R + 1 is
@@ -21,25 +22,26 @@
 //     logarithm, so 3 x 2^-53 absolute and 2^-45.4 of L;
 //   s, polynomial, k ln2 and sums, with k = 1 the worst: below 2^-49;
 //   std::log, taken to be good to 2 ulp, and the two divisions by a logarithm: below 2^-50.
-// In all below 2^-41.5, and fError = 2^-41 leaves room for the roundings of the test itself. The result
-// is sure when both ends of the interval round to the same float: rounding is monotone and the plain
+// In all below 2^-41.5, and RELATIVE_ERROR = 2^-41 leaves room for the roundings of the test itself. The
+// result is sure when both ends of the interval round to the same float: rounding is monotone and the plain
 // value lies between them. About one value in 10^5 is not sure.
 //
 // Outside of that range of L the result is a nan, which the test never finds sure. The range also takes
 // care of what the reduction cannot do: subnormal R and overflow give L > 700, infinite and huge R give
 // a nan or less than 2^-6.
 namespace {
-constexpr int nBlock = 128;         // the three steps go over a block, so that no chain of latencies is long
-constexpr int nGroup = 4;           // a remainder that fills no group is settled by the plain formula
-constexpr int nChannelLast = 8700;  // the error bound needs a positive wavenumber of ordinary size
-constexpr double fMinLog = 0x1p-6;
-constexpr double fMaxLog = 340.0;
-constexpr double fError = 0x1p-41;
-constexpr double fLn2 = 0x1.62e42fefa39efp-1;
-constexpr double fNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double arAtanh[] = {0x1.5555555910842p-1, 0x1.99998f51ffb8fp-2, 0x1.2496dff36419dp-2,
-                              0x1.c554a0e61820dp-3, 0x1.9c125a8bc39e1p-3};
-constexpr double arWnOffset[] = {0, CPhysics::fWnStep, 2 * CPhysics::fWnStep, 3 * CPhysics::fWnStep};
+constexpr int BLOCK = 128;  // the three steps go over a block, so that no chain of latencies is long
+constexpr int GROUP = 4;    // a remainder that fills no group is settled by the plain formula
+constexpr int CHANNEL_LAST =
+    CChannelSelection::LIMIT;  // the error bound needs a positive wavenumber of ordinary size
+constexpr double MIN_LOG = 0x1p-6;
+constexpr double MAX_LOG = 340.0;
+constexpr double RELATIVE_ERROR = 0x1p-41;
+constexpr double LN2 = 0x1.62e42fefa39efp-1;
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+constexpr double ATANH[] = {0x1.5555555910842p-1, 0x1.99998f51ffb8fp-2, 0x1.2496dff36419dp-2,
+                            0x1.c554a0e61820dp-3, 0x1.9c125a8bc39e1p-3};
+constexpr double WN_OFFSETS[] = {0, CPhysics::fWnStep, 2 * CPhysics::fWnStep, 3 * CPhysics::fWnStep};
 
 #define VEX_INLINE inline __attribute__((always_inline))
 
@@ -70,7 +72,7 @@ VEX_INLINE bool AllSure(const float* pLow, const float* pHigh, int nCount) {
 
 template <int n>
 struct TVectors {
-  static constexpr int nLanes = n;
+  static constexpr int LANES = n;
   typedef double Real __attribute__((vector_size(n * 8)));
   typedef uint64_t Bits __attribute__((vector_size(n * 8)));
   typedef float Single __attribute__((vector_size(n * 4)));
@@ -83,34 +85,34 @@ struct TKernel {
   using Real = typename V::Real;
   using Bits = typename V::Bits;
   using Single = typename V::Single;
-  static constexpr int nLanes = V::nLanes;
+  static constexpr int LANES = V::LANES;
 
   /// The first division: s and k of the reduction.
   static VEX_INLINE void Reduce(Real& fWn, const double* pRadiance, int nCount, double* pS, double* pK) {
-    constexpr uint64_t nHalfBinade = 1ULL << 51, nBitsOfTwoTo52 = 0x433ULL << 52;
-    for (int i = 0; i < nCount; i += nLanes) {
+    constexpr uint64_t HALF_BINADE = 1ULL << 51, BITS_OF_TWO_TO_52 = 0x433ULL << 52;
+    for (int i = 0; i < nCount; i += LANES) {
       Real fV;
       Load(pRadiance + i, fV);
       const Real fU = CPhysics::fC1DivF100000 * fWn * fWn * fWn + fV;
-      const Bits nK = ((Bits)fU - (Bits)fV + nHalfBinade) >> 52;
+      const Bits nK = ((Bits)fU - (Bits)fV + HALF_BINADE) >> 52;
       fV = (Real)((Bits)fV + (nK << 52));
       Store((fU - fV) / (fU + fV), pS + i);
-      Store((Real)(nK | nBitsOfTwoTo52) - 0x1p52, pK + i);
-      fWn += nLanes * CPhysics::fWnStep;
+      Store((Real)(nK | BITS_OF_TWO_TO_52) - 0x1p52, pK + i);
+      fWn += LANES * CPhysics::fWnStep;
     }
   }
 
   /// The logarithm k ln2 + 2 atanh(s), in the place of k. Multiplies and adds are left apart: fused ones
   /// gained a tenth at most, and would tie the kernel to intrinsics.
   static VEX_INLINE void Log(const double* pS, int nCount, double* pK) {
-    for (int i = 0; i < nCount; i += nLanes) {
+    for (int i = 0; i < nCount; i += LANES) {
       Real fS, fLog;
       Load(pS + i, fS);
       Load(pK + i, fLog);
       const Real fZ = fS * fS;
-      Real fSum = fZ * arAtanh[4] + arAtanh[3];
-      for (int j = 2; j >= 0; --j) fSum = fSum * fZ + arAtanh[j];
-      fLog = fLog * fLn2 + (fSum * (fS * fZ) + 2.0 * fS);
+      Real fSum = fZ * ATANH[4] + ATANH[3];
+      for (int j = 2; j >= 0; --j) fSum = fSum * fZ + ATANH[j];
+      fLog = fLog * LN2 + (fSum * (fS * fZ) + 2.0 * fS);
       Store(fLog, pK + i);
     }
   }
@@ -118,25 +120,25 @@ struct TKernel {
   /// The second division and the two ends of the interval.
   static VEX_INLINE void Divide(Real& fWn, const double* pRadiance, const double* pLog, int nCount,
                                 float* pLow, float* pHigh) {
-    for (int i = 0; i < nCount; i += nLanes) {
+    for (int i = 0; i < nCount; i += LANES) {
       Real fRadiance, fLog;
       Load(pRadiance + i, fRadiance);
       Load(pLog + i, fLog);
       Real fValue = CPhysics::fC2 * fWn / fLog;
-      fValue = ((fLog >= fMinLog) & (fLog <= fMaxLog)) ? fValue : Real{} + fNan;
+      fValue = ((fLog >= MIN_LOG) & (fLog <= MAX_LOG)) ? fValue : Real{} + NOT_A_NUMBER;
       fValue = fRadiance > CPhysics::f0 ? fValue : Real{};
-      Store(__builtin_convertvector(fValue * (1.0 - fError), Single), pLow + i);
-      Store(__builtin_convertvector(fValue * (1.0 + fError), Single), pHigh + i);
-      fWn += nLanes * CPhysics::fWnStep;
+      Store(__builtin_convertvector(fValue * (1.0 - RELATIVE_ERROR), Single), pLow + i);
+      Store(__builtin_convertvector(fValue * (1.0 + RELATIVE_ERROR), Single), pHigh + i);
+      fWn += LANES * CPhysics::fWnStep;
     }
   }
 
-  /// Both ends for at most one block of channels; nCount is a multiple of nGroup. True when all are sure.
+  /// Both ends for at most one block of channels; nCount is a multiple of GROUP. True when all are sure.
   static VEX_INLINE bool Run(int nFirstChannel, const double* pRadiance, int nCount, float* pLow,
                              float* pHigh) {
-    alignas(64) double arS[nBlock], arLog[nBlock];
+    alignas(64) double arS[BLOCK], arLog[BLOCK];
     Real fFirst;
-    Load(arWnOffset, fFirst);
+    Load(WN_OFFSETS, fFirst);
     fFirst += CPhysics::WaveNumber(nFirstChannel);  // exact: wavenumbers are multiples of 1/4
     Real fWn = fFirst;
     Reduce(fWn, pRadiance, nCount, arS, arLog);
@@ -176,9 +178,9 @@ int Settle(int nFirstChannel, const double* pRadiance, int nCount, float* pOut, 
   return nSettled;
 }
 
-/// A block whose count is a multiple of nGroup.
+/// A block whose count is a multiple of GROUP.
 int ConvertBlock(int nFirstChannel, const double* pRadiance, int nCount, float* pOut) {
-  alignas(64) float arHigh[nBlock];
+  alignas(64) float arHigh[BLOCK];
   if (Intervals(nFirstChannel, pRadiance, nCount, pOut, arHigh)) return 0;
   return Settle(nFirstChannel, pRadiance, nCount, pOut, arHigh);
 }
@@ -186,8 +188,8 @@ int ConvertBlock(int nFirstChannel, const double* pRadiance, int nCount, float* 
 
 int BrightnessTemperatures(int nFirstChannel, const double* pRadiance, int nCount, float* pOut) {
   int nSettled = 0, i = 0;
-  if (nFirstChannel >= 1 && nCount <= nChannelLast - nFirstChannel)
-    for (int nStep; (nStep = std::min(nBlock, (nCount - i) / nGroup * nGroup)) > 0; i += nStep)
+  if (nFirstChannel >= 1 && nCount <= CHANNEL_LAST - nFirstChannel)
+    for (int nStep; (nStep = std::min(BLOCK, (nCount - i) / GROUP * GROUP)) > 0; i += nStep)
       nSettled += ConvertBlock(nFirstChannel + i, pRadiance + i, nStep, pOut + i);
   return nSettled + Settle(nFirstChannel + i, pRadiance + i, nCount - i, pOut + i, nullptr);
 }

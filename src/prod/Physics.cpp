@@ -17,7 +17,7 @@ double CPhysics::TemperatureDeviation(double fWaveNumber, double fRadianceDeviat
 }
 
 double CPhysics::ImagerTemperature(double fRadiance) {
-  constexpr double fBand = 1.0 / (fWaveLengthTemperatureIIS * 100);
-  constexpr int nChannel = static_cast<int>((fBand - fWnStart) / fWnStep);
-  return BrightnessTemperature(WaveNumber(nChannel), fRadiance);
+  constexpr double BAND = 1.0 / (fWaveLengthTemperatureIIS * 100);
+  constexpr int CHANNEL = static_cast<int>((BAND - fWnStart) / fWnStep);
+  return BrightnessTemperature(WaveNumber(CHANNEL), fRadiance);
 }
