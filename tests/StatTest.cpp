@@ -10,6 +10,7 @@
 #include "TestSupport.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
+#include "kernel/Reporter.h"
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
 #include "stat/SpeStat.h"
@@ -251,6 +252,7 @@ TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
 // Pixels of level 2 are taken by the grid of boxes alone. A product without files never gives enough.
 TEST(StatSink, HasTakenWhatEveryRequestedProductGave) {
   const CTempDir dir;
+  const CReportCapture said;
   CProdL2ozo prod;
   MakePixels(prod);
   const CChannelSelection selection;

@@ -14,13 +14,12 @@
 
 namespace {
 
-constexpr double MISSING = SMean::MISSING;
-
 double CountPixel(const CProd&, int, int) { return 0; }
 
 template <CSpeMultiStat::ESet SKY>
 double CountSky(const CProd& prod, int nPixel, int) {
-  return CSpeMultiStat::Sky(static_cast<const CProdL1C&>(prod).CloudFraction[nPixel]) == SKY ? 0 : MISSING;
+  return CSpeMultiStat::Sky(static_cast<const CProdL1C&>(prod).CloudFraction[nPixel]) == SKY ? 0
+                                                                                             : MISSING_REAL;
 }
 
 /// The density of the layer that encloses all the others, else the sum over the layers. None when a layer
@@ -33,7 +32,8 @@ double OzoneColumn(const CProd& record, int nPixel, int) {
   for (int i = 0; i < nLayers; ++i) {
     const double fDensity = prod.IntegratedO3Density[i][row], fLayerTop = prod.LayerTopPressure[i][row],
                  fLayerBottom = prod.LayerBottomPressure[i][row];
-    if (fDensity == MISSING || fLayerTop == MISSING || fLayerBottom == MISSING) return MISSING;
+    if (fDensity == MISSING_REAL || fLayerTop == MISSING_REAL || fLayerBottom == MISSING_REAL)
+      return MISSING_REAL;
     fTop = std::min(fTop, fLayerTop);
     fBottom = std::max(fBottom, fLayerBottom);
     fSum += fDensity;
@@ -80,7 +80,7 @@ constexpr CBoxStat::SColumn COLUMNS[] = {
 void AddPixel(SMean& mean, const CBoxStat::SColumn& column, const CProd& prod, int nPixel) {
   for (int i = 0; i < column.nValues; ++i) {
     const double fValue = column.pValue(prod, nPixel, i);
-    if (fValue != MISSING) mean.Add(fValue);
+    if (fValue != MISSING_REAL) mean.Add(fValue);
   }
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "stat/Moments.h"
+#include "kernel/MissingReal.h"
 
 CHistoMultiPix::CHistoMultiPix(const SHistoParam& param, int nColumns, bool bPositions)
     : m_classes(param.fMin, param.fMax, param.nClasses),
@@ -41,7 +41,7 @@ void CHistoMultiPix::CCounts::Add(const CRowBatch& batch, const CClasses& classe
       int64_t* pCounts = &m_arCounts[Slot(i * BLOCK + j, 0)];
       for (int k = 0; k < batch.Rows(); ++k) {
         const double fValue = arTile[k * BLOCK + j];
-        ++pCounts[fValue == SMoments::MISSING ? m_nClasses + 1 : classes.Find(fValue)];
+        ++pCounts[fValue == MISSING_REAL ? m_nClasses + 1 : classes.Find(fValue)];
       }
     }
   }

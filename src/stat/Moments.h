@@ -3,15 +3,13 @@
 #include <cmath>
 #include <cstdint>
 
-#include "prod/Prod.h"
+#include "kernel/MissingReal.h"
 
 /// Running count and mean of values.
 ///
 /// The mean is the unevaluated sum fOrigin + fRest, fRest at most half a unit in the last place of fOrigin,
 /// and deviations are taken from fOrigin, so that equal values give exactly their value as mean.
 struct SMean {
-  static constexpr double MISSING = static_cast<double>(CProd::DEFAULT_VALUE_M777);
-
   double fCount = 0;  // exact up to 2^53
   double fOrigin = 0;
   double fRest = 0;
@@ -24,7 +22,7 @@ struct SMean {
   bool Empty() const { return fCount == 0; }
   int64_t Count() const { return static_cast<int64_t>(fCount); }
   /// -777 without values.
-  double Average() const { return Empty() ? MISSING : fOrigin + fRest; }
+  double Average() const { return Empty() ? MISSING_REAL : fOrigin + fRest; }
 
   /// Adds values by their number and the sum of their deviations from the mean. Returns by how much the mean
   /// moves.
@@ -99,16 +97,16 @@ struct SMoments : SMean {
 
   // Without values these are -777.
   /// Divides by the count less 1; 0 for one value.
-  double StdDev() const { return Empty() ? MISSING : fCount < 2 ? 0 : std::sqrt(fM2 / (fCount - 1)); }
+  double StdDev() const { return Empty() ? MISSING_REAL : fCount < 2 ? 0 : std::sqrt(fM2 / (fCount - 1)); }
   /// m3 / m2^1.5 of the population moments, 0 where m2 is 0.
   double Skewness() const {
-    if (Empty() || !(fM2 > 0)) return Empty() ? MISSING : 0;
+    if (Empty() || !(fM2 > 0)) return Empty() ? MISSING_REAL : 0;
     const double fVariance = fM2 / fCount;
     return fM3 / fCount / fVariance / std::sqrt(fVariance);
   }
   /// m4 / m2^2 - 3 of the population moments, 0 where m2 is 0.
   double Kurtosis() const {
-    if (Empty() || !(fM2 > 0)) return Empty() ? MISSING : 0;
+    if (Empty() || !(fM2 > 0)) return Empty() ? MISSING_REAL : 0;
     const double fVariance = fM2 / fCount;
     return fM4 / fCount / fVariance / fVariance - 3;
   }

@@ -6,12 +6,11 @@
 
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
-#include "stat/Moments.h"
+#include "kernel/MissingReal.h"
 
 namespace {
 
 constexpr int BLOCK = CRowBatch::BLOCK;
-constexpr double MISSING = SMean::MISSING;
 
 /// Powers of ten up to which the wide kernel below is proved.
 constexpr double POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9, 1e10,
@@ -37,7 +36,7 @@ bool CopyReals(const double* pReals, int nCount, double* pOut) {
   bool bFound = false;
   for (int i = 0; i < nCount; ++i) {
     pOut[i] = pReals[i];
-    bFound |= pReals[i] == MISSING;
+    bFound |= pReals[i] == MISSING_REAL;
   }
   return bFound;
 }
@@ -90,7 +89,7 @@ std::shared_ptr<const SRowScale> CRowSource::MakeScale() const {
     std::fill_n(pScale->arDivisors.begin() + run.nFirst, run.nCount, run.fDivisor);
   for (const double fDivisor : pScale->arDivisors) {
     pScale->arInverses.push_back(1 / fDivisor);
-    const double fMissing = MISSING * fDivisor;
+    const double fMissing = MISSING_REAL * fDivisor;
     pScale->arnMissing.push_back(fMissing > INT32_MIN ? static_cast<int32_t>(fMissing) : RAW_MISSING);
   }
   return pScale;
@@ -105,7 +104,7 @@ SSpectrumRow CRowSource::Row(const CSpectrum& spectrum, int nRow) {
     row.pRaw = spectrum.Raw(nRow);
     return row;
   }
-  m_arReals.assign(m_nColumns, MISSING);
+  m_arReals.assign(m_nColumns, MISSING_REAL);
   if (bThere) spectrum.Row(nRow, 0, m_nColumns, m_arReals.data());
   row.pReals = m_arReals.data();
   return row;
@@ -146,6 +145,6 @@ bool CRowBatch::Block(int nBlock, double* pTile) const {
   const int32_t* pRaw = m_arRaw.data() + Start(nBlock, 0);
   pDivide(pRaw, *m_pScale, nBlock * BLOCK, m_nRows, pTile);
   for (int i = 0; m_arMissing[nBlock] && i < m_nRows * BLOCK; ++i)
-    if (pRaw[i] == RAW_MISSING) pTile[i] = MISSING;
+    if (pRaw[i] == RAW_MISSING) pTile[i] = MISSING_REAL;
   return m_arMissing[nBlock];
 }

@@ -5,10 +5,6 @@
 
 #include "kernel/Cpu.h"
 
-namespace {
-constexpr double MISSING = SMoments::MISSING;
-}
-
 /// The update of one block by a tile of radiances. The plain loops are compiled twice, for any processor and
 /// for wide registers; each column sees the same operations in the same order either way.
 struct CSpeStat::SKernel {
@@ -26,7 +22,7 @@ struct CSpeStat::SKernel {
     for (int j = 0; j < LANES; ++j) {
       if (block.arCount[j] > 0) continue;
       for (int i = nRows - 1; i >= 0; --i)
-        if (pTile[i * LANES + j] != MISSING) block.arOrigin[j] = pTile[i * LANES + j];
+        if (pTile[i * LANES + j] != MISSING_REAL) block.arOrigin[j] = pTile[i * LANES + j];
     }
   }
 
@@ -35,7 +31,7 @@ struct CSpeStat::SKernel {
     for (int i = 0; i < nRows; ++i) {
       for (int j = 0; j < LANES; ++j) {
         double& fValue = pTile[i * LANES + j];
-        if (fValue != MISSING) continue;
+        if (fValue != MISSING_REAL) continue;
         fValue = block.arOrigin[j];
         --arNumber[j];
       }

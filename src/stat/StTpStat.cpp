@@ -1,11 +1,13 @@
 #include "stat/StTpStat.h"
 
+#include "kernel/MissingReal.h"
+
 void CStTpStat::Add(const SSpectrumRow& row, int64_t nCloudFraction, int64_t nFieldOfView,
                     int64_t nSurfaceType, double fSolarZenithAngle) {
   const int nSurface = nSurfaceType < 0    ? CConfigParam::SURFACE_ALL
                        : nSurfaceType == 0 ? CConfigParam::SURFACE_SEA
                                            : CConfigParam::SURFACE_LAND;
-  const bool bAngle = fSolarZenithAngle != SMean::MISSING;
+  const bool bAngle = fSolarZenithAngle != MISSING_REAL;
   const int nPeriod =
       bAngle ? (fSolarZenithAngle > 90.0 ? 0 : DAY) | (fSolarZenithAngle < 90.0 ? 0 : NIGHT) : 0;
   auto& pCell = m_arpCells[nSurface][nPeriod];

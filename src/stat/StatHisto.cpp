@@ -1,7 +1,7 @@
 #include "stat/StatHisto.h"
 
 void CStatHisto::Add(const CClasses& classes, double fValue) {
-  if (fValue == SMoments::MISSING) {
+  if (fValue == MISSING_REAL) {
     ++m_nMissing;
     return;
   }
