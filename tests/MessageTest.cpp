@@ -17,7 +17,7 @@ namespace {
 /// What one message left behind.
 struct SMessage {
   int nResult = 0;
-  int64_t nPosition = 0;
+  int64_t nStart = 0, nPosition = 0;
   std::vector<int> arFields;  // in the order of the reader's declaration
   std::vector<int> arDescriptors;
   std::string szData;
@@ -26,7 +26,7 @@ struct SMessage {
 };
 
 SMessage Taken(int nResult, const CBUFRReader& r) {
-  SMessage message{nResult, r.stream.Position(), {}, {}, ""};
+  SMessage message{nResult, r.Data().Origin().nOffset, r.stream.Position(), {}, {}, ""};
   const auto list = [](auto... fields) { return std::vector<int>{fields...}; };
   message.arFields =
       list(r.nTotalLength, r.nEdition, r.nSection1Length, r.nMasterTable, r.nCentre, r.nUpdateSequence,
@@ -91,6 +91,7 @@ class CPlainReader {
     const bool bEnd = m_nAt <= Size() && m_szBytes.compare(static_cast<size_t>(m_nAt), 4, "7777") == 0;
     if (m_nAt < Size()) m_nAt = std::min(m_nAt + 4, Size());
     message.nResult = bEnd;
+    message.nStart = m_nStart;
     message.nPosition = m_nAt;
     message.arFields = f;
     return message;
@@ -240,6 +241,7 @@ TEST_F(MessageTest, TheBufferOnlyGrowsAndOnlyForBytesThatAreThere) {
   EXPECT_EQ(m_message.nResult, 0);
   EXPECT_EQ(m_message.szData, Small(40).Message().substr(szCut.size() - 14, 14));
   EXPECT_EQ(m_reader.nDataCapacity, 200);
+  EXPECT_EQ(m_reader.Data().Origin().szPath, m_dir.Path("file"));
   EXPECT_FALSE(Next());
 }
 

@@ -4,11 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kernel/BitRun.h"
-
 bool CBUFRReader::Open(const char* szPath) {
   nDataVersion = 0;
   Close();
+  m_origin = {szPath ? szPath : "", 0};
   return szPath && CStreamReader::IsFileOrDirectory(szPath) && stream.Open(szPath);
 }
 
@@ -25,13 +24,13 @@ int CBUFRReader::ReadInt(int nBytes) {
 
 /// Skips by a length that the message gives. A negative one never leads back before the octet behind the
 /// message's own start marker, or the same message would be read for ever.
-void CBUFRReader::SkipBack(int64_t nMessageStart, int nBytes) {
-  const int64_t nLeast = nMessageStart + 4 - stream.Position();
+void CBUFRReader::SkipBack(int nBytes) {
+  const int64_t nLeast = m_origin.nOffset + 4 - stream.Position();
   stream.Skip(static_cast<int>(std::max<int64_t>(nBytes, std::min<int64_t>(nLeast, 0))));
 }
 
 int CBUFRReader::ReadMessageSections() {
-  const int64_t nMessageStart = stream.Position();
+  m_origin.nOffset = stream.Position();
   descriptors.DeleteContents();
   std::memset(szStart, 0, sizeof szStart);
   stream.Read(4, szStart);
@@ -39,8 +38,8 @@ int CBUFRReader::ReadMessageSections() {
   nEdition = ReadInt(1);
   if (std::strcmp(szStart, "BUFR") != 0) return 0;
 
-  const int64_t nDateTime = ReadSection1(nMessageStart);
-  ReadSection2(nMessageStart);
+  const int64_t nDateTime = ReadSection1();
+  ReadSection2();
   ReadSection3();
   FindDataVersion(nDateTime);
   ReadSection4();
@@ -55,7 +54,7 @@ int CBUFRReader::ReadMessageSections() {
 /// Returns date and time as YYYYMMDD0hhmmss (the 0 leaves room for hours that are none), 0 in the short
 /// layout. The layout follows the length, whatever the edition: there are edition 3 messages with the long
 /// one.
-int64_t CBUFRReader::ReadSection1(int64_t nMessageStart) {
+int64_t CBUFRReader::ReadSection1() {
   constexpr int SHORT_LAYOUT_READ = 17, SHORT_LAYOUT_MAX = 21;
   nSection1Length = ReadInt(3);
   const bool bLong = nSection1Length > SHORT_LAYOUT_MAX;
@@ -75,18 +74,18 @@ int64_t CBUFRReader::ReadSection1(int64_t nMessageStart) {
   nHour = ReadInt(1);
   nMinute = ReadInt(1);
   if (!bLong) {
-    SkipBack(nMessageStart, nSection1Length - SHORT_LAYOUT_READ);
+    SkipBack(nSection1Length - SHORT_LAYOUT_READ);
     return 0;
   }
   const int nSecond = ReadInt(1);
   return (nYear * 10000LL + nMonth * 100 + nDay) * 10000000 + nHour * 10000 + nMinute * 100 + nSecond;
 }
 
-void CBUFRReader::ReadSection2(int64_t nMessageStart) {
+void CBUFRReader::ReadSection2() {
   nSection2Length = 0;
   if (!bOptionalSection) return;
   nSection2Length = ReadInt(3);
-  SkipBack(nMessageStart, nSection2Length - 3);
+  SkipBack(nSection2Length - 3);
 }
 
 void CBUFRReader::ReadSection3() {
@@ -142,4 +141,33 @@ void CBUFRReader::ReadSection4() {
   }
   nDataSize = stream.Read(nThere, reinterpret_cast<char*>(pData.get()));
   std::memset(pData.get() + nDataSize, 0, UNPACK_PADDING);
+}
+
+int CBUFRReader::DecompressInt(ECall eCall, int64_t& bitPos, int64_t nWidth, int64_t nReference,
+                               int64_t* pOut, uint64_t nFlag, int64_t nMissing, int64_t* pConstant,
+                               bool* pbConstant) {
+  CBitCursor data = Data(bitPos);
+  const bool bAll = m_engine.DecompressInt(data, {eCall, nWidth, nReference, 0, nFlag, nMissing, nMissing},
+                                           pOut, pConstant, pbConstant);
+  bitPos = data.Position();
+  return bAll;
+}
+
+int CBUFRReader::DecompressFloat(ECall eCall, int64_t& bitPos, int64_t nWidth, int64_t nReference, int nScale,
+                                 double* pOut, uint64_t nFlag, double fMissing) {
+  CBitCursor data = Data(bitPos);
+  const bool bAll =
+      m_engine.DecompressReal(data, {eCall, nWidth, nReference, nScale, nFlag, fMissing, fMissing}, pOut);
+  bitPos = data.Position();
+  return bAll;
+}
+
+int CBUFRReader::BUFRDecompressInt(int64_t& bitPos, int64_t nWidth, int64_t nReference, int64_t* pOut,
+                                   uint64_t nFlag, int64_t nMissing, int64_t* pConstant, bool* pbConstant) {
+  return DecompressInt(ECall::INT, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant, pbConstant);
+}
+
+int CBUFRReader::BUFRDecompressFloat(int64_t& bitPos, int64_t nWidth, int64_t nReference, int nScale,
+                                     double* pOut, uint64_t nFlag, double fMissing) {
+  return DecompressFloat(ECall::FLOAT, bitPos, nWidth, nReference, nScale, pOut, nFlag, fMissing);
 }

@@ -3,27 +3,19 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "bufr/DescriptorList.h"
-#include "bufr/Element.h"
+#include "bufr/LayoutEngine.h"
 #include "bufr/StreamReader.h"
 
-/// Texts and results by which the decompression variants differ.
-struct SDecompressVariant;
-
-/// Reads FM-94 BUFR messages from one file: finds them, splits sections 0 to 5, keeps the data of section 4
-/// and decodes compressed elements from it. What the data mean is known to the derived decoders.
+/// Reads FM-94 BUFR messages from one file: finds them, splits sections 0 to 5 and keeps the data of section
+/// 4. What the data mean is known to the derived decoders, which decode them with the layout engine.
 class CBUFRReader {
  public:
   /// Largest width for which a missing value can be recognised.
-  static constexpr int nDataSizeMax = 33;
+  static constexpr int nDataSizeMax = MISSING_WIDTH_MAX;
   /// All bits set, by width.
-  static constexpr std::array<int64_t, nDataSizeMax + 1> arnMissing = [] {
-    std::array<int64_t, nDataSizeMax + 1> arn{};
-    for (int i = 0; i <= nDataSizeMax; ++i) arn[i] = (int64_t{1} << i) - 1;
-    return arn;
-  }();
+  static constexpr std::array<int64_t, nDataSizeMax + 1> arnMissing = ALL_ONES;
 
   CBUFRReader() = default;
   CBUFRReader(const CBUFRReader&) = delete;
@@ -90,47 +82,24 @@ class CBUFRReader {
   /// missing instead of keeping what the record held before.
   bool bBlankUndecoded = false;
 
+  /// The bits of section 4 from nBitPos on.
+  CBitCursor Data(int64_t nBitPos = 0) const { return {pData.get(), nDataSize, nBitPos, m_origin}; }
+
  protected:
-  /// Decodes the rows of a layout in turn for the current layout version, into columns with index nIndex of
-  /// their family. Columns of kept pixels get the values of these. Returns the AND of all statuses.
-  int DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex = 0);
-  /// Values of all subsets of the last element of the type that went into a column, until the next one does.
-  const int64_t* LastInts() const { return m_pLastInts; }
-  const double* LastReals() const { return m_pLastReals; }
-  /// Repeats the rows for index 0 to nCount - 1.
-  int DecodeRepeated(TLayout layout, int nCount, CProd& prod, int64_t& bitPos);
-  /// Sets the columns of a layout to missing for index nFrom to nTo - 1, when bBlankUndecoded asks for it.
-  void BlankLayout(TLayout layout, CProd& prod, int nFrom = 0, int nTo = 1) const;
+  int DecompressInt(ECall eCall, int64_t& bitPos, int64_t nWidth, int64_t nReference, int64_t* pOut,
+                    uint64_t nFlag, int64_t nMissing, int64_t* pConstant, bool* pbConstant);
+  int DecompressFloat(ECall eCall, int64_t& bitPos, int64_t nWidth, int64_t nReference, int nScale,
+                      double* pOut, uint64_t nFlag, double fMissing);
 
-  /// True when nBits bits from bitPos lie inside the data.
-  bool Inside(int64_t bitPos, int64_t nBits) const { return bitPos + nBits <= int64_t{nDataSize} * 8; }
-
-  int DecompressInt(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, int64_t nReference,
-                    int64_t* pOut, uint64_t nFlag, int64_t nMissing, int64_t nUndecoded, int64_t* pConstant,
-                    bool* pbConstant);
-  int DecompressFloat(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, int64_t nReference,
-                      int nScale, double* pOut, uint64_t nFlag, double fMissing);
+  CLayoutEngine m_engine{nSubsets, nDataVersion, bBlankUndecoded, nMissingFlags};
 
  private:
-  struct SHeader;
-
-  bool ReadField(int64_t& bitPos, int nBits, uint64_t& nValue) const;
-  int ReadHeader(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth, SHeader& header) const;
-  template <class TValue, class TConvert>
-  int ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* pOut, uint64_t nFlag, TValue missing,
-                     TValue undecoded, TConvert convert);
-  int Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts, double* pReals);
-  int DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex);
-
-  void SkipBack(int64_t nMessageStart, int nBytes);
-  int64_t ReadSection1(int64_t nMessageStart);
-  void ReadSection2(int64_t nMessageStart);
+  void SkipBack(int nBytes);
+  int64_t ReadSection1();
+  void ReadSection2();
   void ReadSection3();
   void ReadSection4();
   void FindDataVersion(int64_t nDateTime);
 
-  std::vector<int64_t> m_arScratchInts;  // one value per subset, for gathering
-  std::vector<double> m_arScratchReals;
-  const int64_t* m_pLastInts = nullptr;
-  const double* m_pLastReals = nullptr;
+  SOrigin m_origin;
 };

@@ -1,36 +1,36 @@
 #include "bufr/BUFRReaderL2.h"
 
-#include "bufr/Decompress.h"
-
 int CBUFRReaderL2::BUFRDecompressFieldOfView(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                              int64_t* pOut, uint64_t nFlag, int64_t nMissing,
                                              int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(L2_FOV, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
-                       pbConstant);
+  return DecompressInt(ECall::FOV, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant, pbConstant);
 }
 
 int CBUFRReaderL2::BUFRDecompressIntTimes1000(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                               int64_t* pOut, uint64_t nFlag, int64_t nMissing,
                                               int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(L2_INT_X1000, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
+  return DecompressInt(ECall::INT_X1000, bitPos, nWidth, nReference, pOut, nFlag, nMissing, pConstant,
                        pbConstant);
 }
 
 int CBUFRReaderL2::BUFRDecompressFloatTimes1000(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                                 int nScale, double* pOut, uint64_t nFlag, double fMissing) {
-  return DecompressFloat(L2_FLOAT_X1000, bitPos, nWidth, nReference, nScale, pOut, nFlag, fMissing);
+  return DecompressFloat(ECall::FLOAT_X1000, bitPos, nWidth, nReference, nScale, pOut, nFlag, fMissing);
 }
 
-int CBUFRReaderL2::DecodeHeader(TLayout header, CProdL2& prod) {
-  int64_t bitPos = 0;
-  const int nStatus = DecodeLayout(header, prod, bitPos);
-  nSecondLevelBitPos = bitPos;
-  return nStatus;
+bool CBUFRReaderL2::DecodeHeader(TLayout header, CProdL2& prod) {
+  CBitCursor data = Data();
+  const bool bAll = m_engine.Decode(header, prod, data);
+  nSecondLevelBitPos = data.Position();
+  return bAll;
 }
 
-int CBUFRReaderL2::DecodeCount(int64_t& bitPos, uint64_t nFlag, int64_t& nFirstCount) {
-  m_arCounts.assign(nSubsets, CProd::DEFAULT_VALUE_M1);
-  const int nStatus = BUFRDecompressInt(bitPos, 8, 0, m_arCounts.data(), nFlag, CProd::DEFAULT_VALUE_M1);
-  nFirstCount = nSubsets > 0 ? m_arCounts[0] : CProd::DEFAULT_VALUE_M1;
-  return nStatus;
+bool CBUFRReaderL2::DecodeCount(CBitCursor& data, uint64_t nFlag, int64_t& nFirstCount) {
+  constexpr int WIDTH = 8;
+  constexpr int64_t MISSING = CProd::DEFAULT_VALUE_M1;
+  m_arCounts.assign(nSubsets, MISSING);
+  const bool bAll =
+      m_engine.DecompressInt(data, {ECall::INT, WIDTH, 0, 0, nFlag, MISSING, MISSING}, m_arCounts.data());
+  nFirstCount = nSubsets > 0 ? m_arCounts[0] : MISSING;
+  return bAll;
 }

@@ -24,10 +24,10 @@ class CBUFRReaderL2 : public CBUFRReader {
 
  protected:
   /// Decodes the header rows and notes where the product block begins.
-  int DecodeHeader(TLayout header, CProdL2& prod);
+  bool DecodeHeader(TLayout header, CProdL2& prod);
   /// Decodes a count for all pixels (8 bits) into the work array and gives that of the first pixel, by which
-  /// alone messages are judged. Returns the status.
-  int DecodeCount(int64_t& bitPos, uint64_t nFlag, int64_t& nFirstCount);
+  /// alone messages are judged.
+  bool DecodeCount(CBitCursor& data, uint64_t nFlag, int64_t& nFirstCount);
   /// Versions 3 to nLast.
   bool VersionFrom3To(int nLast) const { return nDataVersion >= 3 && nDataVersion <= nLast; }
 

@@ -26,7 +26,7 @@ int CBUFRReaderL2clp::InterpretFirstLevel(CProdL2clp* pProd) {
 
 int CBUFRReaderL2clp::UpdateL2(CProdL2clp* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
-  int64_t bitPos = nSecondLevelBitPos;
-  const int nStatus = DecodeLayout(SURFACE, *pProd, bitPos);
-  return nStatus & DecodeRepeated(LAYER, P::LAYERS, *pProd, bitPos);
+  CBitCursor data = Data(nSecondLevelBitPos);
+  const bool bSurface = m_engine.Decode(SURFACE, *pProd, data);
+  return m_engine.DecodeRepeated(LAYER, P::LAYERS, *pProd, data) && bSurface;
 }

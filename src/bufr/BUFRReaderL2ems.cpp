@@ -21,11 +21,11 @@ int CBUFRReaderL2ems::InterpretFirstLevel(CProdL2ems* pProd) {
 
 int CBUFRReaderL2ems::UpdateL2(CProdL2ems* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
-  int64_t bitPos = nSecondLevelBitPos;
+  CBitCursor data = Data(nSecondLevelBitPos);
   int64_t nPoints;
-  const int nStatus = DecodeCount(bitPos, MISSING_EMS, nPoints);
-  if (nPoints == P::POINTS) return nStatus & DecodeRepeated(POINT, P::POINTS, *pProd, bitPos);
+  const bool bCount = DecodeCount(data, MISSING_EMS, nPoints);
+  if (nPoints == P::POINTS) return m_engine.DecodeRepeated(POINT, P::POINTS, *pProd, data) && bCount;
   std::puts("Nombre de donnees emissivite non conforme");
-  BlankLayout(POINT, *pProd, 0, P::POINTS);
-  return nStatus;
+  m_engine.Blank(POINT, *pProd, 0, P::POINTS);
+  return bCount;
 }

@@ -26,32 +26,32 @@ int CBUFRReaderL2ozo::InterpretFirstLevel(CProdL2ozo* pProd) {
   return DecodeHeader(L2_HEADER<P, EL2Header::OZO>, *pProd);
 }
 
-int CBUFRReaderL2ozo::DecodeLayers(CProdL2ozo& prod, int nLayers, int64_t& bitPos) {
-  int nStatus = 1;
+bool CBUFRReaderL2ozo::DecodeLayers(CProdL2ozo& prod, int nLayers, CBitCursor& data) {
+  bool bAll = true;
   for (int i = 0; i < nLayers; ++i)
     for (const SElement& element : LAYER) {
-      nStatus &= DecodeLayout({&element, 1}, prod, bitPos, i);
+      bAll &= m_engine.Decode({&element, 1}, prod, data, i);
       for (int j = 0; i == P::FEW_LAYERS && j < nSubsets; ++j)
-        prod.HasManyLayers |= LastReals()[j] != CProd::DEFAULT_VALUE_REAL;
+        prod.HasManyLayers |= m_engine.LastReals()[j] != CProd::DEFAULT_VALUE_REAL;
     }
-  return nStatus;
+  return bAll;
 }
 
 int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
   const bool bManyLayers = VersionFrom3To(4);
   const int nExpected = bManyLayers ? P::LAYERS : P::FEW_LAYERS;
-  int64_t bitPos = nSecondLevelBitPos;
+  CBitCursor data = Data(nSecondLevelBitPos);
   int64_t nLayers;
-  int nStatus = DecodeCount(bitPos, MISSING_OZO, nLayers);
+  bool bAll = DecodeCount(data, MISSING_OZO, nLayers);
   const bool bConform = nLayers == nExpected;
   pProd->HasManyLayers = false;
-  BlankLayout(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
+  m_engine.Blank(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
   if (!bConform) {
     std::puts("Nombre de donnees ozone non conforme");
-    return nStatus;
+    return bAll;
   }
-  nStatus &= DecodeLayers(*pProd, nExpected, bitPos);
-  if (bManyLayers) nStatus &= DecodeRepeated(TRAILING, TRAILING_ELEMENTS, *pProd, bitPos);
-  return nStatus;
+  bAll &= DecodeLayers(*pProd, nExpected, data);
+  if (bManyLayers) bAll &= m_engine.DecodeRepeated(TRAILING, TRAILING_ELEMENTS, *pProd, data);
+  return bAll;
 }

@@ -15,5 +15,5 @@ class CBUFRReaderL2ozo : public CBUFRReaderL2 {
   int UpdateL2(CProdL2ozo* pProd);
 
  private:
-  int DecodeLayers(CProdL2ozo& prod, int nLayers, int64_t& bitPos);
+  bool DecodeLayers(CProdL2ozo& prod, int nLayers, CBitCursor& data);
 };

@@ -20,6 +20,6 @@ int CBUFRReaderL2trg::InterpretFirstLevel(CProdL2trg* pProd) {
 
 int CBUFRReaderL2trg::UpdateL2(CProdL2trg* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
-  int64_t bitPos = nSecondLevelBitPos;
-  return DecodeLayout(GASES, *pProd, bitPos);
+  CBitCursor data = Data(nSecondLevelBitPos);
+  return m_engine.Decode(GASES, *pProd, data);
 }

@@ -59,28 +59,28 @@ int CBUFRReaderL2twt::InterpretFirstLevel(CProdL2twt* pProd) {
 
 /// One profile: the count twice (once to judge the message by its first pixel, once for the record), then the
 /// levels, if there are as many as the layout has.
-int CBUFRReaderL2twt::DecodeProfile(TLayout count, TLayout level, const char* szWrongCount, CProdL2twt& prod,
-                                    int64_t& bitPos) {
+bool CBUFRReaderL2twt::DecodeProfile(TLayout count, TLayout level, const char* szWrongCount, CProdL2twt& prod,
+                                     CBitCursor& data) {
   const int nExpected = VersionFrom3To(8) ? P::LEVELS : P::FEW_LEVELS;
-  int64_t peekPos = bitPos;
+  CBitCursor peek = data;
   int64_t nLevels;
-  int nStatus = DecodeCount(peekPos, MISSING_TWT, nLevels);
-  nStatus &= DecodeLayout(count, prod, bitPos);
+  bool bAll = DecodeCount(peek, MISSING_TWT, nLevels);
+  bAll &= m_engine.Decode(count, prod, data);
   const bool bConform = nLevels == nExpected;
-  BlankLayout(level, prod, bConform ? nExpected : 0, P::LEVELS);
-  if (bConform) return nStatus & DecodeRepeated(level, nExpected, prod, bitPos);
+  m_engine.Blank(level, prod, bConform ? nExpected : 0, P::LEVELS);
+  if (bConform) return m_engine.DecodeRepeated(level, nExpected, prod, data) && bAll;
   std::puts(szWrongCount);
-  return nStatus;
+  return bAll;
 }
 
 int CBUFRReaderL2twt::UpdateL2(CProdL2twt* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
-  int64_t bitPos = nSecondLevelBitPos;
-  int nStatus = DecodeLayout(SURFACE, *pProd, bitPos);
-  nStatus &= DecodeProfile(PT_COUNT, PT_LEVEL, "Nombre de profils pression/temperature non conforme", *pProd,
-                           bitPos);
+  CBitCursor data = Data(nSecondLevelBitPos);
+  bool bAll = m_engine.Decode(SURFACE, *pProd, data);
+  bAll &=
+      DecodeProfile(PT_COUNT, PT_LEVEL, "Nombre de profils pression/temperature non conforme", *pProd, data);
   const TLayout pmrLevel = VersionFrom3To(8) ? TLayout(PMR_LEVEL) : TLayout(PMR_LEVEL_OLD);
-  nStatus &= DecodeProfile(PMR_COUNT, pmrLevel, "Nombre de profils pression/mixing ratio non conforme",
-                           *pProd, bitPos);
-  return nStatus;
+  bAll &= DecodeProfile(PMR_COUNT, pmrLevel, "Nombre de profils pression/mixing ratio non conforme", *pProd,
+                        data);
+  return bAll;
 }

@@ -15,6 +15,6 @@ class CBUFRReaderL2twt : public CBUFRReaderL2 {
   int UpdateL2(CProdL2twt* pProd);
 
  private:
-  int DecodeProfile(TLayout count, TLayout level, const char* szWrongCount, CProdL2twt& prod,
-                    int64_t& bitPos);
+  bool DecodeProfile(TLayout count, TLayout level, const char* szWrongCount, CProdL2twt& prod,
+                     CBitCursor& data);
 };

@@ -1,234 +1,154 @@
-// Compressed elements of section 4: the members of CBUFRReader that decode them.
+// Compressed elements of section 4: the members of CLayoutEngine that decode them.
 
 #include "bufr/Decompress.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 
-#include "bufr/BUFRReader.h"
+#include "bufr/LayoutEngine.h"
 #include "kernel/BitRun.h"
 #include "kernel/PowerOfTen.h"
 
 /// What stands before the increments of an element.
-struct CBUFRReader::SHeader {
-  int64_t nReferenceValue;  // R0
-  bool bMissing;            // R0 has all its bits set
-  int nIncrementWidth;
-  bool bIncrements;  // values may be decoded; false: the element ends here with nStatus
-  int nStatus;
+struct CLayoutEngine::SHeader {
+  int64_t nReferenceValue = 0;
+  bool bMissing = false;  // the reference value has all its bits set, and there are no increments
+  int nIncrementWidth = 0;
+  bool bSound = false;  // the result of an element all of whose values are there
 };
 
-/// False when the field does not lie inside the data; the cursor moves on all the same.
-bool CBUFRReader::ReadField(int64_t& bitPos, int nBits, uint64_t& nValue) const {
-  const bool bInside = Inside(bitPos, nBits);
-  constexpr int LOAD_MAX = 57;
-  nValue = bInside ? LoadBits(pData.get(), bitPos, std::min(nBits, LOAD_MAX)) : 0;
-  if (nBits > LOAD_MAX && bInside)
-    nValue = nValue << (nBits - LOAD_MAX) | LoadBits(pData.get(), bitPos + LOAD_MAX, nBits - LOAD_MAX);
-  bitPos += nBits;
-  return bInside;
-}
+namespace {
 
-/// Reads R0 and the increment width and makes the checks that stand before any value. Returns 0 when the
-/// element cannot be decoded at all.
-int CBUFRReader::ReadHeader(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth,
-                            SHeader& header) const {
-  uint64_t nReferenceValue, nIncrementWidth;
-  ReadField(bitPos, static_cast<int>(nWidth), nReferenceValue);
-  if (!ReadField(bitPos, 6, nIncrementWidth)) {
-    std::fputs(variant.szUnreadable, stdout);
-    return 0;
-  }
-  header = {static_cast<int64_t>(nReferenceValue), false, static_cast<int>(nIncrementWidth), false, 1};
-  const long nIncrements = static_cast<long>(nIncrementWidth), nLimit = nDataSizeMax;
-  if (nIncrements > nWidth) {
-    std::printf(variant.szSuspicious, nIncrements, static_cast<long>(nWidth));
-    header.nStatus = variant.nSuspiciousStatus;
-  }
-  if (nIncrements > nLimit) {
-    std::printf(variant.szIncrementWidth, nIncrements, nLimit);
-    return 0;
-  }
-  if (nIncrements > 0) return 1;
-  if (nWidth > nLimit) {
-    std::printf(variant.szElementWidth, static_cast<long>(nWidth), nLimit);
-    return 0;
-  }
-  header.bMissing = header.nReferenceValue == arnMissing[nWidth];
-  return 1;
-}
-
-/// The values of an element that has increments. Those that lie beyond the data stay as they are, and make
-/// the status 0.
-template <class TValue, class TConvert>
-int CBUFRReader::ReadIncrements(int64_t& bitPos, const SHeader& header, TValue* pOut, uint64_t nFlag,
-                                TValue missing, TValue undecoded, TConvert convert) {
+/// Increments of up to 32 bits as values. True when one is missing.
+template <class T, class TConvert>
+bool ConvertRun(const CBitCursor& data, int nWidth, int nCount, T* pOut, T missing, TConvert convert) {
   constexpr int BLOCK = 256;
-  const int nWidth = header.nIncrementWidth;
-  const int64_t nAvailable = std::max<int64_t>(0, int64_t{nDataSize} * 8 - bitPos) / nWidth;
-  const int nReadable = static_cast<int>(std::min<int64_t>(nAvailable, nSubsets));
+  uint32_t arnIncrements[BLOCK];
+  const auto nAllOnes = static_cast<uint32_t>(ALL_ONES[nWidth]);
   bool bMissing = false;
-  for (int nFirst = 0; nFirst < nReadable; nFirst += BLOCK) {
-    const int nCount = std::min(BLOCK, nReadable - nFirst);
-    const int64_t nPos = bitPos + int64_t{nFirst} * nWidth;
-    TValue* pBlock = pOut + nFirst;
-    if (nWidth == nDataSizeMax) {
-      for (int i = 0; i < nCount; ++i) {
-        const auto nIncrement =
-            static_cast<int64_t>(LoadBits(pData.get(), nPos + int64_t{i} * nWidth, nWidth));
-        const bool bThis = nIncrement == arnMissing[nWidth];
-        pBlock[i] = bThis ? missing : convert(nIncrement);
-        bMissing |= bThis;
-      }
-      continue;
-    }
-    uint32_t arnIncrements[BLOCK];
-    const auto nAllOnes = static_cast<uint32_t>(arnMissing[nWidth]);
-    const bool bAny = UnpackRun(pData.get(), nPos, nWidth, nCount, arnIncrements);
-    for (int i = 0; i < nCount; ++i) pBlock[i] = convert(int64_t{arnIncrements[i]});
-    for (int i = 0; bAny && i < nCount; ++i)
-      if (arnIncrements[i] == nAllOnes) pBlock[i] = missing;
+  for (int nFirst = 0; nFirst < nCount; nFirst += BLOCK, pOut += BLOCK) {
+    const int nBlock = std::min(BLOCK, nCount - nFirst);
+    const int64_t nPosition = data.Position() + int64_t{nFirst} * nWidth;
+    const bool bAny = UnpackRun(data.Bytes(), nPosition, nWidth, nBlock, arnIncrements);
+    for (int i = 0; i < nBlock; ++i) pOut[i] = convert(int64_t{arnIncrements[i]});
+    for (int i = 0; bAny && i < nBlock; ++i)
+      if (arnIncrements[i] == nAllOnes) pOut[i] = missing;
     bMissing |= bAny;
   }
-  if (bMissing) nMissingFlags |= nFlag;
-  if (bBlankUndecoded) std::fill(pOut + nReadable, pOut + nSubsets, undecoded);
-  bitPos += int64_t{nSubsets} * nWidth;
-  return nReadable == nSubsets ? header.nStatus : 0;
+  return bMissing;
 }
 
-int CBUFRReader::DecompressInt(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth,
-                               int64_t nReference, int64_t* pOut, uint64_t nFlag, int64_t nMissing,
-                               int64_t nUndecoded, int64_t* pConstant, bool* pbConstant) {
-  const int64_t nOffset = &variant == &L2_FOV ? -1 : 0;
-  const int64_t nFactor = &variant == &L2_INT_X1000 ? 1000 : 1;
+/// The same for those that are wider than a word.
+template <class T, class TConvert>
+bool ConvertWide(CBitCursor data, int nWidth, int nCount, T* pOut, T missing, TConvert convert) {
+  bool bMissing = false;
+  for (int i = 0; i < nCount; ++i, data.Skip(nWidth)) {
+    const auto nIncrement = static_cast<int64_t>(data.Peek(nWidth));
+    const bool bThis = nIncrement == ALL_ONES[nWidth];
+    pOut[i] = bThis ? missing : convert(nIncrement);
+    bMissing |= bThis;
+  }
+  return bMissing;
+}
+
+}  // namespace
+
+/// Reads reference value and increment width and makes the checks that stand before any value. False when
+/// the element cannot be decoded at all.
+bool CLayoutEngine::ReadHeader(CBitCursor& data, const SDecompressVariant& variant, int64_t nWidth,
+                               SHeader& header) {
+  uint64_t nReferenceValue, nIncrementWidth;
+  data.Read(static_cast<int>(nWidth), nReferenceValue);
+  if (!data.Read(INCREMENT_WIDTH, nIncrementWidth)) {
+    std::fputs(variant.szUnreadable, stdout);
+    return false;
+  }
+  const long nIncrements = static_cast<long>(nIncrementWidth), nLimit = MISSING_WIDTH_MAX;
+  const bool bSuspicious = nIncrements > nWidth;
+  if (bSuspicious) std::printf(variant.szSuspicious, nIncrements, static_cast<long>(nWidth));
+  if (nIncrements > nLimit) {
+    std::printf(variant.szIncrementWidth, nIncrements, nLimit);
+    return false;
+  }
+  if (nIncrements == 0 && nWidth > nLimit) {
+    std::printf(variant.szElementWidth, static_cast<long>(nWidth), nLimit);
+    return false;
+  }
+  header.nReferenceValue = static_cast<int64_t>(nReferenceValue);
+  header.bMissing = nIncrements == 0 && header.nReferenceValue == ALL_ONES[nWidth];
+  header.nIncrementWidth = static_cast<int>(nIncrements);
+  header.bSound = !bSuspicious || !variant.bSuspiciousFails;
+  return true;
+}
+
+/// False when the element ends with its header, or nobody wants its increments.
+template <class T>
+bool CLayoutEngine::Begin(CBitCursor& data, const TAsked<T>& asked, T* pOut, SHeader& header) {
+  if (!ReadHeader(data, asked.Variant(), asked.nWidth, header)) {
+    if (m_bBlankUndecoded && pOut) std::fill_n(pOut, m_nSubsets, asked.undecoded);
+    return false;
+  }
+  if (header.nIncrementWidth == 0 || pOut) return true;
+  data.Skip(int64_t{m_nSubsets} * header.nIncrementWidth);
+  return false;
+}
+
+/// Those that lie beyond the data are undecoded.
+template <class T, class TConvert>
+bool CLayoutEngine::ReadIncrements(CBitCursor& data, const SHeader& header, const TAsked<T>& asked, T* pOut,
+                                   TConvert convert) {
+  const int nWidth = header.nIncrementWidth;
+  const int64_t nThere = std::max<int64_t>(0, data.Remaining()) / nWidth;
+  const int nReadable = static_cast<int>(std::min<int64_t>(nThere, m_nSubsets));
+  const bool bMissing = nWidth < MISSING_WIDTH_MAX
+                            ? ConvertRun(data, nWidth, nReadable, pOut, asked.missing, convert)
+                            : ConvertWide(data, nWidth, nReadable, pOut, asked.missing, convert);
+  if (bMissing) m_nMissingFlags |= asked.nFlag;
+  if (m_bBlankUndecoded) std::fill(pOut + nReadable, pOut + m_nSubsets, asked.undecoded);
+  data.Skip(int64_t{m_nSubsets} * nWidth);
+  return nReadable == m_nSubsets && header.bSound;
+}
+
+bool CLayoutEngine::DecompressInt(CBitCursor& data, const TAsked<int64_t>& asked, int64_t* pOut,
+                                  int64_t* pConstant, bool* pbConstant) {
   SHeader header;
-  if (!ReadHeader(variant, bitPos, nWidth, header)) {
-    if (bBlankUndecoded && pOut) std::fill_n(pOut, nSubsets, nUndecoded);
-    return 0;
-  }
-  const int64_t nBase = header.nReferenceValue + nReference;
-  if (header.nIncrementWidth > 0 && !pOut) {
-    bitPos += int64_t{nSubsets} * header.nIncrementWidth;
-    return header.nStatus;
-  }
+  if (!Begin(data, asked, pOut, header)) return header.bSound;
+  const SDecompressVariant& variant = asked.Variant();
+  const int64_t nBase = header.nReferenceValue + asked.nReference;
+  const int64_t nOffset = variant.nOffset, nFactor = variant.nFactor;
   if (header.nIncrementWidth > 0) {
     if (pbConstant) *pbConstant = false;
-    return ReadIncrements(bitPos, header, pOut, nFlag, nMissing, nUndecoded,
+    return ReadIncrements(data, header, asked, pOut,
                           [=](int64_t nIncrement) { return (nBase + nIncrement + nOffset) * nFactor; });
   }
-  // A constant is handed out as the 32-bit sum, before the conversion of the variant.
-  const int64_t nSum = static_cast<int32_t>(nBase);
-  if (header.bMissing) nMissingFlags |= nFlag;
+  if (header.bMissing) m_nMissingFlags |= asked.nFlag;
+  const int64_t nSum32 = static_cast<int32_t>(nBase);
   if (pConstant && pbConstant) {
     *pbConstant = true;
-    *pConstant = header.bMissing ? nMissing : nSum;
+    *pConstant = header.bMissing ? asked.missing : nSum32;
   } else if (pOut) {
-    const int64_t nValue = nFactor == 1 ? nSum + nOffset : nBase * nFactor;
-    std::fill_n(pOut, nSubsets, header.bMissing ? nMissing : nValue);
+    const int64_t nValue = ((variant.bConstant32 ? nSum32 : nBase) + nOffset) * nFactor;
+    std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : nValue);
   }
-  return header.nStatus;
+  return header.bSound;
 }
 
-int CBUFRReader::DecompressFloat(const SDecompressVariant& variant, int64_t& bitPos, int64_t nWidth,
-                                 int64_t nReference, int nScale, double* pOut, uint64_t nFlag,
-                                 double fMissing) {
+bool CLayoutEngine::DecompressReal(CBitCursor& data, const TAsked<double>& asked, double* pOut) {
   SHeader header;
-  if (!ReadHeader(variant, bitPos, nWidth, header)) {
-    if (bBlankUndecoded && pOut) std::fill_n(pOut, nSubsets, fMissing);
-    return 0;
-  }
-  if (!pOut) {
-    bitPos += int64_t{nSubsets} * header.nIncrementWidth;
-    return header.nStatus;
-  }
-  const int64_t nBase = header.nReferenceValue + nReference;
-  const double fDivisor = PowerOfTen(nScale);
-  const double fFactor = &variant == &L2_FLOAT_X1000 ? 1000.0 : 1.0;
+  if (!Begin(data, asked, pOut, header) || !pOut) return header.bSound;
+  const int64_t nBase = header.nReferenceValue + asked.nReference;
+  const double fDivisor = PowerOfTen(asked.nScale), fFactor = asked.Variant().nFactor;
   const auto convert = [=](int64_t nIncrement) {
     return static_cast<double>(nBase + nIncrement) / fDivisor * fFactor;
   };
-  if (header.nIncrementWidth > 0)
-    return ReadIncrements(bitPos, header, pOut, nFlag, fMissing, fMissing, convert);
-  if (header.bMissing) nMissingFlags |= nFlag;
-  std::fill_n(pOut, nSubsets, header.bMissing ? fMissing : convert(0));
-  return header.nStatus;
+  if (header.nIncrementWidth > 0) return ReadIncrements(data, header, asked, pOut, convert);
+  if (header.bMissing) m_nMissingFlags |= asked.nFlag;
+  std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : convert(0));
+  return header.bSound;
 }
 
-int CBUFRReader::BUFRDecompressInt(int64_t& bitPos, int64_t nWidth, int64_t nReference, int64_t* pOut,
-                                   uint64_t nFlag, int64_t nMissing, int64_t* pConstant, bool* pbConstant) {
-  return DecompressInt(PLAIN_INT, bitPos, nWidth, nReference, pOut, nFlag, nMissing, nMissing, pConstant,
-                       pbConstant);
-}
-
-int CBUFRReader::BUFRDecompressFloat(int64_t& bitPos, int64_t nWidth, int64_t nReference, int nScale,
-                                     double* pOut, uint64_t nFlag, double fMissing) {
-  return DecompressFloat(PLAIN_FLOAT, bitPos, nWidth, nReference, nScale, pOut, nFlag, fMissing);
-}
-
-int CBUFRReader::Decode(const SElement& element, int nWidth, int64_t& bitPos, int64_t* pInts,
-                        double* pReals) {
-  const uint64_t nFlag = pInts || pReals ? element.nFlag : 0;
-  const bool bReal = element.eCall == ECall::FLOAT || element.eCall == ECall::FLOAT_X1000;
-  if (bReal)
-    return DecompressFloat(element.eCall == ECall::FLOAT ? PLAIN_FLOAT : L2_FLOAT_X1000, bitPos, nWidth,
-                           element.nReference, element.nScale, pReals, nFlag, CProd::DEFAULT_VALUE_REAL);
-  const SDecompressVariant& variant = element.eCall == ECall::INT   ? PLAIN_INT
-                                      : element.eCall == ECall::FOV ? L2_FOV
-                                                                    : L2_INT_X1000;
-  return DecompressInt(variant, bitPos, nWidth, element.nReference, pInts, nFlag, element.nMissing,
-                       element.nUndecoded, nullptr, nullptr);
-}
-
-int CBUFRReader::DecodeInto(const SElement& element, int nWidth, CProd& prod, int64_t& bitPos, int nIndex) {
-  const auto& arKept = prod.Kept();
-  const size_t nSize = nSubsets;
-  const bool bGather = element.target.bKept && arKept.size() < nSize;
-  const auto into = [&]<class T>(TColumn<T>& column, std::vector<T>& arScratch, const T*& pLast) {
-    T* const pColumn = column.Write();
-    T* const pOut =
-        bGather ? (arScratch.resize(std::max(arScratch.size(), nSize)), arScratch.data()) : pColumn;
-    for (size_t i = 0; bGather && !bBlankUndecoded && i < arKept.size(); ++i) pOut[arKept[i]] = pColumn[i];
-    int nStatus;
-    if constexpr (std::is_integral_v<T>)
-      nStatus = Decode(element, nWidth, bitPos, pOut, nullptr);
-    else
-      nStatus = Decode(element, nWidth, bitPos, nullptr, pOut);
-    for (size_t i = 0; bGather && i < arKept.size(); ++i) pColumn[i] = pOut[arKept[i]];
-    pLast = pOut;
-    return nStatus;
-  };
-  if (element.target.pInts) return into(*element.target.pInts(prod, nIndex), m_arScratchInts, m_pLastInts);
-  return into(*element.target.pReals(prod, nIndex), m_arScratchReals, m_pLastReals);
-}
-
-int CBUFRReader::DecodeLayout(TLayout layout, CProd& prod, int64_t& bitPos, int nIndex) {
-  int nStatus = 1;
-  for (const SElement& element : layout) {
-    const int nWidth = element.widths.arn[nDataVersion];
-    const bool bTarget = element.target.pInts || element.target.pReals;
-    if (nWidth > 0 && bTarget) {
-      nStatus &= DecodeInto(element, nWidth, prod, bitPos, nIndex);
-      continue;
-    }
-    if (nWidth != 0) nStatus &= Decode(element, std::abs(nWidth), bitPos, nullptr, nullptr);
-    BlankLayout({&element, 1}, prod, nIndex, nIndex + 1);
-  }
-  return nStatus;
-}
-
-int CBUFRReader::DecodeRepeated(TLayout layout, int nCount, CProd& prod, int64_t& bitPos) {
-  int nStatus = 1;
-  for (int i = 0; i < nCount; ++i) nStatus &= DecodeLayout(layout, prod, bitPos, i);
-  return nStatus;
-}
-
-void CBUFRReader::BlankLayout(TLayout layout, CProd& prod, int nFrom, int nTo) const {
-  if (!bBlankUndecoded) return;
-  for (const SElement& element : layout) {
-    for (int i = nFrom; i < nTo; ++i) {
-      if (element.target.pInts) element.target.pInts(prod, i)->SetMissing(element.nUndecoded);
-      if (element.target.pReals) element.target.pReals(prod, i)->SetMissing(CProd::DEFAULT_VALUE_REAL);
-    }
-  }
+bool CLayoutEngine::SkipSlowly(CBitCursor& data, int nWidth, ECall eCall) {
+  SHeader header;
+  Begin<int64_t>(data, {eCall, nWidth, 0, 0, 0, 0, 0}, nullptr, header);
+  return header.bSound;
 }

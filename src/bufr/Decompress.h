@@ -1,35 +1,67 @@
 #pragma once
 
-/// How a decompression variant reports and survives what it meets. Formats take two long arguments.
+#include <array>
+#include <cstdint>
+
+#include "bufr/Element.h"
+
+/// Largest width for which a missing value can be recognised.
+inline constexpr int MISSING_WIDTH_MAX = 33;
+
+/// All bits set, by width: the missing value.
+inline constexpr std::array<int64_t, MISSING_WIDTH_MAX + 1> ALL_ONES = [] {
+  std::array<int64_t, MISSING_WIDTH_MAX + 1> arn{};
+  for (int i = 0; i <= MISSING_WIDTH_MAX; ++i) arn[i] = (int64_t{1} << i) - 1;
+  return arn;
+}();
+
+/// What a variant of decompression makes of the sum of reference value, reference and increment, and how it
+/// reports and survives what it meets. Formats take two long arguments.
 struct SDecompressVariant {
-  const char* szSuspicious;      // increment wider than the element: increment width, element width
-  int nSuspiciousStatus;         // 0: the result becomes 0; decoding goes on in both cases
+  int nOffset;  // the value is (sum + offset) * factor, of reals sum / 10^scale * factor
+  int nFactor;
+  bool bConstant32;              // the sum of a constant is cut to 32 bits first
+  bool bSuspiciousFails;         // whether an increment wider than its element is a failure; it is decoded
+  const char* szSuspicious;      // what is said of it: increment width, element width
   const char* szIncrementWidth;  // increment too wide for the missing-value test: its width, the limit
   const char* szElementWidth;    // constant too wide for it: its width, the limit
   const char* szUnreadable;      // header of the element beyond the data
 };
 
-inline constexpr SDecompressVariant PLAIN_INT = {
-    "\nERROR: Suspicious compression ok  %ld > %ld\n", 0,
-    "\nERROR: Data width too high for missing value control %ld > %ld\n",
-    "\nERROR: Data width too high for missing value control", ""};
+/// The variants by ECall. Whatever the variant, the constant output of integers is the 32-bit sum alone.
+inline constexpr SDecompressVariant VARIANTS[] = {
+    {0, 1, true, true,  // INT
+     "\nERROR: Suspicious compression ok  %ld > %ld\n",
+     "\nERROR: Data width too high for missing value control %ld > %ld\n",
+     "\nERROR: Data width too high for missing value control", ""},
+    {0, 1, false, true,  // FLOAT
+     "\nERROR: Suspicious compression", "\nERROR: Data width too high for missing value control",
+     "\nERROR: Data width too high for missing value control", ""},
+    {-1, 1, true, false,  // FOV
+     "\nERROR: Suspicious compression %ld > %ld\n",
+     "ERROR: Data width too high for missing value control (%ld) >  (%ld)",
+     "ERROR: Data width too high for missing value control ((%ld)(%ld)",
+     "\nERROR: unable to interpret input file"},
+    {0, 1000, false, false,  // INT_X1000
+     "\nERROR: Suspicious compression %ld > %ld\n",
+     "ERROR: Data width too high for missing value control (%ld)",
+     "ERROR: Data width too high for missing value control (%ld)", "\nERROR: unable to interpret input file"},
+    {0, 1000, false, true,  // FLOAT_X1000
+     "\nERROR: Suspicious compression ok  %ld > %ld\n",
+     "\nERROR: Data width too high for missing value control",
+     "\nERROR: Data width too high for missing value control", ""},
+};
 
-inline constexpr SDecompressVariant PLAIN_FLOAT = {
-    "\nERROR: Suspicious compression", 0, "\nERROR: Data width too high for missing value control",
-    "\nERROR: Data width too high for missing value control", ""};
+/// One element as it is asked for. T is the type of its values, int64_t or double.
+template <class T>
+struct TAsked {
+  ECall eCall;
+  int64_t nWidth;
+  int64_t nReference;
+  int nScale;  // of reals
+  uint64_t nFlag;
+  T missing;
+  T undecoded;  // put in place of what could not be decoded, where that is asked for
 
-inline constexpr SDecompressVariant L2_FOV = {
-    "\nERROR: Suspicious compression %ld > %ld\n", 1,
-    "ERROR: Data width too high for missing value control (%ld) >  (%ld)",
-    "ERROR: Data width too high for missing value control ((%ld)(%ld)",
-    "\nERROR: unable to interpret input file"};
-
-inline constexpr SDecompressVariant L2_INT_X1000 = {
-    "\nERROR: Suspicious compression %ld > %ld\n", 1,
-    "ERROR: Data width too high for missing value control (%ld)",
-    "ERROR: Data width too high for missing value control (%ld)", "\nERROR: unable to interpret input file"};
-
-inline constexpr SDecompressVariant L2_FLOAT_X1000 = {
-    "\nERROR: Suspicious compression ok  %ld > %ld\n", 0,
-    "\nERROR: Data width too high for missing value control",
-    "\nERROR: Data width too high for missing value control", ""};
+  const SDecompressVariant& Variant() const { return VARIANTS[static_cast<int>(eCall)]; }
+};

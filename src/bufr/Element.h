@@ -13,6 +13,8 @@ struct STarget {
   TColumn<int64_t>* (*pInts)(CProd&, int) = nullptr;
   TColumn<double>* (*pReals)(CProd&, int) = nullptr;
   bool bKept = false;  // the column has elements for kept pixels only
+
+  bool IsNone() const { return !pInts && !pReals; }
 };
 
 namespace target_detail {
@@ -37,7 +39,7 @@ constexpr STarget Into() {
 /// The element is read over.
 inline constexpr STarget NOT_KEPT = {};
 
-/// How the packed integer of an element becomes a value (see CBUFRReader and CBUFRReaderL2).
+/// How the packed integer of an element becomes a value (see VARIANTS in Decompress.h).
 enum class ECall : uint8_t { INT, FLOAT, FOV, INT_X1000, FLOAT_X1000 };
 
 /// Widths of an element in bits, by layout version 0 to 8. 0: the version does not carry the element;
