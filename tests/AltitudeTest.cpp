@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
 #include "bufr/StreamReader.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -78,11 +79,11 @@ TEST(AltitudeMap, FileCutAnywhere) {
 TEST(AltitudeMap, FilesThatAreNone) {
   CTempDir dir;
   CConfigParam config;
-  testing::internal::CaptureStdout();
+  const CReportCapture said;
   EXPECT_FALSE(Load(config, dir.Path("none")));
   config.szAltitudePath.reset();
   EXPECT_FALSE(config.InitAltitudeMap());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(said.Text(),
             "ERROR: Unable to open file " + dir.Path("none") + "\nERROR: no altitude file defined\n");
   EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), -1);
   for (const std::string& szPath : {dir.Path(), dir.Write("random", std::string(100'000, '\x7F'))}) {

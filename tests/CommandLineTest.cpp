@@ -5,6 +5,7 @@
 
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -15,9 +16,9 @@ using TArguments = std::vector<std::string>;
 
 /// One option given to config: the result code followed by what is printed.
 std::string Interpret(CConfigParam& config, const char* szName, const char* szValue) {
-  testing::internal::CaptureStdout();
+  const CReportCapture said;
   const int nResult = config.InterpretParam(szName, szValue);
-  return std::to_string(nResult) + " " + testing::internal::GetCapturedStdout();
+  return std::to_string(nResult) + " " + said.Text();
 }
 
 TArguments Words(const std::string& szText) {

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "kernel/BitRun.h"
+#include "kernel/Reporter.h"
 
 void LoadData(CBUFRReader& reader, const std::vector<uint8_t>& arBytes, int nSubsets, int nVersion) {
   reader.pData = std::make_unique<uint8_t[]>(arBytes.size() + UNPACK_PADDING);
@@ -220,9 +221,9 @@ void CLayoutTest::Keep(int nPixels) {
 
 bool CLayoutTest::Decode(const std::vector<uint8_t>& arBytes, int nPixels, int nVersion) {
   LoadData(Reader(), arBytes, nPixels, nVersion);
-  testing::internal::CaptureStdout();
+  const CReportCapture said;
   const bool bWhole = DecodeAll(nPixels);
-  m_szText = testing::internal::GetCapturedStdout();
+  m_szText = said.Text();
   return bWhole;
 }
 

@@ -7,6 +7,7 @@
 #include "DecoderSupport.h"
 #include "bufr/BUFRReaderL2.h"
 #include "kernel/Cpu.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ void Decode(CBUFRReaderL2& reader, const SAsked& a, SAnswer& answer) {
   const auto fMissing = static_cast<double>(a.nMissing);
   int64_t& pos = answer.bitPos;
   reader.nMissingFlags = answer.nFlags;
-  testing::internal::CaptureStdout();
+  const CReportCapture said;
   const auto ints = [&](auto pDecode) {
     return (reader.*pDecode)(pos, a.nWidth, a.nReference, pInts, a.nFlag, a.nMissing, pConstant, pb);
   };
@@ -33,7 +34,7 @@ void Decode(CBUFRReaderL2& reader, const SAsked& a, SAnswer& answer) {
                    : a.eVariant == FIELD_OF_VIEW  ? ints(&CReader::BUFRDecompressFieldOfView)
                    : a.eVariant == INT_TIMES_1000 ? ints(&CReader::BUFRDecompressIntTimes1000)
                                                   : reals(&CReader::BUFRDecompressFloatTimes1000);
-  answer.szText = testing::internal::GetCapturedStdout();
+  answer.szText = said.Text();
   answer.nFlags = reader.nMissingFlags;
 }
 

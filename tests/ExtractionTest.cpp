@@ -9,6 +9,7 @@
 #include "TestArchive.h"
 #include "app/VexApp.h"
 #include "kernel/Cpu.h"
+#include "kernel/Reporter.h"
 #include "sample/SpectrumModel.h"
 
 namespace {
@@ -247,10 +248,10 @@ TEST(Extraction, WideKernelsChangeNoByte) {
     std::vector<char*> arArguments;
     for (std::string& szOption : arAll) arArguments.push_back(szOption.data());
     SetWideKernels(bWide);
-    testing::internal::CaptureStdout();
+    const CReportCapture said;
     CVexApp().Main(static_cast<int>(arArguments.size()), arArguments.data());
     SetWideKernels(true);
-    return testing::internal::GetCapturedStdout().size() > 0 ? tree.Output() : "";
+    return said.Text().size() > 0 ? tree.Output() : "";
   };
   for (const TOptions& arMore : std::vector<TOptions>{{"-bi", "1", "-avhrr", "1", "-t2", "twt,ems"},
                                                       {"-tb", "1"},

@@ -6,6 +6,7 @@
 
 #include "DecoderSupport.h"
 #include "TestSupport.h"
+#include "kernel/Reporter.h"
 #include "reader/L1Reader.h"
 #include "reader/L2ReaderClp.h"
 #include "reader/L2ReaderEms.h"
@@ -17,11 +18,10 @@ namespace {
 
 /// Gives options ("-mila 50 -tp day") to a configuration.
 void Configure(CConfigParam& config, const std::string& szOptions) {
-  testing::internal::CaptureStdout();
+  const CReportCapture said;
   std::istringstream words(szOptions);
   for (std::string szName, szValue; words >> szName >> szValue;)
     EXPECT_EQ(config.InterpretParam(szName.c_str() + 1, szValue.c_str()), CConfigParam::ACCEPTED) << szName;
-  testing::internal::GetCapturedStdout();
 }
 
 /// Pixels that the filters are tried on: 12:30:45.999, 50 N 10 E, orbit 100, line 20, field of view 7.
@@ -181,9 +181,9 @@ void WalkKind(const char* szKind, const CBUFRDescriptor& last, const char* szTai
   TReader reader;
   uint64_t nFlags = 0;
   const auto read = [&] {
-    testing::internal::CaptureStdout();
+    const CReportCapture said;
     const int nResult = reader.Read(&config, &files, &prod, &nFlags);
-    return std::to_string(nResult) + testing::internal::GetCapturedStdout();
+    return std::to_string(nResult) + said.Text();
   };
   const std::string szWrong = std::string("\nError: data are not ") + szKind;
   EXPECT_EQ(read(), "1ERROR: Unable to open file " + dir.Path("nowhere") + "!\n" + szFile + "\n" +

@@ -9,6 +9,7 @@
 #include "DecoderSupport.h"
 #include "bufr/BUFRReaderL1C.h"
 #include "kernel/Cpu.h"
+#include "kernel/Reporter.h"
 
 namespace {
 
@@ -269,15 +270,14 @@ TEST_F(L1CDecoderTest, SpectraAgreeWithTheBitByBitDecoder) {
     if (nTrial % 7 == 6) arBytes.resize(Below(static_cast<int>(arBytes.size())));
     SetWideKernels(Below(2));
     LoadData(m_reader, arBytes, nPixels, 2);
-    testing::internal::CaptureStdout();
+    const CReportCapture first;
     m_reader.GoToNextMessage();
     if (bFirstLevel) m_reader.InterpretFirstLevel(&m_prod);
-    testing::internal::GetCapturedStdout();
     m_reader.nSpectrumBitPos = nSpectrum;
     m_reader.nLastMissingChannel = m_reader.nMissingFlags = 0;
-    testing::internal::CaptureStdout();
+    const CReportCapture said;
     const int nStatus = m_reader.UpdateL1Spectrum(&m_prod, m_arSelection.data());
-    const std::string szText = testing::internal::GetCapturedStdout();
+    const std::string szText = said.Text();
 
     const SPlainSpectrum expected(arBytes, nSpectrum, nPixels, m_prod.KeepPixel, m_arSelection, nChannels);
     ASSERT_EQ(nStatus, expected.nStatus) << "trial " << nTrial;

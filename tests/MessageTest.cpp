@@ -10,6 +10,7 @@
 
 #include "TestSupport.h"
 #include "bufr/BUFRReader.h"
+#include "kernel/Reporter.h"
 #include "sample/BUFREncoder.h"
 
 namespace {
@@ -135,10 +136,10 @@ class MessageTest : public testing::Test {
   void Open(const std::string& szBytes) { ASSERT_TRUE(m_reader.Open(m_dir.Write("file", szBytes).c_str())); }
   /// Reads on in it; what is printed is kept.
   bool Next() {
-    testing::internal::CaptureStdout();
+    const CReportCapture said;
     const bool bThere = m_reader.GoToNextMessage();
     if (bThere) m_message = Taken(m_reader.ReadMessageSections(), m_reader);
-    m_szText = testing::internal::GetCapturedStdout();
+    m_szText = said.Text();
     return bThere;
   }
 

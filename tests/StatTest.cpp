@@ -158,7 +158,8 @@ TEST(RowBatch, HoldsTheQuotientsOfItsRows) {
     arRaw[nRound % ROWS][70] = RAW_MISSING;
     if (nPower < 7) arRaw[nRound % ROWS][5] = static_cast<int32_t>(MISSING * arDivisors[5]);
     CSpectrum spectrum;
-    spectrum.Select(std::string(WIDTH, 1).c_str(), WIDTH);
+    const CChannelSelection selection({{1, WIDTH}});
+    spectrum.Select(selection);
     spectrum.Begin(ROWS);
     for (int j = 0; j < WIDTH; ++j) {
       for (int i = 0; i < ROWS; ++i) spectrum.Tile(0)[i] = arRaw[i][j];

@@ -1,8 +1,9 @@
 #include "bufr/BUFRReader.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+
+#include "kernel/Reporter.h"
 
 bool CBUFRReader::Open(const char* szPath) {
   nDataVersion = 0;
@@ -47,7 +48,7 @@ int CBUFRReader::ReadMessageSections() {
   std::memset(szEnd, 0, sizeof szEnd);
   stream.Read(4, szEnd);
   if (std::strcmp(szEnd, "7777") != 0) return 0;
-  std::fputc('.', stdout);
+  CReporter::Text(".");
   return 1;
 }
 
@@ -123,7 +124,7 @@ void CBUFRReader::FindDataVersion(int64_t nDateTime) {
   }
   const CBUFRDescriptor only = descriptors[0];
   nDataVersion = only == CBUFRDescriptor(3, 40, 7) ? 2 : only == CBUFRDescriptor(3, 40, 1) ? 1 : 0;
-  if (nDataVersion > 0 && nDataVersion != nPrevious) std::printf("day%d", nDataVersion);
+  if (nDataVersion > 0 && nDataVersion != nPrevious) CReporter::Print("day%d", nDataVersion);
 }
 
 void CBUFRReader::ReadSection4() {

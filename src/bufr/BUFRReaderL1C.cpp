@@ -177,7 +177,12 @@ int CBUFRReaderL1C::UpdateL1Avhrr(CProdL1C* pProd) {
   return bAll;
 }
 
-int CBUFRReaderL1C::UpdateL1Spectrum(CProdL1C* pProd, const char* pSelection) {
+int CBUFRReaderL1C::UpdateL1Spectrum(CProdL1C* pProd, const char* pMask) {
+  if (pMask) m_masked = CChannelSelection(pMask, pProd->ChannelCount);
+  return UpdateL1Spectrum(pProd, pMask ? &m_masked : nullptr);
+}
+
+int CBUFRReaderL1C::UpdateL1Spectrum(CProdL1C* pProd, const CChannelSelection* pSelection) {
   if (nSpectrumBitPos < 1) return 1;
   CBitCursor data = Data(nSpectrumBitPos);
   return m_spectrum.Decode(data, *pProd, pSelection);

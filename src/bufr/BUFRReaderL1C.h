@@ -12,7 +12,7 @@ class CBUFRReaderL1C : public CBUFRReader {
   static constexpr int64_t DEFAULT_VALUE_SF =
       CSpectrumDecoder::MISSING_EXPONENT;  // missing scale-factor exponent
   static constexpr int64_t DEFAULT_VALUE_IRD = CSpectrumDecoder::MISSING_RADIANCE;  // missing raw radiance
-  static constexpr int CHANNELS = CSpectrumDecoder::SAMPLES;  // channel numbers run from 1 to at most 8700
+  static constexpr int CHANNELS = CSpectrumDecoder::SAMPLES;                        // at most
 
   int GoToNextMessage();
 
@@ -20,9 +20,11 @@ class CBUFRReaderL1C : public CBUFRReader {
   /// not be decoded or the layout is another one. The record is sized for nSubsets pixels.
   int InterpretFirstLevel(CProdL1C* pProd);
 
-  /// Decodes the spectra of the kept pixels (CProd::InitKept) for the selected channels: pSelection has
-  /// one byte per channel, channel number - 1 as index. Returns 0 when something could not be decoded.
-  int UpdateL1Spectrum(CProdL1C* pProd, const char* pSelection);
+  /// Decodes the spectra of the kept pixels (CProd::InitKept) for the selected channels. Returns 0 when
+  /// something could not be decoded.
+  int UpdateL1Spectrum(CProdL1C* pProd, const CChannelSelection* pSelection);
+  /// The same for a mask with one byte for each of the record's channels, channel number - 1 as index.
+  int UpdateL1Spectrum(CProdL1C* pProd, const char* pMask);
 
   /// Decodes the AVHRR clusters of the kept pixels; 0 when something could not be decoded or no message with
   /// such a block was met.
@@ -35,5 +37,6 @@ class CBUFRReaderL1C : public CBUFRReader {
  private:
   bool SkipAvhrr(CBitCursor& data);
 
+  CChannelSelection m_masked;  // of the last mask
   CSpectrumDecoder m_spectrum{m_engine, nLastMissingChannel};
 };

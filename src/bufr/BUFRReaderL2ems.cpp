@@ -1,8 +1,7 @@
 #include "bufr/BUFRReaderL2ems.h"
 
-#include <cstdio>
-
 #include "bufr/L2Header.h"
+#include "kernel/Reporter.h"
 
 namespace {
 using enum ECall;
@@ -25,7 +24,7 @@ int CBUFRReaderL2ems::UpdateL2(CProdL2ems* pProd) {
   int64_t nPoints;
   const bool bCount = DecodeCount(data, MISSING_EMS, nPoints);
   if (nPoints == P::POINTS) return m_engine.DecodeRepeated(POINT, P::POINTS, *pProd, data) && bCount;
-  std::puts("Nombre de donnees emissivite non conforme");
+  CReporter::Line("Nombre de donnees emissivite non conforme");
   m_engine.Blank(POINT, *pProd, 0, P::POINTS);
   return bCount;
 }

@@ -1,8 +1,7 @@
 #include "bufr/BUFRReaderL2ozo.h"
 
-#include <cstdio>
-
 #include "bufr/L2Header.h"
+#include "kernel/Reporter.h"
 
 namespace {
 using enum ECall;
@@ -48,7 +47,7 @@ int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   pProd->HasManyLayers = false;
   m_engine.Blank(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
   if (!bConform) {
-    std::puts("Nombre de donnees ozone non conforme");
+    CReporter::Line("Nombre de donnees ozone non conforme");
     return bAll;
   }
   bAll &= DecodeLayers(*pProd, nExpected, data);

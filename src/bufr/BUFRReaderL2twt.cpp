@@ -1,8 +1,7 @@
 #include "bufr/BUFRReaderL2twt.h"
 
-#include <cstdio>
-
 #include "bufr/L2Header.h"
+#include "kernel/Reporter.h"
 
 namespace {
 using enum ECall;
@@ -69,7 +68,7 @@ bool CBUFRReaderL2twt::DecodeProfile(TLayout count, TLayout level, const char* s
   const bool bConform = nLevels == nExpected;
   m_engine.Blank(level, prod, bConform ? nExpected : 0, P::LEVELS);
   if (bConform) return m_engine.DecodeRepeated(level, nExpected, prod, data) && bAll;
-  std::puts(szWrongCount);
+  CReporter::Line(szWrongCount);
   return bAll;
 }
 

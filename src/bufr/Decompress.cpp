@@ -3,11 +3,11 @@
 #include "bufr/Decompress.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "bufr/LayoutEngine.h"
 #include "kernel/BitRun.h"
 #include "kernel/PowerOfTen.h"
+#include "kernel/Reporter.h"
 
 /// What stands before the increments of an element.
 struct CLayoutEngine::SHeader {
@@ -60,18 +60,18 @@ bool CLayoutEngine::ReadHeader(CBitCursor& data, const SDecompressVariant& varia
   uint64_t nReferenceValue, nIncrementWidth;
   data.Read(static_cast<int>(nWidth), nReferenceValue);
   if (!data.Read(INCREMENT_WIDTH, nIncrementWidth)) {
-    std::fputs(variant.szUnreadable, stdout);
+    CReporter::Text(variant.szUnreadable);
     return false;
   }
   const long nIncrements = static_cast<long>(nIncrementWidth), nLimit = MISSING_WIDTH_MAX;
   const bool bSuspicious = nIncrements > nWidth;
-  if (bSuspicious) std::printf(variant.szSuspicious, nIncrements, static_cast<long>(nWidth));
+  if (bSuspicious) CReporter::Print(variant.szSuspicious, nIncrements, static_cast<long>(nWidth));
   if (nIncrements > nLimit) {
-    std::printf(variant.szIncrementWidth, nIncrements, nLimit);
+    CReporter::Print(variant.szIncrementWidth, nIncrements, nLimit);
     return false;
   }
   if (nIncrements == 0 && nWidth > nLimit) {
-    std::printf(variant.szElementWidth, static_cast<long>(nWidth), nLimit);
+    CReporter::Print(variant.szElementWidth, static_cast<long>(nWidth), nLimit);
     return false;
   }
   header.nReferenceValue = static_cast<int64_t>(nReferenceValue);

@@ -184,7 +184,7 @@ bool CSpectrumDecoder::DecodeSampleFast(SPass& pass) {
   SSample sample;
   if (!ReadSample(data, sample) || sample.nChannel < 1 || sample.nChannel > pass.prod.ChannelCount)
     return false;
-  if (pass.pSelection[sample.nChannel - 1] && !(pass.bUniformBands && DecodeSelected(pass, sample)))
+  if (pass.pSelection->Has(sample.nChannel) && !(pass.bUniformBands && DecodeSelected(pass, sample)))
     return false;
   data.MoveTo(sample.nEnd);
   return true;
@@ -271,7 +271,7 @@ void CSpectrumDecoder::DecodeSample(SPass& pass) {
     pass.bAll = false;  // the radiance is not consumed: what follows is read from there
     return;
   }
-  if (!pass.pSelection[nChannel - 1]) {
+  if (!pass.pSelection->Has(static_cast<int>(nChannel))) {
     pass.bAll &= m_engine.Skip(data, RADIANCE_WIDTH);
     return;
   }
@@ -280,8 +280,8 @@ void CSpectrumDecoder::DecodeSample(SPass& pass) {
   if (m_engine.MissingFlags() != nFlags) m_nLastMissingChannel = nChannel;
 }
 
-bool CSpectrumDecoder::Decode(CBitCursor& data, CProdL1C& prod, const char* pSelection) {
-  if (pSelection) prod.Spectrum.Select(pSelection, prod.ChannelCount);
+bool CSpectrumDecoder::Decode(CBitCursor& data, CProdL1C& prod, const CChannelSelection* pSelection) {
+  if (pSelection) prod.Spectrum.Select(*pSelection);
   prod.Spectrum.Begin(static_cast<int>(prod.Kept().size()));
   SPass pass = {data, prod, pSelection, DecodeBands(data, prod)};
   pass.bUniformBands = !prod.Kept().empty() && BandsAgree(prod);

@@ -15,6 +15,7 @@ class CSpectrumDecoder {
   static constexpr int SAMPLE_GROUPS = 87;
   static constexpr int GROUP_SAMPLES = 100;
   static constexpr int SAMPLES = SAMPLE_GROUPS * GROUP_SAMPLES;
+  static_assert(SAMPLES == CChannelSelection::LIMIT);
 
   /// nLastMissingChannel gets the last selected channel whose decoding changed the flags of missing values.
   CSpectrumDecoder(CLayoutEngine& engine, int64_t& nLastMissingChannel)
@@ -27,16 +28,16 @@ class CSpectrumDecoder {
   /// channels need not walk through all again. False when something lies beyond the data.
   bool Skip(CBitCursor& data);
 
-  /// Decodes the bands and spectra of the kept pixels for the selected channels (one byte each, channel
-  /// number - 1 as index; null: none is known, which fails). False when something could not be decoded.
-  bool Decode(CBitCursor& data, CProdL1C& prod, const char* pSelection);
+  /// Decodes the bands and spectra of the kept pixels for the selected channels (null: none is known, which
+  /// fails). False when something could not be decoded.
+  bool Decode(CBitCursor& data, CProdL1C& prod, const CChannelSelection* pSelection);
 
  private:
   /// What the decoding of one message's spectra carries from sample to sample.
   struct SPass {
     CBitCursor& data;
     CProdL1C& prod;
-    const char* pSelection;
+    const CChannelSelection* pSelection;
     bool bAll;                   // all could be decoded so far
     bool bUniformBands = false;  // the scale bands of all kept pixels agree
     int nLastBand = 0;

@@ -137,7 +137,8 @@ void CExtractor::ReadMessages(CConfigParam* pConfig) {
     while (stream.bActive && stream.bNeedsNext) {
       stream.bHasData =
           stream.pReader->Read({pConfig, &stream.arFiles, stream.pProd.get(), CChannelSelection::LIMIT,
-                                m_channels.Mask(), &m_nMissingFlags, &m_bDayOneSeen}) == 1;
+                                m_channels.Given() ? &m_channels : nullptr, &m_nMissingFlags,
+                                &m_bDayOneSeen}) == 1;
       stream.nPixel = stream.nCounted = 0;
       stream.bNeedsNext = false;
       if (stream.bHasData) GetNextSelected(stream, pConfig);

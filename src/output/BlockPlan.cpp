@@ -41,6 +41,7 @@ void CBlockPlan::AddStep(const SField& field, int nIndex, const CProd& prod, EUs
     step.nPlace =
         static_cast<const char*>(field.source.pPlace(prod, nIndex)) - reinterpret_cast<const char*>(&prod);
   }
+  m_bKept |= step.bKept && step.eForm != EForm::FIXED;
   m_nBinarySize += BinarySizeOf(field.eBin);
   const bool bReals = step.eForm == EForm::REALS, bRealsBefore = m_arRuns.size() % 2 == 0;
   if (bReals != bRealsBefore) m_arRuns.push_back(0);
@@ -48,18 +49,16 @@ void CBlockPlan::AddStep(const SField& field, int nIndex, const CProd& prod, EUs
   m_arSteps.push_back(step);
 }
 
-char* CBlockPlan::PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
-                           char* pOut) {
+char* CBlockPlan::PutReals(const SStep* pFirst, int nCount, const SPixel& pixel, bool bReverse, char* pOut) {
   char* pEnd = pOut;
-  for (int i = 0; i < nCount; ++i)
-    pEnd = Append(static_cast<float>(Real(pFirst[i], prod, nPixel)), false, pEnd);
+  for (int i = 0; i < nCount; ++i) pEnd = Append(static_cast<float>(Real(pFirst[i], pixel)), false, pEnd);
   if (bReverse) ReverseBytes4(pOut, nCount);
   return pEnd;
 }
 
-char* CBlockPlan::PutInt(const SStep& step, const CProd& prod, int nPixel, bool bReverse, char* pOut) {
+char* CBlockPlan::PutInt(const SStep& step, const SPixel& pixel, bool bReverse, char* pOut) {
   if (step.eForm == EForm::NONE) return pOut;
-  const int64_t nValue = Int(step, prod, nPixel);
+  const int64_t nValue = Int(step, pixel);
   switch (step.pField->eBin) {
     case EBin::NONE:
       return pOut;
@@ -78,39 +77,40 @@ char* CBlockPlan::PutInt(const SStep& step, const CProd& prod, int nPixel, bool 
 void CBlockPlan::WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixel) const {
   char* pOut = writer.Reserve(m_nBinarySize);
   if (!pOut) return;
+  const SPixel pixel = Pixel(prod, nPixel);
   const SStep* pStep = m_arSteps.data();
   bool bReals = false;
   for (const int nCount : m_arRuns) {
-    if (bReals) pOut = PutReals(pStep, nCount, prod, nPixel, writer.Reverses(), pOut);
-    for (int i = 0; !bReals && i < nCount; ++i)
-      pOut = PutInt(pStep[i], prod, nPixel, writer.Reverses(), pOut);
+    if (bReals) pOut = PutReals(pStep, nCount, pixel, writer.Reverses(), pOut);
+    for (int i = 0; !bReals && i < nCount; ++i) pOut = PutInt(pStep[i], pixel, writer.Reverses(), pOut);
     pStep += nCount;
     bReals = !bReals;
   }
   writer.Commit(m_nBinarySize);
 }
 
-char* CBlockPlan::PutText(const SStep& step, const CProd& prod, int nPixel, int nGiven, char* pOut) {
+char* CBlockPlan::PutText(const SStep& step, const SPixel& pixel, int nGiven, char* pOut) {
   switch (step.eForm) {
     case EForm::REALS:
-      return pOut + FormatReal4(static_cast<float>(Real(step, prod, nPixel)), pOut);
+      return pOut + FormatReal4(static_cast<float>(Real(step, pixel)), pOut);
     case EForm::FIXED:
       return AppendText(step.pField->dayOne.szText, pOut);
     case EForm::NONE:
       return pOut + FormatInt(nGiven, pOut);
     default:
-      return pOut + FormatInt(Low32(Int(step, prod, nPixel)), pOut);
+      return pOut + FormatInt(Low32(Int(step, pixel)), pOut);
   }
 }
 
 void CBlockPlan::WriteText(CStreamWriter& writer, const CProd& prod, int nPixel, int nGiven) const {
   char* const pText = writer.Reserve(static_cast<int>(m_arSteps.size()) * (TEXT_REAL_MAX + 1));
   if (!pText) return;
+  const SPixel pixel = Pixel(prod, nPixel);
   char* pEnd = pText;
   bool bTab = !m_bFirst;
   for (const SStep& step : m_arSteps) {
     if (std::exchange(bTab, true)) *pEnd++ = '\t';
-    pEnd = PutText(step, prod, nPixel, nGiven, pEnd);
+    pEnd = PutText(step, pixel, nGiven, pEnd);
   }
   writer.Commit(static_cast<int>(pEnd - pText));
 }

@@ -35,30 +35,38 @@ class CBlockPlan {
     int nFixed;
   };
 
+  /// A pixel of a record, and its places in the columns of all pixels and in those of the kept ones.
+  struct SPixel {
+    const CProd& prod;
+    int arnElements[2];
+  };
+  SPixel Pixel(const CProd& prod, int nPixel) const {
+    return {prod, {nPixel, m_bKept ? prod.KeptRow(nPixel).nRow : 0}};
+  }
+
   template <class T>
   static const T& At(const SStep& step, const CProd& prod) {
     return *reinterpret_cast<const T*>(reinterpret_cast<const char*>(&prod) + step.nPlace);
   }
   template <class T>
-  static T Value(const SStep& step, const CProd& prod, int nPixel) {
-    const T* pValues = At<TColumn<T>>(step, prod).Values();
-    return pValues[step.bKept ? prod.KeptRow(nPixel).nRow : nPixel];
+  static T Value(const SStep& step, const SPixel& pixel) {
+    return At<TColumn<T>>(step, pixel.prod).Values()[pixel.arnElements[step.bKept]];
   }
-  static double Real(const SStep& step, const CProd& prod, int nPixel) {
-    const double fValue = Value<double>(step, prod, nPixel);
+  static double Real(const SStep& step, const SPixel& pixel) {
+    const double fValue = Value<double>(step, pixel);
     return step.fDivisor == 1 ? fValue : fValue / step.fDivisor;
   }
-  static int64_t Int(const SStep& step, const CProd& prod, int nPixel) {
+  static int64_t Int(const SStep& step, const SPixel& pixel) {
     if (step.eForm == EForm::FIXED) return step.nFixed;
-    return step.eForm == EForm::INT ? At<int64_t>(step, prod) : Value<int64_t>(step, prod, nPixel);
+    return step.eForm == EForm::INT ? At<int64_t>(step, pixel.prod) : Value<int64_t>(step, pixel);
   }
   void AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse);
-  static char* PutReals(const SStep* pFirst, int nCount, const CProd& prod, int nPixel, bool bReverse,
-                        char* pOut);
-  static char* PutInt(const SStep& step, const CProd& prod, int nPixel, bool bReverse, char* pOut);
-  static char* PutText(const SStep& step, const CProd& prod, int nPixel, int nGiven, char* pOut);
+  static char* PutReals(const SStep* pFirst, int nCount, const SPixel& pixel, bool bReverse, char* pOut);
+  static char* PutInt(const SStep& step, const SPixel& pixel, bool bReverse, char* pOut);
+  static char* PutText(const SStep& step, const SPixel& pixel, int nGiven, char* pOut);
 
-  bool m_bFirst;  // see SBlock
+  bool m_bFirst;         // see SBlock
+  bool m_bKept = false;  // some columns are of kept pixels
   std::vector<SStep> m_arSteps;
   /// Counts of neighbouring steps: others than reals, reals, others, reals and so on; the first may be 0.
   std::vector<int> m_arRuns = {0};

@@ -4,7 +4,9 @@
 #include <utility>
 
 CChannelSelection::CChannelSelection(std::vector<SRange> arRanges, int nLimit)
-    : m_arRanges(std::move(arRanges)), m_nLimit(nLimit), m_bGiven(!m_arRanges.empty()), m_arMask(nLimit) {
+    : m_arRanges(std::move(arRanges)), m_nLimit(nLimit), m_bGiven(!m_arRanges.empty()) {
+  if (!m_bGiven) return;
+  m_arMask.resize(nLimit);
   for (const auto [nFirst, nLast] : m_arRanges) {
     if (nFirst <= nLast) m_nHeaderCount += int64_t{nLast} - nFirst + 1;
     const int nBegin = std::max(nFirst, 1), nEnd = std::min(nLast, nLimit);
@@ -19,12 +21,14 @@ CChannelSelection::CChannelSelection(const char* pMask, int nLimit)
 }
 
 void CChannelSelection::FindColumns() {
-  m_arColumnOf.assign(m_nLimit, -1);
+  m_arColumnOf.resize(m_nLimit);
+  m_arChannels.resize(m_nLimit);
+  int nColumns = 0;
   for (int i = 0; i < m_nLimit; ++i) {
-    if (!m_arMask[i]) continue;
-    m_arColumnOf[i] = Columns();
-    m_arChannels.push_back(i + 1);
+    m_arChannels[nColumns] = i + 1;
+    m_arColumnOf[i] = m_arMask[i] ? nColumns++ : -1;
   }
+  m_arChannels.resize(nColumns);
 }
 
 std::vector<CChannelSelection::SStretch> CChannelSelection::Stretches(int nMost, bool bChannels) const {

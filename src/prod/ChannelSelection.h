@@ -28,18 +28,17 @@ class CChannelSelection {
   /// Of a mask with one byte for each of nLimit channels, channel number - 1 as index, non-zero = selected.
   CChannelSelection(const char* pMask, int nLimit);
 
-  bool operator==(const CChannelSelection& other) const { return m_arMask == other.m_arMask; }
-
   // The selected channels that the archive has, ascending, each once: the columns of a spectrum.
   int Columns() const { return static_cast<int>(m_arChannels.size()); }
   /// Channel number of a column.
   int Channel(int nColumn) const { return m_arChannels[nColumn]; }
   const std::vector<int>& Channels() const { return m_arChannels; }
-  /// Column of a channel from 1 to the limit, -1 when it is not selected.
+  // For channels from 1 to the limit, when spectra are asked for at all:
+  /// Column of a channel, -1 when it is not selected.
   int Column(int nChannel) const { return m_arColumnOf[nChannel - 1]; }
   bool Has(int nChannel) const { return m_arMask[nChannel - 1] != 0; }
-  /// One byte a channel, channel number - 1 as index; null when no range was given.
-  const char* Mask() const { return m_bGiven ? m_arMask.data() : nullptr; }
+  /// True when spectra are asked for, be it of channels that no archive has.
+  bool Given() const { return m_bGiven; }
 
   /// Channels that the headers count: all of every range.
   int64_t HeaderCount() const { return m_nHeaderCount; }

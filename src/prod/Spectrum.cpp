@@ -6,19 +6,10 @@
 #include "kernel/MissingReal.h"
 #include "kernel/SpectrumKernels.h"
 
-void CSpectrum::Select(const char* pSelection, int nChannels) {
-  if (m_arSelection.size() == static_cast<size_t>(nChannels) &&
-      std::memcmp(m_arSelection.data(), pSelection, nChannels) == 0)
-    return;
-  m_arSelection.assign(pSelection, pSelection + nChannels);
-  m_arColumnOf.assign(nChannels, -1);
-  m_arChannels.clear();
-  for (int i = 0; i < nChannels; ++i) {
-    if (!pSelection[i]) continue;
-    m_arColumnOf[i] = static_cast<int>(m_arChannels.size());
-    m_arChannels.push_back(i + 1);
-  }
-  m_nColumns = static_cast<int>(m_arChannels.size());
+void CSpectrum::Select(const CChannelSelection& selection) {
+  m_pSelection = &selection;
+  if (m_nColumns == selection.Columns()) return;
+  m_nColumns = selection.Columns();
   m_arDivisors.assign(m_nColumns, 1.0);
   m_arExact.assign(m_nColumns, {});
 }

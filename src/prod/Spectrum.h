@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kernel/SpectrumKernels.h"
+#include "prod/ChannelSelection.h"
 
 /// The spectra of the kept pixels of one message, selected channels only, in the compact form in which
 /// the archive holds them: a raw integer per value and a power of ten per channel. One row per kept
@@ -19,8 +20,8 @@ class CSpectrum {
     double fDivisor;
   };
 
-  /// Chooses the channels: pSelection holds nChannels bytes, channel number - 1 as index, non-zero = wanted.
-  void Select(const char* pSelection, int nChannels);
+  /// Chooses the channels of the columns. The selection must stay as long as the spectra are read.
+  void Select(const CChannelSelection& selection);
 
   /// Forgets the old values and makes room for nRows pixels.
   void Begin(int nRows);
@@ -29,10 +30,9 @@ class CSpectrum {
 
   int Rows() const { return m_nRows; }
   int Columns() const { return m_nColumns; }
-  /// Column of a channel, -1 when it is not selected. Valid for 1..nChannels of Select.
-  int Column(int nChannel) const { return m_arColumnOf[nChannel - 1]; }
-  /// Channel number of a column.
-  int Channel(int nColumn) const { return m_arChannels[nColumn]; }
+  /// See CChannelSelection.
+  int Column(int nChannel) const { return m_pSelection->Column(nChannel); }
+  int Channel(int nColumn) const { return m_pSelection->Channel(nColumn); }
 
   /// Where the raw values of up to 16 neighbouring columns, one channel after the other with a stride of
   /// TileStride(), are put before StoreTile turns them into rows.
@@ -61,9 +61,7 @@ class CSpectrum {
   void CopyRow(int nRow, int nFirst, int nCount, char* pOut) const;
   void MakeExact(int nColumn);
 
-  std::vector<char> m_arSelection;
-  std::vector<int> m_arColumnOf;
-  std::vector<int> m_arChannels;
+  const CChannelSelection* m_pSelection = nullptr;
   int m_nColumns = 0;
   int m_nRows = 0;
   size_t m_nRawCapacity = 0;

@@ -99,6 +99,6 @@ void CL1Reader::Update(const SRead& read) {
   CProdL1C* pProd = L1C(read.pProd);
   if (read.pConfig->bAvhrr && !m_decoder.UpdateL1Avhrr(pProd))
     CReporter::Text("\nProbleme interpretation BUFR dans donnees avhrr");
-  if (read.pChannelMask && !m_decoder.UpdateL1Spectrum(pProd, read.pChannelMask))
+  if (read.pChannels && !m_decoder.UpdateL1Spectrum(pProd, read.pChannels))
     CReporter::Text("\nProbleme interpretation BUFR dans spectres");
 }

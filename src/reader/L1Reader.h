@@ -11,7 +11,9 @@ class CL1Reader : public CReader {
   using CReader::Read;
   int Read(CConfigParam* pConfig, CStrArray* pFiles, CProdL1C* pProd, int nChannels, const char* pChannelMask,
            uint64_t* pMissingFlags, bool* pbDayOneSeen) {
-    return CReader::Read({pConfig, pFiles, pProd, nChannels, pChannelMask, pMissingFlags, pbDayOneSeen});
+    if (pChannelMask) m_masked = CChannelSelection(pChannelMask, nChannels);
+    const CChannelSelection* pChannels = pChannelMask ? &m_masked : nullptr;
+    return CReader::Read({pConfig, pFiles, pProd, nChannels, pChannels, pMissingFlags, pbDayOneSeen});
   }
 
   /// True when a pixel passes the L1C filters. A day 1 archive has no fractions and imager statistics:
@@ -31,5 +33,6 @@ class CL1Reader : public CReader {
   void Update(const SRead& read) override;
 
  private:
+  CChannelSelection m_masked;  // of the last mask
   CBUFRReaderL1C m_decoder;
 };

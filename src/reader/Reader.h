@@ -14,9 +14,9 @@ class CReader {
   struct SRead {
     CConfigParam* pConfig;
     CStrArray* pFiles;
-    CProd* pProd;              // of the reader's kind
-    int nChannels;             // L1C: channel count of the spectra
-    const char* pChannelMask;  // L1C: one byte per channel; null: no spectra
+    CProd* pProd;                        // of the reader's kind
+    int nChannels;                       // L1C: channel count of the spectra
+    const CChannelSelection* pChannels;  // L1C: selected; null: no spectra
     uint64_t* pMissingFlags;
     bool* pbDayOneSeen;  // L1C: set when a message of a day 1 archive is met
   };

@@ -93,8 +93,8 @@ void FuzzProduct(int nProduct, const uint8_t* pBytes, size_t nBytes) {
   bool bDayOneSeen = false;
   constexpr int MESSAGES = 16;
   for (int i = 0; i < MESSAGES; ++i) {
-    if (!pReader->Read({&config, &arFiles, pProd.get(), CChannelSelection::LIMIT, channels.Mask(),
-                        &nMissingFlags, &bDayOneSeen}))
+    if (!pReader->Read({&config, &arFiles, pProd.get(), CChannelSelection::LIMIT,
+                        channels.Given() ? &channels : nullptr, &nMissingFlags, &bDayOneSeen}))
       break;
     WriteKept(*pSink, writer, nProduct, *pProd);
   }
