@@ -115,20 +115,19 @@ bool CLayoutEngine::DecompressInt(CBitCursor& data, const TAsked<int64_t>& asked
   if (!Begin(data, asked, pOut, header)) return header.bSound;
   const SDecompressVariant& variant = asked.Variant();
   const int64_t nBase = header.nReferenceValue + asked.nReference;
-  const int64_t nOffset = variant.nOffset, nFactor = variant.nFactor;
   if (header.nIncrementWidth > 0) {
     if (pbConstant) *pbConstant = false;
     return ReadIncrements(data, header, asked, pOut,
-                          [=](int64_t nIncrement) { return (nBase + nIncrement + nOffset) * nFactor; });
+                          [nBase, nOffset = variant.nOffset, nFactor = variant.nFactor](int64_t n) {
+                            return (nBase + n + nOffset) * nFactor;
+                          });
   }
   if (header.bMissing) m_nMissingFlags |= asked.nFlag;
-  const int64_t nSum32 = static_cast<int32_t>(nBase);
   if (pConstant && pbConstant) {
     *pbConstant = true;
-    *pConstant = header.bMissing ? asked.missing : nSum32;
+    *pConstant = header.bMissing ? asked.missing : static_cast<int32_t>(nBase);
   } else if (pOut) {
-    const int64_t nValue = ((variant.bConstant32 ? nSum32 : nBase) + nOffset) * nFactor;
-    std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : nValue);
+    std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : variant.Constant(nBase));
   }
   return header.bSound;
 }

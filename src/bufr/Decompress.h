@@ -26,6 +26,11 @@ struct SDecompressVariant {
   const char* szIncrementWidth;  // increment too wide for the missing-value test: its width, the limit
   const char* szElementWidth;    // constant too wide for it: its width, the limit
   const char* szUnreadable;      // header of the element beyond the data
+
+  /// What an integer that is the same for all subsets becomes.
+  int64_t Constant(int64_t nSum) const {
+    return ((bConstant32 ? static_cast<int32_t>(nSum) : nSum) + nOffset) * nFactor;
+  }
 };
 
 /// The variants by ECall. Whatever the variant, the constant output of integers is the 32-bit sum alone.
