@@ -1,10 +1,13 @@
 #include "bufr/BUFRReaderL2clp.h"
 
 #include "bufr/L2Header.h"
+#include "prod/ProductKind.h"
 
 namespace {
 using enum ECall;
 using P = CProdL2clp;
+
+constexpr uint64_t MISSING_CLP = MissingFlag(PRODUCT_CLP);
 
 constexpr SElement SURFACE[] = {
     {"0 08 023", "vertical significance", INT, All(6), 0, 0, MISSING_CLP, Into<&P::VerticalSignificance>()},

@@ -2,10 +2,13 @@
 
 #include "bufr/L2Header.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
 
 namespace {
 using enum ECall;
 using P = CProdL2ems;
+
+constexpr uint64_t MISSING_EMS = MissingFlag(PRODUCT_EMS);
 
 constexpr SElement POINT[] = {
     {"0 02 153", "satellite channel centre frequency", FLOAT, All(26), 0, -8, MISSING_EMS,

@@ -2,10 +2,13 @@
 
 #include "bufr/L2Header.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
 
 namespace {
 using enum ECall;
 using P = CProdL2ozo;
+
+constexpr uint64_t MISSING_OZO = MissingFlag(PRODUCT_OZO);
 
 constexpr SElement LAYER[] = {
     {"0 07 004", "pressure of the layer's top (2 01 138, 2 02 131)", FLOAT, All(24), 0, 2, MISSING_OZO,

@@ -1,10 +1,13 @@
 #include "bufr/BUFRReaderL2trg.h"
 
 #include "bufr/L2Header.h"
+#include "prod/ProductKind.h"
 
 namespace {
 using enum ECall;
 using P = CProdL2trg;
+
+constexpr uint64_t MISSING_TRG = MissingFlag(PRODUCT_TRG);
 
 constexpr SElement GASES[] = {
     {"local", "integrated N2O density", FLOAT, All(16), 0, 6, MISSING_TRG, Into<&P::IntegratedN2ODensity>()},

@@ -2,10 +2,13 @@
 
 #include "bufr/L2Header.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
 
 namespace {
 using enum ECall;
 using P = CProdL2twt;
+
+constexpr uint64_t MISSING_TWT = MissingFlag(PRODUCT_TWT);
 
 /// Versions 3 to 7, version 8, and the others.
 constexpr SWidths Versions(int n3To7, int n8, int nOthers) {

@@ -88,10 +88,5 @@ enum EMissingFlag : uint64_t {
   MISSING_SPECTRUM = 0x800,
   MISSING_AVHRR = 0x1000,
   MISSING_FRACTION = 0x2000,
-  MISSING_L2 = 0x4000,
-  MISSING_OZO = 0x8000,
-  MISSING_TRG = 0x10000,
-  MISSING_CLP = 0x20000,
-  MISSING_TWT = 0x40000,
-  MISSING_EMS = 0x80000
+  MISSING_L2 = 0x4000  // those of the L2 kinds themselves: MissingFlag in ProductKind.h
 };

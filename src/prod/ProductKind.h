@@ -23,16 +23,25 @@ struct SProductKind {
   const char* szNoFiles;  // said when no file is found
   int nHeaderCode;        // in the binary header; 0: not named there
   uint64_t nMissingFlag;  // bit of the missing-data report, shown only when the product has files; 0: none
+
+  // Of level 2, but for the last one:
+  int nF = 0, nX = 0, nY = 0;  // the last data descriptor, by which a message of the kind is known
+  bool bTakesAnyKind = false;  // messages of other kinds are taken all the same
+  const char* szFirstLevel =   // said of a header that cannot be decoded
+      "\nProbleme interpretation BUFR dans premier niveau de donnees";
 };
 
 inline constexpr SProductKind PRODUCT_KINDS[] = {
     {PRODUCT_L1C, "L1C", "No L1C data files found", 0, 0},
-    {PRODUCT_OZO, "ozo", "No ozo data files selected", 3, 0x8000},
-    {PRODUCT_TRG, "trg", "No trg data files selected", 4, 0x10000},
-    {PRODUCT_CLP, "clp", "No clp data files selected", 1, 0x20000},
-    {PRODUCT_TWT, "twt", "No twt data files selected", 2, 0x40000},
-    {PRODUCT_EMS, "ems", "No ems data files selected", 5, 0x80000},
+    {PRODUCT_OZO, "ozo", "No ozo data files selected", 3, 0x8000, 0, 15, 20, true},
+    {PRODUCT_TRG, "trg", "No trg data files selected", 4, 0x10000, 0, 40, 202},
+    {PRODUCT_CLP, "clp", "No clp data files selected", 1, 0x20000, 0, 20, 56},
+    {PRODUCT_TWT, "twt", "No twt data files selected", 2, 0x40000, 2, 2, 0, false,
+     "\nProbleme interpretation BUFR dans premier niveau de donnees ok "},
+    {PRODUCT_EMS, "ems", "No ems data files selected", 5, 0x80000, 0, 14, 50},
 };
+
+constexpr uint64_t MissingFlag(EProduct eProduct) { return PRODUCT_KINDS[eProduct].nMissingFlag; }
 
 /// For tables with a row for each product: that every product has its row, in the order of the streams.
 template <class TRow, int ROWS>

@@ -82,9 +82,7 @@ bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
   return bAny;
 }
 
-const char* CReader::FirstLevelMessage() const {
-  return "\nProbleme interpretation BUFR dans premier niveau de donnees";
-}
+const char* CReader::FirstLevelMessage() const { return PRODUCT_KINDS[PRODUCT_L1C].szFirstLevel; }
 
 bool CReader::OpenNextFile(const SRead& read) {
   for (; FileIndex < read.pFiles->Count(); ++FileIndex) {
