@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 /// a number multiply and divide by 1000, and d takes 1 away.
 void ExpectSent(const STestMessage& sent, size_t nPixel, const SRecord& record, const char* szBlock,
                 const std::string& szElements) {
-  const SBlock& block = record.blocks.at(szBlock);
+  const SBlockValues& block = record.blocks.at(szBlock);
   std::istringstream elements(szElements);
   std::string szElement;
   std::map<int, int> seen = {{5042, 8700}};  // the channel numbers of the spectrum come first

@@ -3,7 +3,10 @@
 #include <filesystem>
 
 #include "TestArchive.h"
-#include "output/StreamWriter.h"
+#include "extract/Extractor.h"
+#include "kernel/Reporter.h"
+#include "output/BinarySink.h"
+#include "output/TextSink.h"
 
 TEST(StreamWriter, BuffersUpToItsLastByteButOne) {
   CTempDir dir;
@@ -161,4 +164,127 @@ TEST(Output, TextHeaderNamesEveryColumn) {
       numbered(90, "\tPressure#\tMixingRatio#") + "\tSelectionOfBackgroundState" +
       numbered(12, "\tFrequency#\tEmissivity#");
   EXPECT_EQ(tree.Output(), szExpected + "\n");
+}
+
+namespace {
+
+template <class TRecord>
+void PutKind(CWriter& writer, const SPixelOf& pixel, void (CWriter::*pPut)(const TRecord*, int),
+             void (CWriter::*pPutMissing)()) {
+  if (pixel.pProd)
+    (writer.*pPut)(static_cast<const TRecord*>(pixel.pProd), pixel.nPixel);
+  else
+    (writer.*pPutMissing)();
+}
+
+/// The content of a record by the operations for single blocks.
+void PutByName(CWriter& w, const CConfigParam& config, const SRecordView& record, bool bText) {
+  using W = CWriter;
+  bool bCommon = false, bL2 = false;
+  const auto& ar = record.arPixels;
+  const auto* pL1C = static_cast<const CProdL1C*>(ar[PRODUCT_L1C].pProd);
+  for (const auto& [pProd, nPixel] : ar)
+    if (pProd)
+      bText ? w.WriteOutputTextAll(&config, pProd, nPixel, &bCommon)
+            : w.WriteOutputBinAll(pProd, nPixel, &bCommon);
+  if (pL1C)
+    bText ? w.WriteOutputTextL1(&config, pL1C, ar[PRODUCT_L1C].nPixel)
+          : w.WriteOutputBinL1(&config, pL1C, ar[PRODUCT_L1C].nPixel);
+  else
+    bText ? w.WriteOutputTextL1Missing(&config) : w.WriteOutputBinL1Missing(&config);
+  for (int i = FIRST_L2; i < PRODUCTS; ++i) {
+    const auto* pL2 = static_cast<const CProdL2*>(ar[i].pProd);
+    if (pL2)
+      bText ? w.WriteOutputTextL2(pL2, ar[i].nPixel, &bL2) : w.WriteOutputBinL2(pL2, ar[i].nPixel, &bL2);
+  }
+  if (!bL2) bText ? w.WriteOutputTextL2Missing() : w.WriteOutputBinL2Missing();
+  const auto kind = [&](EProduct eProduct, auto pText, auto pTextMissing, auto pBin, auto pBinMissing) {
+    PutKind(w, ar[eProduct], bText ? pText : pBin, bText ? pTextMissing : pBinMissing);
+  };
+  kind(PRODUCT_OZO, &W::WriteOutputTextOzo, &W::WriteOutputTextOzoMissing, &W::WriteOutputBinOzo,
+       &W::WriteOutputBinOzoMissing);
+  kind(PRODUCT_TRG, &W::WriteOutputTextTrg, &W::WriteOutputTextTrgMissing, &W::WriteOutputBinTrg,
+       &W::WriteOutputBinTrgMissing);
+  kind(PRODUCT_CLP, &W::WriteOutputTextClp, &W::WriteOutputTextClpMissing, &W::WriteOutputBinClp,
+       &W::WriteOutputBinClpMissing);
+  kind(PRODUCT_TWT, &W::WriteOutputTextTwt, &W::WriteOutputTextTwtMissing, &W::WriteOutputBinTwt,
+       &W::WriteOutputBinTwtMissing);
+  kind(PRODUCT_EMS, &W::WriteOutputTextEms, &W::WriteOutputTextEmsMissing, &W::WriteOutputBinEms,
+       &W::WriteOutputBinEmsMissing);
+}
+
+/// What put(stream) writes.
+template <class TStream>
+std::string Written(auto put) {
+  const CTempDir dir;
+  TStream stream;
+  EXPECT_TRUE(stream.Open(dir.Path("f").c_str(), false));
+  put(stream);
+  stream.Close();
+  return ReadWholeFile(dir.Path("f"));
+}
+
+}  // namespace
+
+// What others call by name, block by block, writes what the sinks of a run write.
+TEST(Output, OperationsByNameWriteTheSameBytes) {
+  const CReportCapture said;
+  constexpr EKind KINDS[PRODUCTS] = {EKind::L1C, EKind::OZO, EKind::TRG, EKind::CLP, EKind::TWT, EKind::EMS};
+  const CTestTree tree;
+  CConfigParam config;
+  config.arChannels.Add(new CValueRange(5, 9));
+  config.bAvhrr = true;
+  std::fill_n(config.arbL2 + FIRST_L2, PRODUCTS - FIRST_L2, true);
+  const CChannelSelection channels = config.Channels();
+  SRecordView all;
+  std::unique_ptr<CProd> arpProds[PRODUCTS];
+  for (int i = 0; i < PRODUCTS; ++i) {
+    CStrArray arFiles;
+    arFiles.AddString(tree.Add(KINDS[i], TestMessage(KINDS[i], TestPixels(3)).szBytes).c_str(), false);
+    arpProds[i] = KIND_TABLE[i].pMakeRecord();
+    uint64_t nFlags = 0;
+    bool bDayOne = false;
+    ASSERT_EQ(KIND_TABLE[i].pMakeReader()->Read({&config, &arFiles, arpProds[i].get(),
+                                                 CChannelSelection::LIMIT, &channels, &nFlags, &bDayOne}),
+              1);
+    all.arPixels[i] = {arpProds[i].get(), 2};
+  }
+  CBinarySink binary(config, channels);
+  CTextSink text(config, channels);
+  for (unsigned nTakesPart = 1; nTakesPart < 1U << PRODUCTS; ++nTakesPart) {
+    SRecordView record;
+    for (int i = 0; i < PRODUCTS; ++i)
+      if (nTakesPart >> i & 1) record.arPixels[i] = all.arPixels[i];
+    for (const bool bText : {false, true}) {
+      CFileSink& sink = bText ? static_cast<CFileSink&>(text) : binary;
+      std::string szWanted =
+          Written<CStreamWriter>([&](CStreamWriter& stream) { sink.PutRecord(stream, record); });
+      szWanted = bText ? szWanted.substr(0, szWanted.size() - 1) : szWanted.substr(4, szWanted.size() - 8);
+      ASSERT_EQ(Written<CWriter>([&](CWriter& writer) { PutByName(writer, config, record, bText); }),
+                szWanted)
+          << nTakesPart;
+    }
+  }
+}
+
+// An extractor between records has none at hand: its record is empty.
+TEST(Output, AnExtractorWritesHeadersAndRecordsByName) {
+  CConfigParam config;
+  config.arChannels.Add(new CValueRange(5, 9));
+  const CChannelSelection channels = config.Channels();
+  CExtractor extractor;
+  const auto write = [&](int nFormat) {
+    config.nFormat = nFormat;
+    return Written<CWriter>([&](CWriter& writer) {
+      EXPECT_TRUE(extractor.WriteOutputHeader(&writer, &config, 4));
+      EXPECT_TRUE(extractor.WriteOutput(&writer, &config));
+    });
+  };
+  const auto sink = [&](CFileSink&& made, const std::string& szRecord) {
+    return Written<CStreamWriter>([&](CStreamWriter& stream) { made.PutHeader(stream, 4); }) + szRecord;
+  };
+  const std::string szMarker("\x71\0\0\0", 4);  // 50 + 43 + 5 * 4
+  EXPECT_EQ(write(CConfigParam::FORMAT_BIN), sink(CBinarySink(config, channels), szMarker + szMarker));
+  EXPECT_EQ(write(CConfigParam::FORMAT_TXT), sink(CTextSink(config, channels), "\n"));
+  EXPECT_EQ(write(CConfigParam::FORMAT_TXTSTAT), "");
 }

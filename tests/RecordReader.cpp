@@ -111,7 +111,7 @@ bool CRecordFile::ReadRecord() {
     const auto layout = Layout(nValues, nLayers, nLevels);
     for (const std::string& szBlock : BLOCKS) {
       if (nLayers == 0 || !layout.count(szBlock)) continue;  // 0: a record of its markers alone
-      SBlock& block = record.blocks[szBlock] = {layout.at(szBlock), {}};
+      SBlockValues& block = record.blocks[szBlock] = {layout.at(szBlock), {}};
       for (const char c : block.szTypes) {
         block.arValues.push_back(Value(c, nAt));
         nAt += SizeOf(c);

@@ -9,7 +9,7 @@
 
 /// The values of one block in the order of the file, with a letter for the type of each: b, s, i integers of
 /// 1, 2 and 4 bytes, r reals, c a real that the text form has as an integer.
-struct SBlock {
+struct SBlockValues {
   std::string szTypes;
   std::vector<double> arValues;
 };
@@ -17,7 +17,7 @@ struct SBlock {
 /// The blocks of one record: "common", "l1c", "spectrum", "avhrr", "l2", "ozo", "trg", "clp", "twt", "ems".
 /// Those that the file does not have are left out; a record without content has none.
 struct SRecord {
-  std::map<std::string, SBlock> blocks;
+  std::map<std::string, SBlockValues> blocks;
   int nBytes = 0;  // between the markers
 
   bool Has(const std::string& szBlock) const { return blocks.count(szBlock) > 0; }

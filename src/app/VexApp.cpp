@@ -204,8 +204,8 @@ bool CVexApp::InterpretParams(int nArguments, char** arArguments) {
   return InterpretConfigFile(szPath.get()) && bCommandLine;
 }
 
-/// Values are not consumed by their options: each is passed over on its own turn, for want of a dash or for
-/// the digit behind it.
+/// An option does not use up the argument that is its value: that one comes up next, and is passed over
+/// because it does not begin with a dash, or, like "-90", with a dash and a digit.
 bool CVexApp::InterpretCommandLine(int nArguments, char** arArguments) {
   bool bResult = true;
   for (int i = 0; i < nArguments; ++i) {

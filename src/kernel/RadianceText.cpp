@@ -26,7 +26,8 @@ char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
   };
   int i = 0;
   for (; i < nAhead; ++i) {
-    // An address, for a row that is none may be asked for.
+    // Computed as a number: a raw value may be far outside of the table, where no pointer may go. Fetching
+    // such an address ahead does no harm.
     const auto nRow = reinterpret_cast<uintptr_t>(pRows) + sizeof(SRow) * index(pRaw[i + AHEAD]);
     __builtin_prefetch(reinterpret_cast<const void*>(nRow));  // NOLINT(performance-no-int-to-ptr)
     pEnd = append(pRaw[i]);
