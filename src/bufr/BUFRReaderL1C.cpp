@@ -141,12 +141,12 @@ int CBUFRReaderL1C::InterpretFirstLevel(CProdL1C* pProd) {
   CBitCursor data = Data();
   bool bAll = m_engine.Decode(HEADER, *pProd, data);
   nSpectrumBitPos = data.Position();
-  const bool bLayout = nDataVersion == 1 || nDataVersion == 2;
+  const bool bLayout = nDataVersion == P::DAY_1 || nDataVersion == P::DAY_2;
   if (bLayout) {
     bAll &= m_spectrum.Skip(data);
     nAvhrrBitPos = data.Position();
   }
-  if (nDataVersion == 2) bAll &= SkipAvhrr(data);
+  if (nDataVersion == P::DAY_2) bAll &= SkipAvhrr(data);
   bAll &= m_engine.Decode(FRACTIONS, *pProd, data);
   return bAll && bLayout;
 }

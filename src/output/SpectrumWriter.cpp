@@ -46,8 +46,7 @@ void CSpectrumWriter::WriteBinary(CStreamWriter& writer, const CProdL1C& prod, i
 }
 
 void CSpectrumWriter::WriteBinaryMissing(CStreamWriter& writer) const {
-  const float fMissing = m_bTemperatures ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_M777);
-  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.WriteBinReal4(fMissing);
+  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.WriteBinReal4(Missing());
 }
 
 void CSpectrumWriter::WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
@@ -109,8 +108,9 @@ CRadianceText* CSpectrumWriter::Texts(double fDivisor) {
 }
 
 void CSpectrumWriter::WriteTextMissing(CStreamWriter& writer) const {
-  const char* szMissing = m_bTemperatures ? "\t0" : "\t-777";
-  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.WriteText(szMissing);
+  char szMissing[1 + TEXT_REAL_MAX] = "\t";
+  const int nLength = 1 + FormatReal4(Missing(), szMissing + 1);
+  for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.Write(nLength, szMissing);
 }
 
 void CSpectrumWriter::WriteTextNames(CStreamWriter& writer) const {

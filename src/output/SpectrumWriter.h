@@ -26,6 +26,8 @@ class CSpectrumWriter {
   void WriteTextNames(CStreamWriter& writer) const;
 
  private:
+  float Missing() const { return m_bTemperatures ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_REAL); }
+
   /// The texts of the radiances of one scale.
   struct STexts {
     double fDivisor;
