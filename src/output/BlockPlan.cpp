@@ -43,17 +43,26 @@ void CBlockPlan::AddStep(const SField& field, int nIndex, const CProd& prod, EUs
   }
   m_bKept |= step.bKept && step.eForm != EForm::FIXED;
   m_nBinarySize += BinarySizeOf(field.eBin);
-  const bool bReals = step.eForm == EForm::REALS, bRealsBefore = m_arRuns.size() % 2 == 0;
-  if (bReals != bRealsBefore) m_arRuns.push_back(0);
-  ++m_arRuns.back();
+  const bool bReals = step.eForm == EForm::REALS;
+  const SRun run = {1, bReals, bReals && step.bKept, bReals ? step.fDivisor : 1};
+  const auto isAlike = [&](const SRun& other) {
+    return other.bReals == run.bReals && other.bKept == run.bKept && other.fDivisor == run.fDivisor;
+  };
+  if (!m_arRuns.empty() && isAlike(m_arRuns.back()))
+    ++m_arRuns.back().nCount;
+  else
+    m_arRuns.push_back(run);
   m_arSteps.push_back(step);
 }
 
-char* CBlockPlan::PutReals(const SStep* pFirst, int nCount, const SPixel& pixel, bool bReverse, char* pOut) {
-  char* pEnd = pOut;
-  for (int i = 0; i < nCount; ++i) pEnd = Append(static_cast<float>(Real(pFirst[i], pixel)), false, pEnd);
-  if (bReverse) ReverseBytes4(pOut, nCount);
-  return pEnd;
+char* CBlockPlan::PutReals(const SStep* pFirst, const SRun& run, const SPixel& pixel, char* pOut) {
+  const int nElement = pixel.arnElements[run.bKept], nCount = run.nCount;
+  const double fDivisor = run.fDivisor;
+  for (int i = 0; i < nCount; ++i) {
+    const double fValue = At<TColumn<double>>(pFirst[i], pixel.prod).Values()[nElement];
+    pOut = Append(static_cast<float>(fDivisor == 1 ? fValue : fValue / fDivisor), false, pOut);
+  }
+  return pOut;
 }
 
 char* CBlockPlan::PutInt(const SStep& step, const SPixel& pixel, bool bReverse, char* pOut) {
@@ -79,12 +88,13 @@ void CBlockPlan::WriteBinary(CStreamWriter& writer, const CProd& prod, int nPixe
   if (!pOut) return;
   const SPixel pixel = Pixel(prod, nPixel);
   const SStep* pStep = m_arSteps.data();
-  bool bReals = false;
-  for (const int nCount : m_arRuns) {
-    if (bReals) pOut = PutReals(pStep, nCount, pixel, writer.Reverses(), pOut);
-    for (int i = 0; !bReals && i < nCount; ++i) pOut = PutInt(pStep[i], pixel, writer.Reverses(), pOut);
-    pStep += nCount;
-    bReals = !bReals;
+  const bool bReverse = writer.Reverses();
+  for (const SRun& run : m_arRuns) {
+    char* const pBegin = pOut;
+    if (run.bReals) pOut = PutReals(pStep, run, pixel, pOut);
+    if (run.bReals && bReverse) ReverseBytes4(pBegin, run.nCount);
+    for (int i = 0; !run.bReals && i < run.nCount; ++i) pOut = PutInt(pStep[i], pixel, bReverse, pOut);
+    pStep += run.nCount;
   }
   writer.Commit(m_nBinarySize);
 }

@@ -35,6 +35,14 @@ class CBlockPlan {
     int nFixed;
   };
 
+  /// Neighbouring steps that are put alike in binary: reals of one sort of column and one divisor, or others.
+  struct SRun {
+    int nCount;
+    bool bReals;
+    bool bKept;
+    double fDivisor;
+  };
+
   /// A pixel of a record, and its places in the columns of all pixels and in those of the kept ones.
   struct SPixel {
     const CProd& prod;
@@ -61,15 +69,14 @@ class CBlockPlan {
     return step.eForm == EForm::INT ? At<int64_t>(step, pixel.prod) : Value<int64_t>(step, pixel);
   }
   void AddStep(const SField& field, int nIndex, const CProd& prod, EUse eUse);
-  static char* PutReals(const SStep* pFirst, int nCount, const SPixel& pixel, bool bReverse, char* pOut);
+  static char* PutReals(const SStep* pFirst, const SRun& run, const SPixel& pixel, char* pOut);
   static char* PutInt(const SStep& step, const SPixel& pixel, bool bReverse, char* pOut);
   static char* PutText(const SStep& step, const SPixel& pixel, int nGiven, char* pOut);
 
   bool m_bFirst;         // see SBlock
   bool m_bKept = false;  // some columns are of kept pixels
   std::vector<SStep> m_arSteps;
-  /// Counts of neighbouring steps: others than reals, reals, others, reals and so on; the first may be 0.
-  std::vector<int> m_arRuns = {0};
+  std::vector<SRun> m_arRuns;
   int m_nBinarySize = 0;
 };
 
