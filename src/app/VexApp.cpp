@@ -5,15 +5,17 @@
 #include <ctime>
 #include <iterator>
 #include <memory>
+#include <string>
 
 #include "bufr/StreamReader.h"
 #include "extract/Extractor.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
 
 namespace {
 
 // clang-format off
-// The degree signs are single bytes of ISO 8859-1, whatever the locale.
+// With the words of -t2 for %s. The degree signs are single bytes of ISO 8859-1, whatever the locale.
 constexpr char HELP[] =
     "VEX application\n"
     "Usage:\n"
@@ -33,7 +35,7 @@ constexpr char HELP[] =
     " -ld last_date : last date to take into account yyyy-mm-dd\n"
     " -c channel_number : L1C channel ranges to extract cccc,cccc-cccc\n"
     " -avhrr 1 : extracts L1C avhrr data\n"
-    " -t2 : specify the L2 product types to extract (ozo, trg, clp, twt or ems)\n"
+    " -t2 : specify the L2 product types to extract (%s)\n"
     " -tb 1 : convert to brightness temperature\n"
     " -tbref 280 : reference temperature used for expression of standard deviations in brightness temperature\n"
     " -maxres max_spectrum : maximum data count to extract\n"
@@ -89,6 +91,13 @@ constexpr char HELP[] =
     " vex -d2 /korvat/IASI/L2 -out 20130420trg.bin -fd 2013-04-20 -ld 2013-04-20 -t2 trg\n"
     " vex -d /korvat/IASI/L1C -d2 /korvat/IASI/L2 -out 20120510L1L2.bin -fd 2012-05-10 -ld 2012-05-10 -c 1-5 -t2 ozo\n";
 // clang-format on
+
+std::string L2Words() {
+  std::string szWords = PRODUCT_KINDS[FIRST_L2].szName;
+  for (int i = FIRST_L2 + 1; i < PRODUCTS; ++i)
+    szWords.append(i + 1 < PRODUCTS ? ", " : " or ").append(PRODUCT_KINDS[i].szName);
+  return szWords;
+}
 
 /// What the consistency checks look at.
 struct SRequest {
@@ -257,7 +266,7 @@ bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char
   return nResult == CConfigParam::ACCEPTED;
 }
 
-void CVexApp::ShowHelp() { CReporter::Text(HELP); }
+void CVexApp::ShowHelp() { CReporter::Print(HELP, L2Words().c_str()); }
 
 bool CVexApp::ExtractL1L2() {
   const auto pExtractor = std::make_unique<CExtractor>();
