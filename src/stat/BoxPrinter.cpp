@@ -2,6 +2,12 @@
 
 #include "stat/StatText.h"
 
+namespace {
+std::string NameOf(const CBoxStat::SColumn& column) {
+  return std::string(PRODUCT_KINDS[column.eProduct].szName) + column.szName;
+}
+}  // namespace
+
 void CBoxPrinter::PrintComments(CStatTable& table) const {
   m_header.Print(table, "Statistics of the pixels on a grid of latitude and longitude");
   table.Comment("Cells: " + std::to_string(m_boxes.Latitudes().Count()) + " by " +
@@ -15,7 +21,7 @@ void CBoxPrinter::PrintComments(CStatTable& table) const {
                     " pixels: " + CountText(m_boxes.Inside(i), "in cells, ") +
                     CountText(m_boxes.Outside(i), "without a cell"));
   for (const CBoxStat::SColumn* pColumn : m_boxes.Columns())
-    if (pColumn->szUnit) table.Comment(std::string(pColumn->szName) + ": mean, " + pColumn->szUnit);
+    if (pColumn->szUnit) table.Comment(NameOf(*pColumn) + ": mean, " + pColumn->szUnit);
   if (m_boxes.IsActive(PRODUCT_L1C)) table.Comment(SKY_RULE);
   table.Comment("Counts are of pixels, with or without values; without a value a mean is -777");
 }
@@ -34,7 +40,7 @@ void CBoxPrinter::PrintCell(CStatTable& table, int nLatitude, int nLongitude) co
 void CBoxPrinter::Print(CStatTable& table) const {
   PrintComments(table);
   table.Names("", {"LatMin", "LatMax", "LonMin", "LonMax"});
-  for (const CBoxStat::SColumn* pColumn : m_boxes.Columns()) table.Text(pColumn->szName);
+  for (const CBoxStat::SColumn* pColumn : m_boxes.Columns()) table.Text(NameOf(*pColumn));
   table.EndRow();
   for (int i = 0; i < m_boxes.Latitudes().Count(); ++i)
     for (int j = 0; j < m_boxes.Longitudes().Count(); ++j) PrintCell(table, i, j);

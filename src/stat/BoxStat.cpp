@@ -1,6 +1,7 @@
 #include "stat/BoxStat.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "prod/ProdL1C.h"
@@ -52,29 +53,42 @@ using CEms = CProdL2ems;
 
 constexpr const char* DENSITY = "kg/m2";
 
+/// What stands behind the count of the pixels, which every product has.
 constexpr CBoxStat::SColumn COLUMNS[] = {
-    {"L1CCount", nullptr, PRODUCT_L1C, CountPixel},
-    {"L1CClearCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLEAR>},
-    {"L1CCloudyCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLOUDY>},
-    {"L1CCloudFraction", "percent", PRODUCT_L1C, PixelValue<&CL1C::CloudFraction>},
-    {"L1CAverageIIS", RADIANCE_UNIT, PRODUCT_L1C, PixelValue<&CL1C::AverageIIS>},
-    {"ozoCount", nullptr, PRODUCT_OZO, CountPixel},
-    {"ozoTotalColumn", DENSITY, PRODUCT_OZO, OzoneColumn},
-    {"trgCount", nullptr, PRODUCT_TRG, CountPixel},
-    {"trgIntegratedN2ODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedN2ODensity>},
-    {"trgIntegratedCODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCODensity>},
-    {"trgIntegratedCH4Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCH4Density>},
-    {"trgIntegratedCO2Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCO2Density>},
-    {"clpCount", nullptr, PRODUCT_CLP, CountPixel},
+    {"ClearCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLEAR>},
+    {"CloudyCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLOUDY>},
+    {"CloudFraction", "percent", PRODUCT_L1C, PixelValue<&CL1C::CloudFraction>},
+    {"AverageIIS", RADIANCE_UNIT, PRODUCT_L1C, PixelValue<&CL1C::AverageIIS>},
+    {"TotalColumn", DENSITY, PRODUCT_OZO, OzoneColumn},
+    {"IntegratedN2ODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedN2ODensity>},
+    {"IntegratedCODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCODensity>},
+    {"IntegratedCH4Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCH4Density>},
+    {"IntegratedCO2Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCO2Density>},
     // of the first cloud layer
-    {"clpCloudAmountInSegment", "percent", PRODUCT_CLP, PixelValue<&CClp::CloudAmountInSegment>},
-    {"clpPressure", "Pa", PRODUCT_CLP, PixelValue<&CClp::Pressure>},
-    {"clpTemperature", "K", PRODUCT_CLP, PixelValue<&CClp::Temperature>},
-    {"twtCount", nullptr, PRODUCT_TWT, CountPixel},
-    {"twtSkinTemperature", "K", PRODUCT_TWT, PixelValue<&CTwt::SkinTemperature>},
-    {"emsCount", nullptr, PRODUCT_EMS, CountPixel},
-    {"emsEmissivity", "percent", PRODUCT_EMS, PixelValue<&CEms::Emissivity>, CEms::POINTS},
+    {"CloudAmountInSegment", "percent", PRODUCT_CLP, PixelValue<&CClp::CloudAmountInSegment>},
+    {"Pressure", "Pa", PRODUCT_CLP, PixelValue<&CClp::Pressure>},
+    {"Temperature", "K", PRODUCT_CLP, PixelValue<&CClp::Temperature>},
+    {"SkinTemperature", "K", PRODUCT_TWT, PixelValue<&CTwt::SkinTemperature>},
+    {"Emissivity", "percent", PRODUCT_EMS, PixelValue<&CEms::Emissivity>, CEms::POINTS},
 };
+
+constexpr auto COUNTS = [] {
+  std::array<CBoxStat::SColumn, PRODUCTS> arCounts{};
+  for (int i = 0; i < PRODUCTS; ++i) arCounts[i] = {"Count", nullptr, static_cast<EProduct>(i), CountPixel};
+  return arCounts;
+}();
+
+/// The columns of the active products.
+std::vector<const CBoxStat::SColumn*> ColumnsOf(const bool (&arbActive)[PRODUCTS]) {
+  std::vector<const CBoxStat::SColumn*> arpColumns;
+  for (const CBoxStat::SColumn& count : COUNTS) {
+    if (!arbActive[count.eProduct]) continue;
+    arpColumns.push_back(&count);
+    for (const CBoxStat::SColumn& column : COLUMNS)
+      if (column.eProduct == count.eProduct) arpColumns.push_back(&column);
+  }
+  return arpColumns;
+}
 
 /// Adds what one pixel has.
 void AddPixel(SMean& mean, const CBoxStat::SColumn& column, const CProd& prod, int nPixel) {
@@ -90,16 +104,15 @@ int LongitudeCount(int nCount) { return nCount < 1 ? 180 : nCount; }
 }  // namespace
 
 CBoxStat::CBoxStat(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS])
-    : m_latitudes(-90, 90, LatitudeCount(nLatitudes)), m_longitudes(-180, 180, LongitudeCount(nLongitudes)) {
+    : m_latitudes(-90, 90, LatitudeCount(nLatitudes)),
+      m_longitudes(-180, 180, LongitudeCount(nLongitudes)),
+      m_arpColumns(ColumnsOf(arbActive)) {
   std::copy_n(arbActive, PRODUCTS, m_arbActive);
-  for (const SColumn& column : COLUMNS)
-    if (IsActive(column.eProduct)) m_arpColumns.push_back(&column);
   m_arCells.resize(Index(m_latitudes.Count(), 0));
 }
 
 double CBoxStat::Size(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]) {
-  const auto nColumns =
-      std::ranges::count_if(COLUMNS, [&](const SColumn& column) { return arbActive[column.eProduct]; });
+  const size_t nColumns = ColumnsOf(arbActive).size();
   const double fLatitudes = LatitudeCount(nLatitudes), fLongitudes = LongitudeCount(nLongitudes);
   return sizeof(SMean) * fLatitudes * fLongitudes * static_cast<double>(nColumns) +
          CClasses::Size(LatitudeCount(nLatitudes)) + CClasses::Size(LongitudeCount(nLongitudes));

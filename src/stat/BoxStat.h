@@ -14,7 +14,7 @@ class CBoxStat {
   static constexpr const char* SUFFIX = ".boxstat";  // of the file
 
   struct SColumn {
-    const char* szName;
+    const char* szName;  // behind that of the product
     const char* szUnit;  // null for a count of pixels
     EProduct eProduct;
     TPixelValue pValue;  // a pixel counts by any value but a missing one
