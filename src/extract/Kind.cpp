@@ -26,4 +26,4 @@ constexpr SKind KIND_TABLE[] = {
     Kind<CProdL2trg, CL2ReaderTrg>(PRODUCT_TRG), Kind<CProdL2clp, CL2ReaderClp>(PRODUCT_CLP),
     Kind<CProdL2twt, CL2ReaderTwt>(PRODUCT_TWT), Kind<CProdL2ems, CL2ReaderEms>(PRODUCT_EMS),
 };
-static_assert(HasAllProducts(KIND_TABLE));
+static_assert(HasAllProducts(KIND_TABLE), "a product has no record and reader, or not in its place");

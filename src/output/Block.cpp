@@ -182,7 +182,7 @@ constexpr SKindBlock KIND_BLOCKS[] = {
     {PRODUCT_TWT, {"twt", TWT_GROUPS}},
     {PRODUCT_EMS, {"ems", EMS_GROUPS}},
 };
-static_assert(HasAllProducts(KIND_BLOCKS));
+static_assert(HasAllProducts(KIND_BLOCKS), "a product has no block, or not in its place");
 
 /// From this instant on, ozone and temperature products have 101 layers and levels. The time of day is none:
 /// it is what the writers of the format compare with.

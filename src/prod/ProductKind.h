@@ -50,4 +50,15 @@ constexpr bool HasAllProducts(const TRow (&arRows)[ROWS]) {
   while (i < ROWS && arRows[i].eProduct == i) ++i;
   return i == PRODUCTS && ROWS == PRODUCTS;
 }
-static_assert(HasAllProducts(PRODUCT_KINDS));
+static_assert(HasAllProducts(PRODUCT_KINDS), "a product has no row, or not in its place");
+
+/// Bits of the report and codes of the header tell the products apart.
+constexpr bool AreDistinct() {
+  for (const SProductKind& one : PRODUCT_KINDS)
+    for (const SProductKind& other : PRODUCT_KINDS)
+      if (&one != &other && one.eProduct >= FIRST_L2 &&
+          (one.nHeaderCode == other.nHeaderCode || one.nMissingFlag == other.nMissingFlag))
+        return false;
+  return true;
+}
+static_assert(AreDistinct(), "two products have one code in the header or one bit of the report");
