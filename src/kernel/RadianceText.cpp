@@ -37,7 +37,7 @@ char* CRadianceText::Append(char* pEnd, const int32_t* pRaw, int nCount) {
 }
 
 int CRadianceText::Format(char* pOut, int32_t nRaw) const {
-  *pOut = '\t';
+  *pOut = m_cSeparator;
   const float fValue =
       nRaw == RAW_MISSING ? static_cast<float>(MISSING_REAL) : static_cast<float>(nRaw / m_fDivisor);
   return 1 + FormatReal4(fValue, pOut + 1);

@@ -7,14 +7,16 @@
 /// thousands of radiances of few distinct values, so each text is made once and copied from then on.
 class CRadianceText {
  public:
-  /// fDivisor: what divides the raw integers. Nothing is allocated before the first use.
-  explicit CRadianceText(double fDivisor) : m_fDivisor(fDivisor) {}
+  /// fDivisor: what divides the raw integers. cSeparator: in front of each text. Nothing is allocated before
+  /// the first use.
+  explicit CRadianceText(double fDivisor, char cSeparator = '\t')
+      : m_fDivisor(fDivisor), m_cSeparator(cSeparator) {}
 
   /// Room that is needed for each value: bytes that may be written, whatever the length of the text.
   static constexpr int ROOM = 17;
 
-  /// Writes a tab and the text of "%g" for each of nCount raw values (-777 for RAW_MISSING) at pEnd. Returns
-  /// the end of the text.
+  /// Writes a separator and the text of "%g" for each of nCount raw values (-777 for RAW_MISSING) at pEnd.
+  /// Returns the end of the text.
   char* Append(char* pEnd, const int32_t* pRaw, int nCount);
 
  private:
@@ -23,7 +25,7 @@ class CRadianceText {
   static constexpr uint32_t ROWS = static_cast<uint32_t>(RAW_MAX - RAW_MIN + 1);
 
   struct alignas(16) SRow {
-    char szText[15];  // with the tab
+    char szText[15];  // with the separator
     uint8_t nLength;  // 0: not made yet
   };
 
@@ -31,5 +33,6 @@ class CRadianceText {
   char* AppendNew(char* pEnd, int32_t nRaw);
 
   double m_fDivisor;
+  char m_cSeparator;
   std::unique_ptr<SRow[]> m_arRows;
 };

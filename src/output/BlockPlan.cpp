@@ -27,7 +27,8 @@ int Low32(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue
 
 }  // namespace
 
-CBlockPlan::CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse) : m_bFirst(block.bFirst) {
+CBlockPlan::CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse, char cSeparator)
+    : m_bFirst(block.bFirst), m_cSeparator(cSeparator) {
   EachField(block, eUse == RECENT,
             [&](const SField& field, int nIndex) { AddStep(field, nIndex, prod, eUse); });
 }
@@ -117,15 +118,15 @@ void CBlockPlan::WriteText(CStreamWriter& writer, const CProd& prod, int nPixel,
   if (!pText) return;
   const SPixel pixel = Pixel(prod, nPixel);
   char* pEnd = pText;
-  bool bTab = !m_bFirst;
+  bool bSeparate = !m_bFirst;
   for (const SStep& step : m_arSteps) {
-    if (std::exchange(bTab, true)) *pEnd++ = '\t';
+    if (std::exchange(bSeparate, true)) *pEnd++ = m_cSeparator;
     pEnd = PutText(step, pixel, nGiven, pEnd);
   }
   writer.Commit(static_cast<int>(pEnd - pText));
 }
 
-CBlockPlans::CBlockPlans(const SBlock& block) : m_pBlock(&block) {
+CBlockPlans::CBlockPlans(const SBlock& block, char cSeparator) : m_pBlock(&block), m_cSeparator(cSeparator) {
   for (const SGroup& group : block.groups) m_bGrows |= group.nTimesRecent != group.nTimes;
   EachField(block, false, [this](const SField& field, int) { m_bDayOne |= field.dayOne.bFixed; });
 }
@@ -137,7 +138,7 @@ CBlockPlan::EUse CBlockPlans::UseFor(const CProd& prod, int nPixel) const {
 
 const CBlockPlan& CBlockPlans::Plan(CBlockPlan::EUse eUse, const CProd& prod) {
   auto& pPlan = m_arpPlans[eUse];
-  if (!pPlan) pPlan = std::make_unique<CBlockPlan>(*m_pBlock, prod, eUse);
+  if (!pPlan) pPlan = std::make_unique<CBlockPlan>(*m_pBlock, prod, eUse, m_cSeparator);
   return *pPlan;
 }
 
@@ -148,15 +149,15 @@ void CBlockPlans::WriteBinaryMissing(CStreamWriter& writer) {
 
 void CBlockPlans::WriteTextMissing(CStreamWriter& writer) const {
   EachField(*m_pBlock, false, [&](const SField& field, int) {
-    writer.WriteText("\t");
+    writer.Write(1, &m_cSeparator);
     writer.WriteTextInt(field.nMissingText);
   });
 }
 
 void CBlockPlans::WriteTextNames(CStreamWriter& writer) const {
-  bool bTab = !m_pBlock->bFirst;
+  bool bSeparate = !m_pBlock->bFirst;
   EachField(*m_pBlock, false, [&](const SField& field, int nIndex) {
-    if (std::exchange(bTab, true)) writer.WriteText("\t");
+    if (std::exchange(bSeparate, true)) writer.Write(1, &m_cSeparator);
     const char* pNumber = std::strchr(field.szName, '#');
     if (!pNumber) {
       writer.WriteText(field.szName);

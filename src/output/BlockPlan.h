@@ -15,8 +15,8 @@ class CBlockPlan {
   /// (no block has both), or records without the product.
   enum EUse : uint8_t { FEW, RECENT, DAY_ONE, MISSING, USES };
 
-  /// prod: any record that has the block; not looked at for MISSING.
-  CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse);
+  /// prod: any record that has the block; not looked at for MISSING. cSeparator: between the values of texts.
+  CBlockPlan(const SBlock& block, const CProd& prod, EUse eUse, char cSeparator);
 
   /// Writes one pixel. The record is not looked at when all is missing. nGiven: the value of a field that has
   /// no source.
@@ -73,7 +73,8 @@ class CBlockPlan {
   static char* PutInt(const SStep& step, const SPixel& pixel, bool bReverse, char* pOut);
   static char* PutText(const SStep& step, const SPixel& pixel, int nGiven, char* pOut);
 
-  bool m_bFirst;         // see SBlock
+  bool m_bFirst;  // see SBlock
+  char m_cSeparator;
   bool m_bKept = false;  // some columns are of kept pixels
   std::vector<SStep> m_arSteps;
   std::vector<SRun> m_arRuns;
@@ -83,7 +84,7 @@ class CBlockPlan {
 /// The plans of one block, each made at its first use.
 class CBlockPlans {
  public:
-  explicit CBlockPlans(const SBlock& block);
+  explicit CBlockPlans(const SBlock& block, char cSeparator = '\t');
 
   const SBlock& Block() const { return *m_pBlock; }
   const CBlockPlan& Of(const CProd& prod, int nPixel) { return Plan(UseFor(prod, nPixel), prod); }
@@ -92,7 +93,7 @@ class CBlockPlans {
   }
   void WriteBinaryMissing(CStreamWriter& writer);
   void WriteTextMissing(CStreamWriter& writer) const;
-  /// The column names, a tab in front of each but the first of a record.
+  /// The column names, a separator in front of each but the first of a record.
   void WriteTextNames(CStreamWriter& writer) const;
 
  private:
@@ -100,6 +101,7 @@ class CBlockPlans {
   const CBlockPlan& Plan(CBlockPlan::EUse eUse, const CProd& prod);
 
   const SBlock* m_pBlock;
+  char m_cSeparator;
   bool m_bGrows = false;   // has groups with other numbers of repetitions in recent products
   bool m_bDayOne = false;  // has fields with other values in the day 1 archive
   std::unique_ptr<CBlockPlan> m_arpPlans[CBlockPlan::USES];

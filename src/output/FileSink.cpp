@@ -2,12 +2,12 @@
 
 #include "app/ConfigParam.h"
 
-CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& selection)
+CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator)
     : m_config(config),
       m_selection(selection),
       m_layout(config, selection.HeaderCount()),
-      m_spectra(selection, config.bBrightnessTemperature) {
-  for (const SPart& part : m_layout.Parts()) m_arPlans.emplace_back(*part.pBlock);
+      m_spectra(selection, config.bBrightnessTemperature, cSeparator) {
+  for (const SPart& part : m_layout.Parts()) m_arPlans.emplace_back(*part.pBlock, cSeparator);
 }
 
 bool CFileSink::Open(const char* szPath) {

@@ -14,8 +14,8 @@ class CConfigParam;
 /// and missing parts look.
 class CFileSink : public CRecordSink {
  public:
-  /// Both must outlive the object.
-  CFileSink(const CConfigParam& config, const CChannelSelection& selection);
+  /// Both must outlive the object. cSeparator: of the values of texts.
+  CFileSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator = '\t');
 
   bool Open(const char* szPath) override;
   bool WriteHeader(int nFile, int nSatellite) override;

@@ -12,9 +12,10 @@ constexpr int CHUNK = 2048;   // most values that are converted at a time
 constexpr size_t SCALES = 8;  // a few are in use; what else a damaged message may hold gets no table
 }  // namespace
 
-CSpectrumWriter::CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures)
+CSpectrumWriter::CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures, char cSeparator)
     : m_selection(selection),
       m_bTemperatures(bTemperatures),
+      m_cSeparator(cSeparator),
       // The kernel of temperatures works on neighbouring channels.
       m_arStretches(selection.Stretches(CHUNK, bTemperatures)) {
   m_arTexts.reserve(SCALES);
@@ -87,12 +88,12 @@ void CSpectrumWriter::WriteRunTexts(CStreamWriter& writer, const CSpectrum& spec
   writer.Commit(static_cast<int>(pEnd - pText));
 }
 
-void CSpectrumWriter::WriteReals(CStreamWriter& writer, const float* pValues, int nCount) {
+void CSpectrumWriter::WriteReals(CStreamWriter& writer, const float* pValues, int nCount) const {
   char* pText = writer.Reserve(CHUNK * (TEXT_REAL_MAX + 1));
   if (!pText) return;
   char* pEnd = pText;
   for (int i = 0; i < nCount; ++i) {
-    *pEnd++ = '\t';
+    *pEnd++ = m_cSeparator;
     pEnd += FormatReal4(pValues[i], pEnd);
   }
   writer.Commit(static_cast<int>(pEnd - pText));
@@ -103,19 +104,19 @@ CRadianceText* CSpectrumWriter::Texts(double fDivisor) {
   for (STexts& made : m_arTexts)
     if (made.fDivisor == fDivisor) return &made.texts;
   if (m_arTexts.size() == SCALES) return nullptr;
-  m_arTexts.push_back({fDivisor, CRadianceText(fDivisor)});
+  m_arTexts.push_back({fDivisor, CRadianceText(fDivisor, m_cSeparator)});
   return &m_arTexts.back().texts;
 }
 
 void CSpectrumWriter::WriteTextMissing(CStreamWriter& writer) const {
-  char szMissing[1 + TEXT_REAL_MAX] = "\t";
+  char szMissing[1 + TEXT_REAL_MAX] = {m_cSeparator};
   const int nLength = 1 + FormatReal4(Missing(), szMissing + 1);
   for (int64_t i = m_selection.HeaderCount(); i > 0; --i) writer.Write(nLength, szMissing);
 }
 
 void CSpectrumWriter::WriteTextNames(CStreamWriter& writer) const {
   m_selection.EachHeaderChannel(true, [&](int64_t nChannel) {
-    writer.WriteText("\t");
+    writer.Write(1, &m_cSeparator);
     writer.WriteTextInt(static_cast<int>(nChannel));
   });
 }

@@ -12,11 +12,11 @@
 /// of channels at a time.
 class CSpectrumWriter {
  public:
-  /// selection must outlive the object, and be that of the spectra.
-  CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures);
+  /// selection must outlive the object, and be that of the spectra. cSeparator: in front of each value of a
+  /// text.
+  CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures, char cSeparator = '\t');
 
   void WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
-  /// Each value behind a tab.
   void WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
 
   // What stands in records without L1C: a value for every channel that the header counts.
@@ -39,11 +39,12 @@ class CSpectrumWriter {
   void WriteRadianceTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow,
                           CChannelSelection::SStretch stretch);
   void WriteRunTexts(CStreamWriter& writer, const CSpectrum& spectrum, int nRow, const CSpectrum::SRun& run);
-  static void WriteReals(CStreamWriter& writer, const float* pValues, int nCount);
+  void WriteReals(CStreamWriter& writer, const float* pValues, int nCount) const;
   CRadianceText* Texts(double fDivisor);
 
   const CChannelSelection& m_selection;
   bool m_bTemperatures;
+  char m_cSeparator;
   std::vector<CChannelSelection::SStretch> m_arStretches;
   std::vector<STexts> m_arTexts;
 };

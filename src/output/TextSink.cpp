@@ -3,8 +3,8 @@
 #include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
 
-CTextSink::CTextSink(const CConfigParam& config, const CChannelSelection& selection)
-    : CFileSink(config, selection) {}
+CTextSink::CTextSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator)
+    : CFileSink(config, selection, cSeparator) {}
 
 int CTextSink::TbColumn(const CConfigParam& config) {
   return config.L1CRequested() ? config.bBrightnessTemperature : -1;

@@ -2,10 +2,11 @@
 
 #include "output/FileSink.h"
 
-/// Text extraction files: a line of column names, then a line a record; tabs between the columns.
+/// Text extraction files: a line of column names, then a line a record; a tab (or what a format derived from
+/// it takes) between the columns.
 class CTextSink : public CFileSink {
  public:
-  CTextSink(const CConfigParam& config, const CChannelSelection& selection);
+  CTextSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator = '\t');
 
   bool PutHeader(CStreamWriter& writer, int nSatellite) override;
   bool PutRecord(CStreamWriter& writer, const SRecordView& record) override;
