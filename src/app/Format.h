@@ -7,7 +7,8 @@ class CChannelSelection;
 class CConfigParam;
 class CRecordSink;
 
-/// A format of output: what -of calls it, its number, and what writes it.
+/// A format of output: what -of calls it, its number (those that the code asks for have a
+/// name in CConfigParam), and what writes it.
 struct SFormat {
   const char* szWord;
   int nNumber;

@@ -18,6 +18,14 @@ constexpr SFormat FORMATS[] = {
     {"txtstat", CConfigParam::FORMAT_TXTSTAT, Make<CStatSink>},
 };
 
+constexpr bool NumbersAreDistinct() {
+  for (const SFormat& one : FORMATS)
+    for (const SFormat& other : FORMATS)
+      if (&one != &other && one.nNumber == other.nNumber) return false;
+  return true;
+}
+static_assert(NumbersAreDistinct(), "two formats have one number");
+
 }  // namespace
 
 std::span<const SFormat> Formats() { return FORMATS; }

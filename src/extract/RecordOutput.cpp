@@ -1,18 +1,37 @@
 // Headers and records to streams of a caller's: what a sink does with its own files.
 
+#include <algorithm>
+
+#include "app/Format.h"
 #include "extract/Extractor.h"
 #include "output/BinarySink.h"
 #include "output/TextSink.h"
 
+namespace {
+
+const SFormat* Find(int nFormat) {
+  const auto formats = Formats();
+  const auto found = std::ranges::find(formats, nFormat, &SFormat::nNumber);
+  return found == formats.end() ? nullptr : &*found;
+}
+
+/// Calls put with the sink of the run's format. Formats that do not write record by record have nothing to
+/// put: true.
+template <class TPut>
+bool WithSink(const CConfigParam& config, TPut put) {
+  const SFormat* pFormat = Find(config.nFormat);
+  if (!pFormat) return true;
+  const CChannelSelection channels = config.Channels();
+  const auto pSink = pFormat->pMakeSink(config, channels);
+  auto* pFileSink = dynamic_cast<CFileSink*>(pSink.get());
+  return !pFileSink || put(*pFileSink);
+}
+
+}  // namespace
+
 bool CExtractor::WriteOutputHeader(CWriter* pWriter, const CConfigParam* pConfig, int nSatellite) {
-  switch (pConfig->nFormat) {
-    case CConfigParam::FORMAT_BIN:
-      return WriteOutputBinHeader(pWriter, pConfig, nSatellite);
-    case CConfigParam::FORMAT_TXT:
-      return WriteOutputTextHeader(pWriter, pConfig);
-    default:
-      return pConfig->nFormat == CConfigParam::FORMAT_TXTSTAT;  // has no header
-  }
+  const auto put = [=](CFileSink& sink) { return sink.PutHeader(*pWriter, nSatellite); };
+  return Find(pConfig->nFormat) && WithSink(*pConfig, put);
 }
 
 bool CExtractor::WriteOutputBinHeader(CWriter* pWriter, const CConfigParam* pConfig, int nSatellite) {
@@ -26,14 +45,7 @@ bool CExtractor::WriteOutputTextHeader(CWriter* pWriter, const CConfigParam* pCo
 }
 
 bool CExtractor::WriteOutput(CWriter* pWriter, const CConfigParam* pConfig) {
-  switch (pConfig->nFormat) {
-    case CConfigParam::FORMAT_BIN:
-      return WriteOutputBin(pWriter, pConfig);
-    case CConfigParam::FORMAT_TXT:
-      return WriteOutputText(pWriter, pConfig);
-    default:
-      return true;
-  }
+  return WithSink(*pConfig, [=, this](CFileSink& sink) { return sink.PutRecord(*pWriter, m_record); });
 }
 
 bool CExtractor::WriteOutputBin(CWriter* pWriter, const CConfigParam* pConfig) {
