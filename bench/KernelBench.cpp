@@ -2,18 +2,29 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <vector>
 
 #include "app/ConfigParam.h"
 #include "bufr/BUFRReaderL1C.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
-#include "kernel/TextReal.h"
 #include "output/BinarySink.h"
+#include "output/FileSink.h"
+#include "output/Record.h"
+#include "output/StreamWriter.h"
 #include "output/TextSink.h"
-#include "prod/BrightnessTemperature.h"
+#include "prod/ChannelSelection.h"
+#include "prod/Column.h"
+#include "prod/ProdL1C.h"
+#include "prod/ProductKind.h"
+#include "sample/BUFREncoder.h"
+#include "sample/Layouts.h"
+#include "sample/ProductEncoder.h"
 #include "sample/SampleArchive.h"
 
 namespace {

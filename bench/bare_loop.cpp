@@ -4,9 +4,9 @@
 //
 // Usage: bare_loop all|ten|temperature|text|window OUTPUT FILE...
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>

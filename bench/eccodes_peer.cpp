@@ -6,7 +6,6 @@
 #include <eccodes.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>

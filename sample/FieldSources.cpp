@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
 #include <limits>
 #include <span>
 
+#include "sample/Scene.h"
 #include "sample/SpectrumModel.h"
+#include "sample/Template.h"
 
 namespace {
 

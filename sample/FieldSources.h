@@ -1,8 +1,9 @@
 #pragma once
 
 #include "sample/Layouts.h"
-#include "sample/Scene.h"
-#include "sample/Template.h"
+
+struct SSamplePixel;
+struct STemplateField;
 
 /// What the value of an element is made from.
 struct SAsk {

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
+
+#include "sample/FieldSources.h"
+#include "sample/Scene.h"
 
 namespace {
 

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "sample/BUFREncoder.h"
-#include "sample/FieldSources.h"
 #include "sample/Layouts.h"
-#include "sample/Scene.h"
 #include "sample/SpectrumModel.h"
 #include "sample/Template.h"
+
+struct SFieldSource;
+struct SSamplePixel;
 
 struct SEncodeOptions {
   int nEdition = 4;       // 3: a section 1 of 18 bytes, so that the date of an L2 message gives version 0

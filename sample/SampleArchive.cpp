@@ -7,6 +7,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
+
+#include "sample/BUFREncoder.h"
+#include "sample/ProductEncoder.h"
+#include "sample/Scene.h"
 
 namespace {
 

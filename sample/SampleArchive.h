@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "sample/ProductEncoder.h"
+#include "sample/Layouts.h"
+#include "sample/Scene.h"  // IWYU pragma: keep
 
 /// What an archive of samples is to hold.
 struct SSampleOptions {

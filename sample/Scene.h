@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 /// What one field of view saw: the common ground from which all six products are made.
 struct SSamplePixel {

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <iterator>
+
+#include "sample/Scene.h"
 
 namespace {
 

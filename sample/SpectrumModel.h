@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "sample/Scene.h"
+struct SSamplePixel;
 
 /// Spectra that look like those of the sounder: Planck curves of a surface or cloud top seen through bands of
 /// carbon dioxide, ozone and water vapour, instrument noise, and the packing in bands of powers of ten.

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <system_error>
 
+#include "sample/Layouts.h"
 #include "sample/SampleArchive.h"
 
 namespace {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bufr/BUFRReader.h"
+#include "prod/Prod.h"
 #include "prod/Spectrum.h"
 #include "sample/BUFREncoder.h"
 #include "sample/Layouts.h"

@@ -10,6 +10,7 @@
 #include "bufr/BUFRReaderL1C.h"
 #include "kernel/Cpu.h"
 #include "kernel/Reporter.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 

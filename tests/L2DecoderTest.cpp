@@ -8,6 +8,11 @@
 #include "bufr/BUFRReaderL2ozo.h"
 #include "bufr/BUFRReaderL2trg.h"
 #include "bufr/BUFRReaderL2twt.h"
+#include "prod/ProdL2clp.h"
+#include "prod/ProdL2ems.h"
+#include "prod/ProdL2ozo.h"
+#include "prod/ProdL2trg.h"
+#include "prod/ProdL2twt.h"
 
 namespace {
 

@@ -8,9 +8,11 @@
 
 #include "StatReference.h"
 #include "TestSupport.h"
+#include "app/ConfigParam.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
 #include "kernel/Reporter.h"
+#include "output/Record.h"
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
 #include "stat/SpeStat.h"

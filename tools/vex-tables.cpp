@@ -3,11 +3,14 @@
 // product is missing or its archive is of day 1.
 
 #include <cstdio>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "output/Block.h"
 #include "output/Record.h"
+#include "prod/ProductKind.h"
 
 namespace {
 

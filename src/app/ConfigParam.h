@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "app/AltitudeMap.h"
-#include "app/GeoBox.h"
-#include "app/ObjArray.h"
-#include "app/StrArray.h"
-#include "app/TimeRange.h"
-#include "app/ValueRange.h"
+#include "app/GeoBox.h"      // IWYU pragma: export
+#include "app/ObjArray.h"    // IWYU pragma: export
+#include "app/StrArray.h"    // IWYU pragma: export
+#include "app/TimeRange.h"   // IWYU pragma: export
+#include "app/ValueRange.h"  // IWYU pragma: export
 #include "prod/ChannelSelection.h"
 #include "prod/ProductKind.h"
 

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "app/StrArray.h"
+
 bool CDirManager::MatchMotif(const char* szPath, const char* szMotif) {
   if (!szMotif) return true;
   const char* pSlash = std::strrchr(szPath, '/');

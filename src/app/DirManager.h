@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/StrArray.h"
+class CStrArray;
 
 /// Lists directories by name filters, and joins paths. Names are bytes of any value.
 class CDirManager {

@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "app/DirManager.h"
+#include "app/StrArray.h"
 #include "extract/Extractor.h"
 #include "prod/ProductKind.h"
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
+#include "bufr/BUFRDescriptor.h"
+#include "kernel/BitRun.h"
 #include "kernel/Reporter.h"
 
 bool CBUFRReader::Open(const char* szPath) {

@@ -4,9 +4,14 @@
 #include <cstdint>
 #include <memory>
 
+#include "bufr/BitCursor.h"
+#include "bufr/Decompress.h"
 #include "bufr/DescriptorList.h"
+#include "bufr/Element.h"
 #include "bufr/LayoutEngine.h"
 #include "bufr/StreamReader.h"
+
+class CProd;
 
 /// Reads FM-94 BUFR messages from one file: finds them, splits sections 0 to 5 and keeps the data of section
 /// 4. What the data mean is known to the derived decoders, which decode them with the layout engine.

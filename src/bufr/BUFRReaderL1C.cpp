@@ -2,7 +2,12 @@
 
 #include <limits>
 
+#include "bufr/BitCursor.h"
+#include "bufr/Element.h"
+#include "bufr/LayoutEngine.h"
 #include "kernel/PowerOfTen.h"
+#include "prod/Prod.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 

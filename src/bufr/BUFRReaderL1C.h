@@ -1,8 +1,13 @@
 #pragma once
 
+#include <cstdint>
+
 #include "bufr/BUFRReader.h"
 #include "bufr/SpectrumDecoder.h"
-#include "prod/ProdL1C.h"
+#include "prod/ChannelSelection.h"
+
+class CBitCursor;
+class CProdL1C;
 
 /// Decoder of IASI L1C messages, layouts 1 (sequence 3 40 001) and 2 (3 40 007).
 class CBUFRReaderL1C : public CBUFRReader {

@@ -1,5 +1,12 @@
 #include "bufr/BUFRReaderL2.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
+#include "bufr/LayoutEngine.h"
+#include "prod/Prod.h"
+#include "prod/ProdL2.h"
+
 int CBUFRReaderL2::BUFRDecompressFieldOfView(int64_t& bitPos, int64_t nWidth, int64_t nReference,
                                              int64_t* pOut, uint64_t nFlag, int64_t nMissing,
                                              int64_t* pConstant, bool* pbConstant) {

@@ -1,7 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "bufr/BUFRReader.h"
-#include "prod/ProdL2.h"
+#include "bufr/Element.h"
+
+class CBitCursor;
+class CProdL2;
 
 /// What the decoders of the five L2 kinds share: the header, the cursor of the product block and three
 /// variants of decompression. Layout versions of L2 messages are 0 and 3 to 8.

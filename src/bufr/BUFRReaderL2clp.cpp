@@ -1,6 +1,12 @@
 #include "bufr/BUFRReaderL2clp.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
+#include "bufr/Element.h"
 #include "bufr/L2Header.h"
+#include "bufr/LayoutEngine.h"
+#include "prod/ProdL2clp.h"
 #include "prod/ProductKind.h"
 
 namespace {

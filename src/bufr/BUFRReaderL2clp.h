@@ -1,7 +1,9 @@
 #pragma once
 
+#include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
-#include "prod/ProdL2clp.h"
+
+class CProdL2clp;
 
 /// Decoder of L2 messages of cloud parameters.
 class CBUFRReaderL2clp : public CBUFRReaderL2 {

@@ -1,7 +1,13 @@
 #include "bufr/BUFRReaderL2ems.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
+#include "bufr/Element.h"
 #include "bufr/L2Header.h"
+#include "bufr/LayoutEngine.h"
 #include "kernel/Reporter.h"
+#include "prod/ProdL2ems.h"
 #include "prod/ProductKind.h"
 
 namespace {

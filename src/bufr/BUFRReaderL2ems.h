@@ -1,7 +1,9 @@
 #pragma once
 
+#include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
-#include "prod/ProdL2ems.h"
+
+class CProdL2ems;
 
 /// Decoder of L2 messages of surface emissivity.
 class CBUFRReaderL2ems : public CBUFRReaderL2 {

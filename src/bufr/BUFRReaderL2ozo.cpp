@@ -1,7 +1,14 @@
 #include "bufr/BUFRReaderL2ozo.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
+#include "bufr/Element.h"
 #include "bufr/L2Header.h"
+#include "bufr/LayoutEngine.h"
 #include "kernel/Reporter.h"
+#include "prod/Prod.h"
+#include "prod/ProdL2ozo.h"
 #include "prod/ProductKind.h"
 
 namespace {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
-#include "prod/ProdL2ozo.h"
+
+class CBitCursor;
+class CProdL2ozo;
 
 /// Decoder of L2 messages of ozone columns.
 class CBUFRReaderL2ozo : public CBUFRReaderL2 {

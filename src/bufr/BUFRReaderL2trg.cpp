@@ -1,6 +1,12 @@
 #include "bufr/BUFRReaderL2trg.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
+#include "bufr/Element.h"
 #include "bufr/L2Header.h"
+#include "bufr/LayoutEngine.h"
+#include "prod/ProdL2trg.h"
 #include "prod/ProductKind.h"
 
 namespace {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
-#include "prod/ProdL2trg.h"
+
+class CProdL2trg;
 
 /// Decoder of L2 messages of trace-gas columns.
 class CBUFRReaderL2trg : public CBUFRReaderL2 {

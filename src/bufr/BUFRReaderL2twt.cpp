@@ -1,7 +1,12 @@
 #include "bufr/BUFRReaderL2twt.h"
 
+#include <cstdint>
+
+#include "bufr/BitCursor.h"
 #include "bufr/L2Header.h"
+#include "bufr/LayoutEngine.h"
 #include "kernel/Reporter.h"
+#include "prod/ProdL2twt.h"
 #include "prod/ProductKind.h"
 
 namespace {

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
-#include "prod/ProdL2twt.h"
+#include "bufr/Element.h"
+
+class CBitCursor;
+class CProdL2twt;
 
 /// Decoder of L2 messages of temperature and water-vapour profiles.
 class CBUFRReaderL2twt : public CBUFRReaderL2 {

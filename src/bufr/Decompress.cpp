@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "bufr/BitCursor.h"
 #include "bufr/LayoutEngine.h"
 #include "kernel/BitRun.h"
 #include "kernel/PowerOfTen.h"

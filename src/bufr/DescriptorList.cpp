@@ -1,6 +1,9 @@
 #include "bufr/DescriptorList.h"
 
 #include <algorithm>
+#include <cstddef>
+
+#include "bufr/StreamReader.h"
 
 bool CDescriptorList::Read(CStreamReader& stream, int nCount) {
   // No more than the file holds, half a descriptor at its end included: it is read over.

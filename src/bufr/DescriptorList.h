@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "bufr/BUFRDescriptor.h"
-#include "bufr/StreamReader.h"
+
+class CStreamReader;
 
 /// The data descriptors of a message, kept as section 3 holds them, two octets each: a section may claim
 /// eight million of them.

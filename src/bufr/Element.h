@@ -5,7 +5,8 @@
 #include <type_traits>
 
 #include "prod/Member.h"
-#include "prod/Prod.h"
+
+class CProd;
 
 /// Where the values of one element go: a column of a record, or of a family of columns with an index
 /// (layer, level, band). Both functions null: the element is skipped.

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
 
 #include "bufr/Element.h"
 #include "prod/ProdL2.h"

@@ -1,7 +1,9 @@
 #include "bufr/LayoutEngine.h"
 
-#include <algorithm>
 #include <cstdlib>
+#include <type_traits>
+
+#include "prod/Prod.h"
 
 /// pKept: the pixels whose values the column takes; null for all.
 template <class T>

@@ -6,7 +6,10 @@
 #include "bufr/BitCursor.h"
 #include "bufr/Decompress.h"
 #include "bufr/Element.h"
-#include "prod/Prod.h"
+
+class CProd;
+template <class T>
+class TColumn;
 
 /// Decodes compressed elements: single ones, and the rows of layouts into the columns of a record.
 ///

@@ -1,8 +1,16 @@
 #include "bufr/SpectrumDecoder.h"
 
 #include <algorithm>
+#include <cstddef>
 
+#include "bufr/BitCursor.h"
+#include "bufr/Decompress.h"
+#include "bufr/Element.h"
+#include "bufr/LayoutEngine.h"
+#include "kernel/BitRun.h"
 #include "kernel/PowerOfTen.h"
+#include "prod/Prod.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 

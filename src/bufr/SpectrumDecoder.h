@@ -3,8 +3,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "bufr/LayoutEngine.h"
-#include "prod/ProdL1C.h"
+#include "prod/ChannelSelection.h"
+#include "prod/Spectrum.h"
+
+class CBitCursor;
+class CLayoutEngine;
+class CProdL1C;
+struct SKeptRow;
 
 /// Decoder of the spectra of an L1C message: ten scale-factor bands, then 8700 samples of a channel number
 /// and a raw radiance each.

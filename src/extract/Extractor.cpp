@@ -1,12 +1,15 @@
 #include "extract/Extractor.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "app/Format.h"
+#include "extract/Kind.h"
 #include "kernel/Reporter.h"
+#include "output/RecordSink.h"
 
 CExtractor::CExtractor() {
   for (int i = 0; i < PRODUCTS; ++i) {

@@ -1,12 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "app/ConfigParam.h"
-#include "extract/Kind.h"
-#include "output/RecordSink.h"
-#include "output/Writer.h"
+#include "output/Record.h"
+#include "prod/ChannelSelection.h"
+#include "prod/Prod.h"
+#include "prod/ProductKind.h"
+#include "reader/Reader.h"
+
+class CRecordSink;
+class CWriter;
 
 /// One product of the run.
 struct Stream {

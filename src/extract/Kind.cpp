@@ -1,5 +1,11 @@
 #include "extract/Kind.h"
 
+#include "prod/ProdL1C.h"
+#include "prod/ProdL2clp.h"
+#include "prod/ProdL2ems.h"
+#include "prod/ProdL2ozo.h"
+#include "prod/ProdL2trg.h"
+#include "prod/ProdL2twt.h"
 #include "reader/L1Reader.h"
 #include "reader/L2ReaderClp.h"
 #include "reader/L2ReaderEms.h"

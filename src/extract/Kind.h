@@ -3,7 +3,9 @@
 #include <memory>
 
 #include "prod/ProductKind.h"
-#include "reader/Reader.h"
+
+class CProd;
+class CReader;
 
 /// What a product is held in and read by; one row each, in the order of the streams.
 struct SKind {

@@ -1,11 +1,16 @@
 // Headers and records to streams of a caller's: what a sink does with its own files.
 
 #include <algorithm>
+#include <memory>
+#include <span>
 
+#include "app/ConfigParam.h"
 #include "app/Format.h"
 #include "extract/Extractor.h"
 #include "output/BinarySink.h"
 #include "output/TextSink.h"
+#include "output/Writer.h"
+#include "prod/ChannelSelection.h"
 
 namespace {
 

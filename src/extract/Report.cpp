@@ -1,9 +1,13 @@
 // What the run says at its end: counts, warnings about day 1 archives, missing data.
 
+#include <cstdint>
+
+#include "app/ConfigParam.h"
 #include "bufr/Element.h"
 #include "extract/Extractor.h"
-#include "extract/Kind.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
+#include "reader/Reader.h"
 
 namespace {
 

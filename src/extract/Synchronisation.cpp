@@ -1,9 +1,13 @@
 // Pairing of the pixels of the product streams: which streams take part in a record, and how they move on.
 
+#include <cstdint>
 #include <tuple>
 
 #include "extract/Extractor.h"
 #include "kernel/Reporter.h"
+#include "output/Record.h"
+#include "prod/Prod.h"
+#include "prod/ProductKind.h"
 
 namespace {
 

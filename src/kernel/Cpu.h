@@ -2,7 +2,7 @@
 
 #if defined(__x86_64__)
 #define VEX_AVX2 1
-#include <immintrin.h>
+#include <immintrin.h>  // IWYU pragma: export
 /// Compiles one function for processors that WideKernels() has found.
 #define VEX_TARGET_AVX2 __attribute__((target("avx2,fma")))
 #endif

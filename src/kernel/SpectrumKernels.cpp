@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
 #include "kernel/MissingReal.h"
 

@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernel/BitRun.h"
-
 /// Most rows that one call of TransposeTile takes.
 constexpr int TILE_ROWS = 16;
 

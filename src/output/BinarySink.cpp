@@ -1,7 +1,17 @@
 #include "output/BinarySink.h"
 
+#include <cstdint>
+#include <vector>
+
 #include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
+#include "output/Block.h"
+#include "output/BlockPlan.h"
+#include "output/Record.h"
+#include "output/SpectrumWriter.h"
+#include "output/StreamWriter.h"
+#include "prod/ChannelSelection.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 /// Bytes of the header but for the lists of channels and kinds.

@@ -2,6 +2,13 @@
 
 #include "output/FileSink.h"
 
+class CBlockPlans;
+class CChannelSelection;
+class CConfigParam;
+class CStreamWriter;
+struct SPixelOf;
+struct SRecordView;
+
 /// Binary extraction files: Fortran sequential records in either byte order. The page of the formats is
 /// docs/formats.md.
 class CBinarySink : public CFileSink {

@@ -1,6 +1,8 @@
 #include "output/Block.h"
 
+#include "prod/Prod.h"
 #include "prod/ProdL1C.h"
+#include "prod/ProdL2.h"
 #include "prod/ProdL2clp.h"
 #include "prod/ProdL2ems.h"
 #include "prod/ProdL2ozo.h"

@@ -5,7 +5,8 @@
 #include <type_traits>
 
 #include "prod/Member.h"
-#include "prod/Prod.h"
+
+class CProd;
 
 /// The blocks of an output record as data. One row is one field: its column name in the text header, where
 /// its value comes from, its form in a binary and in a text record, and what stands there when the product

@@ -6,6 +6,7 @@
 
 #include "kernel/SpectrumKernels.h"
 #include "kernel/TextReal.h"
+#include "output/StreamWriter.h"
 #include "prod/ProdL1C.h"
 
 namespace {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "output/Block.h"
-#include "output/StreamWriter.h"
+#include "prod/Prod.h"
+
+class CStreamWriter;
 
 /// A block made ready for its pixels: the repetitions written out, the columns found, fixed values put in.
 /// What is left to do for a pixel is to fetch its values, convert and store them.

@@ -1,6 +1,9 @@
 #include "output/FileSink.h"
 
+#include <cstddef>
+
 #include "app/ConfigParam.h"
+#include "prod/ChannelSelection.h"
 
 CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator)
     : m_config(config),

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "output/BlockPlan.h"
+#include "output/Record.h"
 #include "output/RecordSink.h"
 #include "output/SpectrumWriter.h"
 #include "output/StreamWriter.h"
 
+class CChannelSelection;
 class CConfigParam;
 
 /// A format that writes each record at once, part by part. A derived class says how headers, records, parts

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/ConfigParam.h"
+#include "output/Block.h"
 
 const SPixelOf* SRecordView::First(int nFrom) const {
   const auto* pFound = std::find_if(arPixels + nFrom, arPixels + PRODUCTS,

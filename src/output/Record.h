@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "output/Block.h"
 #include "prod/ProductKind.h"
 
 class CConfigParam;
+class CProd;
+struct SBlock;
 
 /// Who gives a part of a record its pixel.
 enum class ESupplier : uint8_t {

@@ -1,6 +1,10 @@
 #pragma once
 
-#include "output/Record.h"
+#include <cstdint>
+
+#include "prod/ProductKind.h"
+
+struct SRecordView;
 
 /// A format of output. A run opens its files (one, or one for each box), writes the header and then record
 /// after record to them, and closes them.

@@ -1,11 +1,15 @@
 #include "output/SpectrumWriter.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "kernel/SpectrumKernels.h"
 #include "kernel/TextReal.h"
+#include "output/StreamWriter.h"
 #include "prod/BrightnessTemperature.h"
+#include "prod/Prod.h"
+#include "prod/ProdL1C.h"
 
 namespace {
 constexpr int CHUNK = 2048;   // most values that are converted at a time

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "kernel/RadianceText.h"
-#include "output/StreamWriter.h"
 #include "prod/ChannelSelection.h"
-#include "prod/ProdL1C.h"
+#include "prod/Prod.h"
+#include "prod/Spectrum.h"
+
+class CProdL1C;
+class CStreamWriter;
 
 /// Writes the spectra of records: radiances in W/(m2 sr m-1) or brightness temperatures in kelvin, a stretch
 /// of channels at a time.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 /// The one way in which files are written: a buffered byte stream, with binary values in either byte order.
 /// Operations return the bytes accepted. Once the system has refused bytes, every operation on the file

@@ -2,6 +2,12 @@
 
 #include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
+#include "output/Block.h"
+#include "output/BlockPlan.h"
+#include "output/Record.h"
+#include "output/SpectrumWriter.h"
+#include "output/StreamWriter.h"
+#include "prod/ProdL1C.h"
 
 CTextSink::CTextSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator)
     : CFileSink(config, selection, cSeparator) {}

@@ -2,6 +2,13 @@
 
 #include "output/FileSink.h"
 
+class CBlockPlans;
+class CChannelSelection;
+class CConfigParam;
+class CStreamWriter;
+struct SPixelOf;
+struct SRecordView;
+
 /// Text extraction files: a line of column names, then a line a record; a tab (or what a format derived from
 /// it takes) between the columns.
 class CTextSink : public CFileSink {

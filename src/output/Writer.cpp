@@ -2,9 +2,13 @@
 
 #include <utility>
 
+#include "app/ConfigParam.h"
 #include "output/BlockPlan.h"
 #include "output/SpectrumWriter.h"
 #include "output/TextSink.h"
+#include "prod/ChannelSelection.h"
+#include "prod/ProdL1C.h"
+#include "prod/ProdL2.h"
 
 void CWriter::Bin(const SBlock& block, const CProd& prod, int nPixel) {
   CBlockPlans(block).WriteBinary(*this, prod, nPixel);

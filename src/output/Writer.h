@@ -1,14 +1,18 @@
 #pragma once
 
-#include "app/ConfigParam.h"
 #include "output/Block.h"
 #include "output/StreamWriter.h"
-#include "prod/ProdL1C.h"
 #include "prod/ProdL2clp.h"
 #include "prod/ProdL2ems.h"
 #include "prod/ProdL2ozo.h"
 #include "prod/ProdL2trg.h"
 #include "prod/ProdL2twt.h"
+#include "prod/ProductKind.h"
+
+class CConfigParam;
+class CProd;
+class CProdL1C;
+class CProdL2;
 
 /// Writes single blocks of extraction records by name. Runs go through the sinks (RecordSink.h), which keep
 /// what these operations make anew at every call.

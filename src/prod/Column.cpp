@@ -1,5 +1,7 @@
 #include "prod/Column.h"
 
+#include <type_traits>
+
 #include "prod/Prod.h"
 
 CColumn::CColumn(CProd& record, bool bKept) : m_nRows(bKept ? record.m_nKept : record.PixelCapacity) {

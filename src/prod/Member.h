@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "prod/Column.h"
+#include "prod/Column.h"  // IWYU pragma: export
 
 /// Record and field of a pointer to a member, and what the field is or, of a family, its columns.
 template <class TMember>

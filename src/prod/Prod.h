@@ -1,10 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "kernel/MissingReal.h"
-#include "prod/Column.h"
+#include "prod/Column.h"  // IWYU pragma: export
 
 /// The pixels of one BUFR message as parallel arrays: the fields that all products share. A record is
 /// refilled message after message; its arrays only grow. Fields of kept pixels have their elements for these

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "prod/Prod.h"
 #include "prod/Spectrum.h"
 

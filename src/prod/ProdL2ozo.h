@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prod/Column.h"
 #include "prod/ProdL2.h"
 
 /// Ozone columns: 4 layers a pixel, 101 in the messages of layout versions 3 and 4.

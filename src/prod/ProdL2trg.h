@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prod/Column.h"
 #include "prod/ProdL2.h"
 
 /// Trace-gas columns.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prod/Column.h"
 #include "prod/ProdL2.h"
 
 /// Surface description and profiles of temperature and water vapour, 90 or 101 levels each.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kernel/BitRun.h"
 #include "kernel/MissingReal.h"
 #include "kernel/SpectrumKernels.h"
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
+#include "prod/Column.h"
 
 namespace {
 

@@ -1,7 +1,16 @@
 #pragma once
 
+#include <cstdint>
+
 #include "bufr/BUFRReaderL1C.h"
+#include "prod/ChannelSelection.h"
+#include "prod/ProdL1C.h"
 #include "reader/Reader.h"
+
+class CBUFRReader;
+class CConfigParam;
+class CProd;
+class CStrArray;
 
 /// Reader of L1C files, with the filters on fractions, imager statistics and quality.
 class CL1Reader : public CReader {

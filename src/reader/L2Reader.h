@@ -1,8 +1,15 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kernel/Reporter.h"
 #include "prod/ProductKind.h"
 #include "reader/Reader.h"
+
+class CBUFRReader;
+class CConfigParam;
+class CProd;
+class CStrArray;
 
 /// Reader of one L2 kind, with its record and decoder. What is particular about its messages stands in its
 /// row of PRODUCT_KINDS.

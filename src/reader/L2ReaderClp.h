@@ -1,6 +1,8 @@
 #pragma once
 
 #include "bufr/BUFRReaderL2clp.h"
+#include "prod/ProdL2clp.h"
+#include "prod/ProductKind.h"
 #include "reader/L2Reader.h"
 
 /// Reader of cloud parameters.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "bufr/BUFRReaderL2ems.h"
+#include "prod/ProdL2ems.h"
+#include "prod/ProductKind.h"
 #include "reader/L2Reader.h"
 
 /// Reader of surface emissivity.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "bufr/BUFRReaderL2ozo.h"
+#include "prod/ProdL2ozo.h"
+#include "prod/ProductKind.h"
 #include "reader/L2Reader.h"
 
 /// Reader of ozone columns.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "bufr/BUFRReaderL2trg.h"
+#include "prod/ProdL2trg.h"
+#include "prod/ProductKind.h"
 #include "reader/L2Reader.h"
 
 /// Reader of trace gases.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "bufr/BUFRReaderL2twt.h"
+#include "prod/ProdL2twt.h"
+#include "prod/ProductKind.h"
 #include "reader/L2Reader.h"
 
 /// Reader of temperature and water vapour.

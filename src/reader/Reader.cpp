@@ -2,7 +2,9 @@
 
 #include <tuple>
 
+#include "app/AltitudeMap.h"
 #include "kernel/Reporter.h"
+#include "prod/ProductKind.h"
 
 namespace {
 

@@ -6,6 +6,8 @@
 #include "bufr/BUFRReader.h"
 #include "prod/Prod.h"
 
+class CChannelSelection;
+
 /// Walks the selected files of one product kind message after message, and marks the pixels that pass the
 /// filters which all kinds share. A derived reader owns the kind's decoder and says what differs.
 class CReader {

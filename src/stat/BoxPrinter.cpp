@@ -1,5 +1,13 @@
 #include "stat/BoxPrinter.h"
 
+#include <string>
+
+#include "prod/ProductKind.h"
+#include "stat/BoxStat.h"
+#include "stat/Classes.h"
+#include "stat/Moments.h"
+#include "stat/StatHeader.h"
+#include "stat/StatTable.h"
 #include "stat/StatText.h"
 
 namespace {

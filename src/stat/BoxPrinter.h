@@ -1,7 +1,8 @@
 #pragma once
 
-#include "stat/BoxStat.h"
-#include "stat/StatHeader.h"
+class CBoxStat;
+class CStatHeader;
+class CStatTable;
 
 /// Prints the statistics on a grid of the globe.
 class CBoxPrinter {

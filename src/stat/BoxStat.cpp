@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "kernel/MissingReal.h"
+#include "prod/Prod.h"
 #include "prod/ProdL1C.h"
 #include "prod/ProdL2clp.h"
 #include "prod/ProdL2ems.h"

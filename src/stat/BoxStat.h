@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -7,6 +8,8 @@
 #include "stat/Classes.h"
 #include "stat/Moments.h"
 #include "stat/PixelValue.h"
+
+class CProd;
 
 /// Counts and means of what the pixels of each product hold, on a regular grid of the whole globe.
 class CBoxStat {

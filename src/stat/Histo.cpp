@@ -1,5 +1,11 @@
 #include "stat/Histo.h"
 
+#include "app/ConfigParam.h"
+#include "prod/Prod.h"
+#include "stat/HistoKind.h"
+#include "stat/Moments.h"
+#include "stat/MultiPixStat.h"
+
 CHisto::CHisto(const SHistoKind& kind, const SHistoParam& param)
     : m_pKind(&kind),
       m_classes(param.fMin, param.fMax, param.nClasses),

@@ -1,8 +1,13 @@
 #pragma once
 
-#include "stat/HistoKind.h"
-#include "stat/MultiPixStat.h"
+#include <vector>
+
+#include "stat/Classes.h"
 #include "stat/StatHisto.h"
+
+class CProd;
+struct SHistoKind;
+struct SHistoParam;
 
 /// Histogram of one value a pixel, for all pixels and for each pixel position.
 class CHisto {

@@ -1,8 +1,11 @@
 #include "stat/HistoMultiPix.h"
 
 #include <algorithm>
+#include <cstdint>
 
+#include "app/ConfigParam.h"
 #include "kernel/MissingReal.h"
+#include "stat/MultiPixStat.h"
 
 CHistoMultiPix::CHistoMultiPix(const SHistoParam& param, int nColumns, bool bPositions)
     : m_classes(param.fMin, param.fMax, param.nClasses),

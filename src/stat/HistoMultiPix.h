@@ -1,12 +1,14 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "app/ConfigParam.h"
 #include "stat/Classes.h"
-#include "stat/MultiPixStat.h"
 #include "stat/RowBatch.h"
+
+struct SHistoParam;
 
 /// Histogram of the radiances of each selected channel, for all pixels and, when asked for, for each pixel
 /// position.

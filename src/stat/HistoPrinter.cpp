@@ -1,6 +1,17 @@
 #include "stat/HistoPrinter.h"
 
+#include <cstdint>
+#include <string>
+
 #include "prod/Physics.h"
+#include "stat/Classes.h"
+#include "stat/Histo.h"
+#include "stat/HistoKind.h"
+#include "stat/Moments.h"
+#include "stat/MultiPixStat.h"
+#include "stat/StatHeader.h"
+#include "stat/StatHisto.h"
+#include "stat/StatTable.h"
 #include "stat/StatText.h"
 
 namespace {

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "stat/Histo.h"
-#include "stat/StatHeader.h"
+class CHisto;
+class CStatHeader;
+class CStatTable;
 
 /// Prints the histogram of one value a pixel.
 class CHistoPrinter {

@@ -1,5 +1,7 @@
 #include "stat/MultiPixStat.h"
 
+#include "stat/SpeMultiStat.h"
+
 void CMultiPixStat::Add(const SSpectrumRow& row, int64_t nCloudFraction, int64_t nFieldOfView) {
   auto& pStat = m_arpPositions[SPosition::Of(nFieldOfView)];
   if (!pStat) pStat = std::make_unique<CSpeMultiStat>(m_nColumns, m_bFour);

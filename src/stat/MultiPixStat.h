@@ -1,6 +1,11 @@
 #pragma once
 
-#include "stat/SpeMultiStat.h"
+#include <cstdint>
+#include <memory>
+
+#include "stat/SpeMultiStat.h"  // IWYU pragma: keep
+
+struct SSpectrumRow;
 
 /// The four positions of a pixel in the 2 x 2 array of the sounder.
 struct SPosition {

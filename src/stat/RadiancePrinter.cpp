@@ -1,5 +1,12 @@
 #include "stat/RadiancePrinter.h"
 
+#include <string>
+
+#include "prod/ChannelSelection.h"
+#include "stat/Classes.h"
+#include "stat/HistoMultiPix.h"
+#include "stat/StatHeader.h"
+#include "stat/StatTable.h"
 #include "stat/StatText.h"
 
 void CRadiancePrinter::PrintComments(CStatTable& table, int nPosition) const {

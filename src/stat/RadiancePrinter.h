@@ -1,8 +1,9 @@
 #pragma once
 
-#include "prod/ChannelSelection.h"
-#include "stat/HistoMultiPix.h"
-#include "stat/StatHeader.h"
+class CChannelSelection;
+class CHistoMultiPix;
+class CStatHeader;
+class CStatTable;
 
 /// Prints the histogram of the radiances of each channel.
 class CRadiancePrinter {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "stat/RowBatch.h"
 #include "stat/SpeStat.h"
 
 /// Spectral statistics of all, of clear and of cloudy pixels. A pixel is accumulated once, under the one sky

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kernel/Cpu.h"
+#include "kernel/MissingReal.h"
 
 /// The update of one block by a tile of radiances. The plain loops are compiled twice, for any processor and
 /// for wide registers; each column sees the same operations in the same order either way.

@@ -1,6 +1,15 @@
 #include "stat/SpectraPrinter.h"
 
+#include <vector>
+
+#include "app/ConfigParam.h"
+#include "prod/ChannelSelection.h"
 #include "prod/Physics.h"
+#include "stat/Moments.h"
+#include "stat/SpeMultiStat.h"
+#include "stat/SpeStat.h"
+#include "stat/StatHeader.h"
+#include "stat/StatTable.h"
 #include "stat/StatText.h"
 
 namespace {

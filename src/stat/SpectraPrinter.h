@@ -1,8 +1,13 @@
 #pragma once
 
-#include "prod/ChannelSelection.h"
-#include "stat/SpeMultiStat.h"
-#include "stat/StatHeader.h"
+#include <string>
+
+class CChannelSelection;
+class CConfigParam;
+class CSpeMultiStat;
+class CStatHeader;
+class CStatTable;
+struct SMoments;
 
 /// Prints the statistics of the radiances of each channel.
 class CSpectraPrinter {

@@ -1,6 +1,8 @@
 #include "stat/StTpStat.h"
 
+#include "app/ConfigParam.h"
 #include "kernel/MissingReal.h"
+#include "stat/MultiPixStat.h"
 
 void CStTpStat::Add(const SSpectrumRow& row, int64_t nCloudFraction, int64_t nFieldOfView,
                     int64_t nSurfaceType, double fSolarZenithAngle) {

@@ -1,7 +1,12 @@
 #pragma once
 
-#include "app/ConfigParam.h"
-#include "stat/MultiPixStat.h"
+#include <cstdint>
+#include <memory>
+
+#include "stat/MultiPixStat.h"  // IWYU pragma: keep
+#include "stat/SpeMultiStat.h"
+
+struct SSpectrumRow;
 
 /// Spectral statistics by surface and time of day, and by pixel position. Every pixel is accumulated once, in
 /// the cell of its surface, period, position and sky; what a file shows is put together from the cells.

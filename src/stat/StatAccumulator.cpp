@@ -1,5 +1,17 @@
 #include "stat/StatAccumulator.h"
 
+#include <cstdint>
+
+#include "prod/Column.h"
+#include "prod/ProdL1C.h"
+#include "prod/ProductKind.h"
+#include "stat/BoxStat.h"
+#include "stat/Histo.h"
+#include "stat/HistoMultiPix.h"
+#include "stat/SpeMultiStat.h"
+#include "stat/StTpStat.h"
+#include "stat/StatSet.h"
+
 void CStatAccumulator::Add(CStatSet& set, int nProduct, const CProd& prod, int nPixel) {
   if (set.pBoxes) set.pBoxes->Add(nProduct, prod, nPixel);
   if (nProduct == PRODUCT_L1C) AddL1C(set, static_cast<const CProdL1C&>(prod), nPixel);

@@ -1,7 +1,10 @@
 #pragma once
 
-#include "prod/ProdL1C.h"
-#include "stat/StatSet.h"
+#include "stat/RowBatch.h"
+
+class CProd;
+class CProdL1C;
+class CStatSet;
 
 /// Takes pixel after pixel into what a run accumulates.
 class CStatAccumulator {

@@ -1,6 +1,7 @@
 #include "stat/StatFiles.h"
 
 #include "kernel/Reporter.h"
+#include "stat/StatTable.h"
 
 /// Prints a line of its own.
 void CStatFiles::Fail(const std::string& szMessage) {

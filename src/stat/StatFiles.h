@@ -4,7 +4,8 @@
 #include <string>
 
 #include "output/StreamWriter.h"
-#include "stat/StatTable.h"
+
+class CStatTable;
 
 /// The files of a statistics run: the one on the output path, and those whose names begin with it. Says of
 /// each that it was written, or what went wrong.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "app/ConfigParam.h"
 #include "kernel/TextReal.h"
 
 namespace {

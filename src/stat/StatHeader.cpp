@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "app/ConfigParam.h"
 #include "stat/StatFilters.h"
+#include "stat/StatTable.h"
 
 namespace {
 std::string Date(const SDate& date) {

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "app/ConfigParam.h"
-#include "stat/StatTable.h"
+class CConfigParam;
+class CStatTable;
 
 /// The lines that all files of a run begin with.
 class CStatHeader {

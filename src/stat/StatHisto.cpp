@@ -1,5 +1,8 @@
 #include "stat/StatHisto.h"
 
+#include "kernel/MissingReal.h"
+#include "stat/Classes.h"
+
 void CStatHisto::Add(const CClasses& classes, double fValue) {
   if (fValue == MISSING_REAL) {
     ++m_nMissing;

@@ -3,8 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "stat/Classes.h"
 #include "stat/Moments.h"
+
+class CClasses;
 
 /// Histogram of one set of pixels: count, mean and deviation of the values in each class, and how many fell
 /// outside.

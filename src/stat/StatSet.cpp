@@ -1,8 +1,11 @@
 #include "stat/StatSet.h"
 
 #include <new>
+#include <utility>
 
+#include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
+#include "stat/HistoKind.h"
 
 CStatSet::CStatSet(const CConfigParam& config, int nColumns, const bool (&arbActive)[PRODUCTS],
                    const std::string& szPath) {

@@ -4,11 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "app/ConfigParam.h"
+#include "prod/ProductKind.h"
 #include "stat/BoxStat.h"
 #include "stat/Histo.h"
 #include "stat/HistoMultiPix.h"
+#include "stat/SpeMultiStat.h"
 #include "stat/StTpStat.h"
+
+class CConfigParam;
 
 /// What a run of the statistics format accumulates in, by its parameters.
 class CStatSet {

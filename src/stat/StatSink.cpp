@@ -1,9 +1,22 @@
 #include "stat/StatSink.h"
 
+#include <string>
+
+#include "app/ConfigParam.h"
+#include "output/Record.h"
+#include "prod/ChannelSelection.h"
 #include "stat/BoxPrinter.h"
+#include "stat/BoxStat.h"
+#include "stat/Histo.h"
+#include "stat/HistoKind.h"
+#include "stat/HistoMultiPix.h"
 #include "stat/HistoPrinter.h"
+#include "stat/MultiPixStat.h"
 #include "stat/RadiancePrinter.h"
+#include "stat/SpeMultiStat.h"
 #include "stat/SpectraPrinter.h"
+#include "stat/StTpStat.h"
+#include "stat/StatHeader.h"
 #include "stat/StatText.h"
 
 CStatSink::CStatSink(const CConfigParam& config, const CChannelSelection& selection)

@@ -1,11 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "output/RecordSink.h"
+#include "prod/ProductKind.h"
 #include "stat/StatAccumulator.h"
 #include "stat/StatFiles.h"
-#include "stat/StatHeader.h"
+#include "stat/StatSet.h"
+
+class CChannelSelection;
+class CConfigParam;
+class CStatHeader;
+struct SRecordView;
 
 /// The statistics format: accumulates the pixels of the records and writes its files, one after the other,
 /// behind the last of them.

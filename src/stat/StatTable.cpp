@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "output/StreamWriter.h"
+
 namespace {
 constexpr int DIGITS = 9;
 constexpr int NUMBER_MAX = 32;  // the longest, like -1.23456789e-308, has 16

@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "output/StreamWriter.h"
+class CStreamWriter;
 
 /// Writes a table as tab-separated text: comment lines, a line of column names, rows. No tab ends a line.
 class CStatTable {

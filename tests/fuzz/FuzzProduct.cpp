@@ -7,10 +7,15 @@
 #include <memory>
 #include <string>
 
+#include "app/ConfigParam.h"
 #include "extract/Kind.h"
 #include "kernel/Cpu.h"
 #include "output/BinarySink.h"
+#include "output/Record.h"
+#include "output/StreamWriter.h"
 #include "output/TextSink.h"
+#include "prod/Prod.h"
+#include "reader/Reader.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return std::freopen("/dev/null", "w", stdout) ? 0 : 1;  // the decoders report on standard output

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sample/ProductEncoder.h"
+#include "sample/Scene.h"
 
 namespace {
 
