@@ -6,9 +6,11 @@
 #include <cmath>
 
 #include "TestArchive.h"
+#include "app/ConfigParam.h"
 #include "extract/Kind.h"
 #include "kernel/Reporter.h"
 #include "output/TextSink.h"
+#include "reader/Reader.h"
 
 namespace {
 

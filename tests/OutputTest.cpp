@@ -3,10 +3,15 @@
 #include <filesystem>
 
 #include "TestArchive.h"
+#include "app/ConfigParam.h"
 #include "extract/Extractor.h"
+#include "extract/Kind.h"
 #include "kernel/Reporter.h"
 #include "output/BinarySink.h"
 #include "output/TextSink.h"
+#include "output/Writer.h"
+#include "prod/ProdL1C.h"
+#include "reader/Reader.h"
 
 TEST(StreamWriter, BuffersUpToItsLastByteButOne) {
   CTempDir dir;
