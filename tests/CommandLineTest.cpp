@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
+#include "stat/StatFilters.h"
 
 namespace {
 
@@ -102,6 +103,30 @@ TEST(Options, KeepReplaceOrPartlyChange) {
   Interpret(config, "boxstat", "90-180");
   Interpret(config, "boxstat", "0");
   EXPECT_TRUE(!config.bBoxStat && config.nBoxStatLatitudes == 90 && config.nBoxStatLongitudes == 180);
+}
+
+// Each filter that the help names is an option, and is named in the header of statistics.
+TEST(CommandLine, StatisticsNameEveryFilter) {
+  std::istringstream help(RunVex({"-h"}).szOutput);
+  std::string szLine;
+  const auto skipTo = [&](const char* szTitle) {
+    while (std::getline(help, szLine) && szLine.find(szTitle) == szLine.npos) continue;
+  };
+  skipTo("FILTERING OPTIONS");
+  int nFilters = 0;
+  while (std::getline(help, szLine) && szLine.find("STAT OPTIONS") == szLine.npos) {
+    if (!szLine.starts_with(" -") || szLine.starts_with(" -alt ")) continue;
+    const std::string szName = szLine.substr(2, szLine.find(' ', 2) - 2);
+    CConfigParam config;
+    bool bAccepted = false;
+    for (const char* szValue : {"yyn", "1-2", "1", "day", "sea", "01h02m03s-04h05m06s"})
+      bAccepted = bAccepted || Interpret(config, szName.c_str(), szValue)[0] == '1';
+    const auto arFilters = FiltersInForce(config);
+    EXPECT_EQ(arFilters.size(), 1U) << szName;
+    EXPECT_TRUE(bAccepted && !arFilters.empty() && arFilters[0].starts_with("-" + szName + " ")) << szName;
+    ++nFilters;
+  }
+  EXPECT_GT(nFilters, 15);
 }
 
 TEST(CommandLine, HelpText) {
