@@ -67,7 +67,7 @@ SAMPLES = (
     Sample("2009-06-21", "--messages 4 --messages-per-file 2 --pixels 9 --edition 3 --layout 1 --indep"),
     Sample("2014-09-29", "--messages 2 --messages-per-file 1 --pixels 5 --days 3 --gaps --indep"),
     Sample("2014-09-30", "--messages 13 --messages-per-file 1 --pixels 4 --gaps --seed 7"),
-    Sample("2014-09-30", "--messages 13 --messages-per-file 1 --pixels 330 --kinds ozo,twt,trg", "072240Z_"),
+    Sample("2014-09-30", "--messages 41 --messages-per-file 1 --pixels 330 --kinds ozo,twt,trg", "072248Z_"),
     Sample("2013-04-20", "--messages 4 --messages-per-file 2 --pixels 8 --l2-version 3 --indep"),
     Sample("2015-03-15", "--messages 4 --messages-per-file 2 --pixels 8 --l2-version 3 --gaps --missing"),
     Sample("2016-01-31", "--messages 4 --messages-per-file 2 --pixels 8 --l2-version 4 --missing --satellite 5"),
@@ -156,6 +156,8 @@ class Archive:
         names = sorted(str(path.relative_to(folder)) for path in folder.rglob("*_bufr") if sample.part in path.name)
         self.sample, self.folder, self.grid = sample, folder, grid
         self.files = {name: split((folder / name).read_bytes()) for name in names}  # messages by path
+        if not names:
+            raise ValueError(f"an archive of {sample} has no file {sample.part}: vex-sample spreads its files otherwise")
         self.digest = hashlib.sha256(repr(self.files).encode() + grid.read_bytes()).hexdigest()
 
     def kinds(self) -> list[str]:

@@ -8,6 +8,8 @@
 #include "app/Format.h"
 #include "extract/Extractor.h"
 #include "output/BinarySink.h"
+#include "output/FileSink.h"
+#include "output/RecordSink.h"
 #include "output/TextSink.h"
 #include "output/Writer.h"
 #include "prod/ChannelSelection.h"
