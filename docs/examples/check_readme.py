@@ -79,14 +79,14 @@ def check_status(shell):
 
 
 def check_killed():
-    """Interrupted while it waits for the reader of a pipe."""
+    """Killed while it waits for the reader of a pipe."""
     os.mkfifo("pipe")
     with open(os.environ["LOG"], "w", encoding="utf-8") as log:
         vex = subprocess.Popen(f"exec {L1C} -out pipe", shell=True, stdout=log)
         with open("pipe", "rb") as pipe:
             pipe.read(1)
-            vex.send_signal(signal.SIGINT)
-            vex.wait()
+            vex.send_signal(signal.SIGTERM)  # SIGINT may be ignored, as by what runs in the background
+            vex.wait(timeout=60)
     assert run("vex_status $LOG; echo $?") == "failed\n1\n"
 
 
