@@ -214,3 +214,28 @@ TEST(CommandLine, RequestsAreChecked) {
     EXPECT_EQ(szOutput.substr(0, nGrid), szEcho + c.szMessages);
   }
 }
+
+TEST(Reporter, FreshLineEndsAnOpenLineOnly) {
+  const auto Say = [] {
+    CReporter::FreshLine();
+    CReporter::Text("open");
+    {
+      const CReportCapture other;
+      CReporter::Line("says elsewhere");
+    }
+    CReporter::FreshLine();
+    CReporter::FreshLine();
+    CReporter::Print("%s\n", std::string(5000, 'x').c_str());
+    CReporter::FreshLine();
+    CReporter::Print("%d", 7);
+    CReporter::Text("");
+    CReporter::FreshLine();
+  };
+  const std::string szExpected = "open\n" + std::string(5000, 'x') + "\n7\n";
+  testing::internal::CaptureStdout();
+  Say();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), szExpected);
+  const CReportCapture said;
+  Say();
+  EXPECT_EQ(said.Text(), szExpected);
+}

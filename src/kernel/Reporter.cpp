@@ -2,15 +2,19 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 std::string* CReporter::s_pCapture = nullptr;
+bool CReporter::s_bLineOpen = false;
 
 void CReporter::Text(const char* szText) {
+  const size_t nLength = std::strlen(szText);
   if (s_pCapture)
     *s_pCapture += szText;
   else
     std::fputs(szText, stdout);
+  if (!s_pCapture && nLength) s_bLineOpen = szText[nLength - 1] != '\n';
 }
 
 void CReporter::Line(const char* szText) {
@@ -18,18 +22,23 @@ void CReporter::Line(const char* szText) {
   Text("\n");
 }
 
+void CReporter::FreshLine() {
+  const bool bOpen = s_pCapture ? !s_pCapture->empty() && s_pCapture->back() != '\n' : s_bLineOpen;
+  if (bOpen) Text("\n");
+}
+
 void CReporter::Print(const char* szFormat, ...) {
+  char szShort[2048];  // takes all but the help, so that nothing is allocated when memory is what is missing
   va_list arguments, again;
   va_start(arguments, szFormat);
   va_copy(again, arguments);
-  if (s_pCapture) {
-    const int nLength = std::vsnprintf(nullptr, 0, szFormat, arguments);
-    std::string szText(static_cast<size_t>(nLength) + 1, 0);
-    std::vsnprintf(szText.data(), szText.size(), szFormat, again);
-    szText.pop_back();
-    *s_pCapture += szText;
+  const size_t nSize = static_cast<size_t>(std::vsnprintf(szShort, sizeof szShort, szFormat, arguments)) + 1;
+  if (nSize <= sizeof szShort) {
+    Text(szShort);
   } else {
-    std::vprintf(szFormat, arguments);
+    std::string szLong(nSize, 0);
+    std::vsnprintf(szLong.data(), nSize, szFormat, again);
+    Text(szLong.c_str());
   }
   va_end(again);
   va_end(arguments);

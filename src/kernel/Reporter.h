@@ -9,12 +9,15 @@ class CReporter {
   static void Text(const char* szText);
   /// A text and the end of its line.
   static void Line(const char* szText);
+  /// Ends the line that a text has left open, if one has: what follows stands on a line of its own.
+  static void FreshLine();
   /// As printf. Formats that stand in tables are fitted with their arguments there.
   static void Print(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
  private:
   friend class CReportCapture;
   static std::string* s_pCapture;  // null: standard output
+  static bool s_bLineOpen;         // on standard output
 };
 
 /// Takes what is said during its life; they may be nested, the innermost takes it. For tests.
