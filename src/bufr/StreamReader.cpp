@@ -3,30 +3,32 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string_view>
 
+#include "kernel/FileSystem.h"
 #include "kernel/ScanInt.h"
 
 bool CStreamReader::IsFileOrDirectory(const char* szPath) {
   struct stat info;
-  return stat(szPath, &info) != 0 || S_ISREG(info.st_mode) || S_ISDIR(info.st_mode);
+  return CFileSystem::Current().Stat(szPath, info) != 0 || S_ISREG(info.st_mode) || S_ISDIR(info.st_mode);
 }
 
 bool CStreamReader::Open(const char* szPath) {
   Close();
   if (!szPath) return false;
-  m_pFile = std::fopen(szPath, "r");
-  if (m_pFile) std::setvbuf(m_pFile, nullptr, _IONBF, 0);
-  return m_pFile != nullptr;
+  const bool bOpen = m_file.OpenToRead(szPath);
+  m_bFailed = m_file.Failed();
+  return bOpen;
 }
 
 void CStreamReader::Close() {
-  if (m_pFile) std::fclose(m_pFile);
-  m_pFile = nullptr;
+  m_file.Close();
+  m_bFailed = false;
   Forget(0);
 }
 
-/// Empties the buffer, with m_pFile at the given offset.
+/// Empties the buffer, with m_file at the given offset.
 void CStreamReader::Forget(int64_t nNewPosition) {
   m_nNext = m_nEnd = 0;
   m_nFilePosition = nNewPosition;
@@ -35,21 +37,21 @@ void CStreamReader::Forget(int64_t nNewPosition) {
 /// Has at least nWanted bytes in the buffer, as far as the file holds them. Returns how many there are.
 int CStreamReader::Fill(int nWanted) {
   const int nRest = m_nEnd - m_nNext;
-  if (nRest >= nWanted || !m_pFile) return nRest;
+  if (nRest >= nWanted || !m_file.IsOpen()) return nRest;
   if (!m_pBuffer) m_pBuffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);
   std::memmove(m_pBuffer.get(), m_pBuffer.get() + m_nNext, static_cast<size_t>(nRest));
-  const size_t nGot =
-      std::fread(m_pBuffer.get() + nRest, 1, static_cast<size_t>(BUFFER_SIZE - nRest), m_pFile);
+  const int64_t nGot = m_file.Read(m_pBuffer.get() + nRest, BUFFER_SIZE - nRest);
   m_nNext = 0;
   m_nEnd = nRest + static_cast<int>(nGot);
-  m_nFilePosition += static_cast<int64_t>(nGot);
+  m_nFilePosition += nGot;
+  m_bFailed |= m_nEnd < nWanted && m_file.Failed();
   return m_nEnd;
 }
 
 /// The reads that the buffer does not hold: short ones refill it, long ones go past it.
 int CStreamReader::ReadMore(int n, char* pOut) {
   constexpr int LONG_READ = BUFFER_SIZE / 4;
-  if (!m_pFile || n < 1) return 0;
+  if (!m_file.IsOpen() || n < 1) return 0;
   int nDone = m_nEnd - m_nNext;
   if (n <= BUFFER_SIZE && n - nDone < LONG_READ) {
     nDone = Peek(n, pOut);
@@ -57,8 +59,9 @@ int CStreamReader::ReadMore(int n, char* pOut) {
     return nDone;
   }
   if (nDone > 0) std::memcpy(pOut, m_pBuffer.get() + m_nNext, static_cast<size_t>(nDone));
-  const size_t nGot = std::fread(pOut + nDone, 1, static_cast<size_t>(n - nDone), m_pFile);
-  Forget(m_nFilePosition + static_cast<int64_t>(nGot));
+  const int64_t nGot = m_file.Read(pOut + nDone, n - nDone);
+  m_bFailed |= m_file.Failed();
+  Forget(m_nFilePosition + nGot);
   return nDone + static_cast<int>(nGot);
 }
 
@@ -75,13 +78,15 @@ int CStreamReader::Peek(int n, char* pOut) {
 }
 
 int CStreamReader::Skip(int nOffset) {
-  if (!m_pFile) return 0;
+  if (!m_file.IsOpen()) return 0;
   if (nOffset >= -m_nNext && nOffset <= m_nEnd - m_nNext) {
     m_nNext += nOffset;
     return nOffset;
   }
   const int64_t nTarget = Position() + nOffset;
-  if (std::fseek(m_pFile, nTarget, SEEK_SET) != 0) return 0;
+  const bool bMoved = m_file.Seek(nTarget);
+  m_bFailed |= m_file.Failed();
+  if (!bMoved) return 0;
   Forget(nTarget);
   return nOffset;
 }
@@ -101,10 +106,10 @@ bool CStreamReader::SkipTo(const char* szMarker4) {
   return false;
 }
 
-int64_t CStreamReader::Remaining() const {
-  struct stat info;
-  if (!m_pFile || fstat(fileno(m_pFile), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
-  return std::max<int64_t>(info.st_size - Position(), 0);
+int64_t CStreamReader::Remaining() {
+  const int64_t nSize = m_file.Size();
+  m_bFailed |= m_file.Failed();
+  return std::max<int64_t>(nSize - Position(), 0);
 }
 
 int CStreamReader::Gets(int n, char* pOut) {
@@ -128,7 +133,7 @@ int CStreamReader::Gets(int n, char* pOut) {
 
 void CStreamReader::ReadBinInt4(int* pValue) {
   uint8_t arn[4] = {};
-  if (!m_pFile) return;
+  if (!m_file.IsOpen()) return;
   Read(4, reinterpret_cast<char*>(arn));
   *pValue =
       static_cast<int>(uint32_t{arn[0]} << 24 | uint32_t{arn[1]} << 16 | uint32_t{arn[2]} << 8 | arn[3]);
@@ -136,13 +141,13 @@ void CStreamReader::ReadBinInt4(int* pValue) {
 
 void CStreamReader::ReadBinInt2(int* pValue) {
   uint8_t arn[2] = {};
-  if (!m_pFile) return;
+  if (!m_file.IsOpen()) return;
   Read(2, reinterpret_cast<char*>(arn));
   *pValue = static_cast<int16_t>(arn[0] << 8 | arn[1]);
 }
 
 int CStreamReader::ReadUint(unsigned* pValue) {
-  if (!m_pFile) return 0;
+  if (!m_file.IsOpen()) return 0;
   uint8_t nByte = 0;
   unsigned nValue = 0;
   for (int i = 0; i < 4; ++i) {
@@ -154,7 +159,7 @@ int CStreamReader::ReadUint(unsigned* pValue) {
 }
 
 int CStreamReader::ReadPlain(int n, char* pOut) {
-  if (!m_pFile || n < 1) return 0;
+  if (!m_file.IsOpen() || n < 1) return 0;
   int nCount = 0;
   bool bEnd = false;
   while (!bEnd && nCount < n - 1) {

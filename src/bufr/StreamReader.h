@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <memory>
+
+#include "kernel/File.h"
 
 /// The input file: bytes, lines, numbers and tokens, read through one buffer that is kept from file to file.
 /// Every operation on a closed file returns 0 or false and leaves its output alone. Nothing is ever printed.
@@ -21,6 +22,9 @@ class CStreamReader {
   /// Closes the file at hand, whether or not the new one opens. A directory opens, and holds no bytes.
   bool Open(const char* szPath);
   void Close();
+  /// True when the system failed to give what is there, and not just the file ended: the last Open, of a path
+  /// that exists, or an operation since.
+  bool Failed() const { return m_bFailed; }
 
   /// Reads up to n bytes. Returns how many there were.
   int Read(int n, char* pOut) {
@@ -44,7 +48,7 @@ class CStreamReader {
   /// Bytes from the start of the file to the position.
   int64_t Position() const { return m_nFilePosition - (m_nEnd - m_nNext); }
   /// Bytes that the file holds from the position on.
-  int64_t Remaining() const;
+  int64_t Remaining();
 
   /// Reads a line with its newline, at most n - 1 bytes of it. The line ends at a null byte, whatever
   /// follows. Returns its length, 0 at the end of the file.
@@ -73,9 +77,10 @@ class CStreamReader {
   int Fill(int nWanted);
   void Forget(int64_t nNewPosition);
 
-  FILE* m_pFile = nullptr;
+  CFile m_file;
+  bool m_bFailed = false;
   std::unique_ptr<char[]> m_pBuffer;
   int m_nNext = 0;              // next byte of the buffer to hand out
   int m_nEnd = 0;               // end of the bytes in the buffer
-  int64_t m_nFilePosition = 0;  // where m_pFile stands: the file's offset of m_nEnd
+  int64_t m_nFilePosition = 0;  // where m_file stands: its offset of m_nEnd
 };

@@ -22,22 +22,19 @@ CStreamWriter::~CStreamWriter() {
 bool CStreamWriter::Open(const char* szPath, bool bBigEndianOrder) {
   Close();
   if (!szPath) return false;
-  pFile = std::fopen(szPath, "w");
   bBigEndian = bBigEndianOrder;
-  if (!pFile) return false;
+  if (!m_file.OpenToWrite(szPath)) return false;
   if (!m_pSystemBuffer) m_pSystemBuffer = std::make_unique_for_overwrite<char[]>(SYSTEM_BLOCK + BLOCK_MAX);
-  std::setvbuf(pFile, nullptr, _IONBF, 0);
   nBufferUsed = m_nSystemUsed = 0;
   m_bFailed = false;
   return true;
 }
 
 bool CStreamWriter::Close() {
-  if (!pFile) return true;
+  if (!IsOpen()) return true;
   if (FlushBuffer()) WriteToSystem(m_nSystemUsed);
   nBufferUsed = m_nSystemUsed = 0;
-  if (std::fclose(pFile) != 0) m_bFailed = true;
-  pFile = nullptr;
+  if (!m_file.Close()) m_bFailed = true;
   return !m_bFailed;
 }
 
@@ -49,8 +46,7 @@ bool CStreamWriter::FlushBuffer() {
 
 /// Hands the first bytes of the system buffer to the system. False for a failed stream.
 bool CStreamWriter::WriteToSystem(int nBytes) {
-  const auto nSize = static_cast<size_t>(nBytes);
-  if (nBytes > 0 && !m_bFailed) m_bFailed = std::fwrite(m_pSystemBuffer.get(), 1, nSize, pFile) != nSize;
+  if (nBytes > 0 && !m_bFailed) m_bFailed = !m_file.Write(m_pSystemBuffer.get(), nBytes);
   m_nSystemUsed -= nBytes;
   std::memmove(m_pSystemBuffer.get(), m_pSystemBuffer.get() + nBytes, m_nSystemUsed);
   return !m_bFailed;
@@ -70,7 +66,7 @@ int CStreamWriter::Put(int nBytes, const char* pBytes) {
 /// A write that the buffer has no room for: what is buffered goes out, then the block itself if it is as
 /// large as the buffer.
 int CStreamWriter::WriteThrough(int nBytes, const char* pBytes) {
-  if (!pFile) return 0;
+  if (!IsOpen()) return 0;
   const int nFlushed = nBufferUsed;
   if (!FlushBuffer()) return 0;
   if (nBytes >= nBufferSize) {
@@ -83,7 +79,7 @@ int CStreamWriter::WriteThrough(int nBytes, const char* pBytes) {
 }
 
 char* CStreamWriter::Reserve(int nBytes) {
-  if (!pFile || nBytes > BLOCK_MAX || !FlushBuffer()) return nullptr;
+  if (!IsOpen() || nBytes > BLOCK_MAX || !FlushBuffer()) return nullptr;
   return m_pSystemBuffer.get() + m_nSystemUsed;
 }
 

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <utility>
+
+#include "kernel/File.h"
 
 /// The one way in which files are written: a buffered byte stream, with binary values in either byte order.
 /// Operations return the bytes accepted. Once the system has refused bytes, every operation on the file
@@ -20,10 +21,10 @@ class CStreamWriter {
   bool Open(const char* szPath, bool bBigEndianOrder);
   /// Writes what is buffered and closes. False when bytes were lost, now or earlier on this file.
   bool Close();
-  bool IsOpen() const { return pFile != nullptr; }
+  bool IsOpen() const { return m_file.IsOpen(); }
 
   int Write(int nBytes, const char* pBytes) {
-    if (nBufferUsed + int64_t{nBytes} < nBufferSize && pFile && !m_bFailed) [[likely]] {
+    if (nBufferUsed + int64_t{nBytes} < nBufferSize && IsOpen() && !m_bFailed) [[likely]] {
       std::memcpy(pBuffer.get() + nBufferUsed, pBytes, nBytes);
       nBufferUsed += nBytes;
       return nBytes;
@@ -75,7 +76,7 @@ class CStreamWriter {
   bool bNativeBigEndian = false;  // values are laid out for a little-endian host
   bool bBigEndian = false;
   bool m_bFailed = false;
-  FILE* pFile = nullptr;
+  CFile m_file;
   std::unique_ptr<char[]> m_pSystemBuffer;  // large blocks to the system
   int m_nSystemUsed = 0;
 };

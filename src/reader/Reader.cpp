@@ -95,8 +95,21 @@ bool CReader::OpenNextFile(const SRead& read) {
       return true;
     }
     CReporter::Print("ERROR: Unable to open file %s!\n", szPath);
+    InputFailed |= Decoder().stream.Failed();
   }
   return false;
+}
+
+/// Ends the file at hand, at its end or where it cannot be read any more.
+void CReader::LeaveFile(const SRead& read) {
+  if (Decoder().stream.Failed()) {
+    CReporter::FreshLine();
+    CReporter::Print("ERROR: reading failure in file %s\n", read.pFiles->GetStringAt(FileIndex));
+    InputFailed = true;
+  }
+  Decoder().Close();
+  ++FileIndex;
+  FileOpen = false;
 }
 
 /// Reads on to a message that is to be decoded, through as many files as it takes; false at the end.
@@ -106,14 +119,12 @@ bool CReader::NextAcceptedMessage(const SRead& read) {
       FileOpen = false;
       return false;
     }
-    if (!GoToNextMessage()) {
-      Decoder().Close();
-      ++FileIndex;
-      FileOpen = false;
-      continue;
-    }
-    Decoder().ReadMessageSections();
-    if (AcceptMessage(read)) return true;
+    const bool bFound = GoToNextMessage();
+    if (bFound) Decoder().ReadMessageSections();
+    if (!bFound || Decoder().stream.Failed())
+      LeaveFile(read);
+    else if (AcceptMessage(read))
+      return true;
   }
   read.pProd->FillWithMissingValues();
   return false;

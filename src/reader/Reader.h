@@ -44,6 +44,7 @@ class CReader {
   int64_t PixelsSkipped = 0;   // dropped by -skip
   int FileIndex = 0;
   bool FileOpen = false;
+  bool InputFailed = false;  // input that is there was lost, which has been said
 
  protected:
   virtual CBUFRReader& Decoder() = 0;
@@ -77,5 +78,6 @@ class CReader {
 
  private:
   bool OpenNextFile(const SRead& read);
+  void LeaveFile(const SRead& read);
   bool NextAcceptedMessage(const SRead& read);
 };
