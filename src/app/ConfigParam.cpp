@@ -379,13 +379,16 @@ bool CConfigParam::InitAltitudeMap() {
     return false;
   }
   CStreamReader stream;
-  if (!stream.Open(szAltitudePath.get())) {
+  const bool bOpen = stream.Open(szAltitudePath.get());
+  if (bOpen) {
+    altitudeMap.Init(1080, 2160);
+    altitudeMap.Read(stream);
+  } else {
     CReporter::Print("ERROR: Unable to open file %s\n", szAltitudePath.get());
-    return false;
   }
-  altitudeMap.Init(1080, 2160);
-  altitudeMap.Read(stream);
-  return true;
+  bAltitudeFailed = stream.Failed();
+  if (bAltitudeFailed) altitudeMap.Init(0, 0);
+  return bOpen && !bAltitudeFailed;
 }
 
 bool CConfigParam::L2Requested() const {

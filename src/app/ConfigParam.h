@@ -58,7 +58,8 @@ class CConfigParam {
   /// or null. Accepted options are echoed. Returns an EResult.
   int InterpretParam(const char* szName, const char* szValue);
 
-  /// Loads the land/sea/altitude grid from szAltitudePath. False when the file cannot be opened.
+  /// Loads the land/sea/altitude grid from szAltitudePath. False, and no grid, when the file cannot be opened
+  /// or read; bAltitudeFailed then tells whether there is one.
   bool InitAltitudeMap();
 
   /// True when spectra or imager data are asked for.
@@ -73,6 +74,7 @@ class CConfigParam {
 
   bool bHelp = false;                     // -h
   TOwnedString szConfigPath;              // -cfg
+  TOwnedString szConfigFile;              // the configuration file that was read
   TOwnedString szAltitudePath;            // -alt
   TOwnedString szL1CDir;                  // -d
   TOwnedString szL2Dir;                   // -d2
@@ -113,6 +115,7 @@ class CConfigParam {
   bool bAvhrr = false;                    // -avhrr
   bool arbL2[PRODUCTS] = {};              // -t2, by EProduct
   CAltitudeMap altitudeMap;
+  bool bAltitudeFailed = false;
   bool bSkewnessKurtosis = false;     // -sk
   bool bSurfacePeriodStat = false;    // -stsext
   bool bBoxStat = false;              // -boxstat

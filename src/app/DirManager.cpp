@@ -2,10 +2,13 @@
 
 #include <dirent.h>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 
 #include "app/StrArray.h"
+#include "kernel/FileSystem.h"
+#include "kernel/Reporter.h"
 
 bool CDirManager::MatchMotif(const char* szPath, const char* szMotif) {
   if (!szMotif) return true;
@@ -45,15 +48,41 @@ void CDirManager::ConcatenatePath(const char* szDirectory, const char* szName, c
   std::memcpy(szResult + nDirectory, szName, nName + 1);
 }
 
+namespace {
+
+struct SCloseFolder {
+  void operator()(DIR* pFolder) const { CFileSystem::Current().CloseFolder(pFolder); }
+};
+
+/// Calls take(name) for each entry. False when the listing fails or breaks off; a directory that is not there
+/// has no entries.
+template <class TTake>
+bool EachEntry(const char* szDirectory, TTake take) {
+  CFileSystem& system = CFileSystem::Current();
+  const auto isNull = [](const void* p) { return p == nullptr; };
+  DIR* pOpened = Uninterrupted([&] { return system.OpenFolder(szDirectory); }, isNull);
+  if (!pOpened) return errno == ENOENT;
+  const std::unique_ptr<DIR, SCloseFolder> pFolder(pOpened);
+  while (const dirent* pEntry = Uninterrupted([&] { return system.ReadFolder(pFolder.get()); }, isNull))
+    take(pEntry->d_name);
+  return errno == 0;
+}
+
+}  // namespace
+
+bool CDirManager::List(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+                       CStrArray& arResult) {
+  const bool bAll = EachEntry(szDirectory, [&](const char* szName) {
+    if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0) return;
+    if (MatchExtensions(szName, pExtensions) && MatchMotifs(szName, pMotifs))
+      arResult.AddString(szName, false);
+  });
+  if (!bAll) CReporter::Print("ERROR: Unable to read folder %s\n", szDirectory);
+  return bAll;
+}
+
 int CDirManager::ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                          CStrArray& arResult) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> pDir(opendir(szDirectory), [](DIR* p) { return closedir(p); });
-  if (!pDir) return 1;
-  while (const dirent* pEntry = readdir(pDir.get())) {
-    const char* szName = pEntry->d_name;
-    if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0) continue;
-    if (!MatchExtensions(szName, pExtensions) || !MatchMotifs(szName, pMotifs)) continue;
-    arResult.AddString(szName, false);
-  }
+  List(szDirectory, pExtensions, pMotifs, arResult);
   return 1;
 }

@@ -23,7 +23,11 @@ class CDirManager {
   static void ConcatenatePath(const char* szDirectory, const char* szName, char* szResult, int nSize);
 
   /// Appends the bare names of the entries that pass both filters, in the order of the system. Whether they
-  /// are files is not looked at. Always 1; a directory that cannot be opened adds nothing.
+  /// are files is not looked at. A directory that is not there adds nothing. False, with a message, when one
+  /// cannot be read, or not to its end.
+  static bool List(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+                   CStrArray& arResult);
+  /// The same. Always 1.
   static int ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                      CStrArray& arResult);
 };

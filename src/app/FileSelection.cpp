@@ -30,14 +30,16 @@ TPath RootPath(const char* szRoot) {
   return path;
 }
 
-void AppendFiles(const TPath& directory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+/// False when the directory could not be read as a whole, which has been said.
+bool AppendFiles(const TPath& directory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                  CStrArray& arResult) {
   CStrArray arNames;
-  CDirManager::ListDir(directory.data(), pExtensions, pMotifs, arNames);
+  const bool bAll = CDirManager::List(directory.data(), pExtensions, pMotifs, arNames);
   arNames.Sort();
   for (int i = 0; i < arNames.Count(); ++i) {
     arResult.AddString(Join(directory, arNames.GetStringAt(i)).data(), false);
   }
+  return bAll;
 }
 
 /// Walks root/YYYY/MM/DD in order. Only directories that can hold a date of the interval are listed.
@@ -55,18 +57,21 @@ class CDateWalk {
         m_szKind(szKindDirectory) {}
 
   /// bOnFirst and bOnLast: the levels above are those of the first or last date, which then bounds this one.
-  void Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
+  /// False when a directory could not be read as a whole.
+  bool Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
     if (nLevel == LEVELS) return AppendFiles(Join(directory, m_szKind), m_pExtensions, m_pMotifs, m_arResult);
     CStrArray arNames;
-    CDirManager::ListDir(directory.data(), nullptr, nullptr, arNames);
+    bool bAll = CDirManager::List(directory.data(), nullptr, nullptr, arNames);
     arNames.Sort();
     for (int i = 0; i < arNames.Count(); ++i) {
       const char* szName = arNames.GetStringAt(i);
       if (!CExtractor::CheckFormat(nLevel == 0 ? 4 : 2, szName)) continue;
       const int nNumber = std::atoi(szName), nFirst = m_pFirst[nLevel], nLast = m_pLast[nLevel];
       if ((bOnFirst && nNumber < nFirst) || (bOnLast && nNumber > nLast)) continue;
-      Walk(Join(directory, szName), nLevel + 1, bOnFirst && nNumber == nFirst, bOnLast && nNumber == nLast);
+      bAll &= Walk(Join(directory, szName), nLevel + 1, bOnFirst && nNumber == nFirst,
+                   bOnLast && nNumber == nLast);
     }
+    return bAll;
   }
 
  private:
@@ -86,15 +91,15 @@ bool CExtractor::CheckFormat(int nLength, const char* szName) {
          std::all_of(szName, szName + nName, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-void CExtractor::SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+bool CExtractor::SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                              int nFirstYear, int nFirstMonth, int nFirstDay, int nLastYear, int nLastMonth,
                              int nLastDay, CStrArray& arResult, int nKind) {
   const int arnFirst[] = {nFirstYear, nFirstMonth, nFirstDay}, arnLast[] = {nLastYear, nLastMonth, nLastDay};
-  CDateWalk(arnFirst, arnLast, pExtensions, pMotifs, arResult, KindDirectory(nKind))
+  return CDateWalk(arnFirst, arnLast, pExtensions, pMotifs, arResult, KindDirectory(nKind))
       .Walk(RootPath(szRoot), 0, true, true);
 }
 
-void CExtractor::SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions,
+bool CExtractor::SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions,
                                      const CStrArray* pMotifs, CStrArray& arResult, int nKind) {
-  AppendFiles(Join(RootPath(szRoot), KindDirectory(nKind)), pExtensions, pMotifs, arResult);
+  return AppendFiles(Join(RootPath(szRoot), KindDirectory(nKind)), pExtensions, pMotifs, arResult);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <iterator>
 #include <memory>
@@ -180,13 +181,39 @@ void Report(const SMessage (&arMessages)[nMessages], const SRequest& request) {
   }
 }
 
+void ReportNoMemory() {
+  CReporter::FreshLine();
+  CReporter::Line("Error: extraction failed!");
+}
+
+/// False when there is so little memory that not even an exception can tell of it.
+bool HasLeastMemory() {
+  constexpr size_t LEAST = 256 * 1024;
+  void* pLeast = std::malloc(LEAST);
+  std::free(pLeast);
+  return pLeast != nullptr;
+}
+
 }  // namespace
+
+int CVexApp::Start(int nArguments, char** arArguments) noexcept {
+  if (!HasLeastMemory()) {
+    ReportNoMemory();
+    return 0;
+  }
+  try {
+    return CVexApp().Main(nArguments, arArguments);
+  } catch (...) {  // not even for the parameters
+    ReportNoMemory();
+  }
+  return 0;
+}
 
 int CVexApp::Main(int nArguments, char** arArguments) noexcept {
   try {
     Run(nArguments, arArguments);
   } catch (...) {  // out of memory
-    CReporter::Line("Error: extraction failed!");
+    ReportNoMemory();
   }
   return 0;
 }
@@ -209,8 +236,8 @@ bool CVexApp::InterpretParams(int nArguments, char** arArguments) {
   const bool bCommandLine = InterpretCommandLine(nArguments, arArguments);
   if (!m_config.szConfigPath) return bCommandLine;
   // The file may replace the path that it was found by.
-  const TOwnedString szPath = CConfigParam::DuplicateString(m_config.szConfigPath.get());
-  return InterpretConfigFile(szPath.get()) && bCommandLine;
+  m_config.szConfigFile = CConfigParam::DuplicateString(m_config.szConfigPath.get());
+  return InterpretConfigFile(m_config.szConfigFile.get()) && bCommandLine;
 }
 
 /// An option does not use up the argument that is its value: that one comes up next, and is passed over
@@ -231,11 +258,7 @@ bool CVexApp::InterpretCommandLine(int nArguments, char** arArguments) {
 bool CVexApp::InterpretConfigFile(const char* szPath) {
   constexpr int LINE_SIZE = 300000;
   CStreamReader stream;
-  if (!stream.Open(szPath)) {
-    CReporter::Print("ERROR: unable to open configuration file (%s)!\n", szPath);
-    return false;
-  }
-  bool bResult = true;
+  bool bResult = stream.Open(szPath), bRead = bResult;
   const auto szLine = std::make_unique<char[]>(LINE_SIZE);
   while (stream.Gets(LINE_SIZE, szLine.get()) >= 1) {
     if (szLine[0] == '#') continue;
@@ -244,7 +267,9 @@ bool CVexApp::InterpretConfigFile(const char* szPath) {
     if (arPieces.Count() != 2) continue;
     bResult &= InterpretOption("configuration ", arPieces.GetStringAt(0), arPieces.GetStringAt(1));
   }
-  return bResult;
+  bRead &= !stream.Failed();
+  if (!bRead) CReporter::Print("ERROR: unable to open configuration file (%s)!\n", szPath);
+  return bResult && bRead;
 }
 
 /// Passes one option on and tells why it was not accepted. szKind comes before "parameter" in the message.

@@ -9,6 +9,9 @@ class CVexApp {
   CVexApp() = default;
   virtual ~CVexApp() = default;
 
+  /// Makes an application and has it do the whole run, as far as there is memory for both. Always 0.
+  static int Start(int nArguments, char** arArguments) noexcept;
+
   /// The whole run. Always 0: success and failure are told by what is printed.
   int Main(int nArguments, char** arArguments) noexcept;
 

@@ -22,6 +22,7 @@ CExtractor::~CExtractor() = default;
 
 bool CExtractor::Extract(CConfigParam* pConfig) {
   if (!pConfig->InitAltitudeMap()) CReporter::Line("ERROR: Unable to initialize altitude database!");
+  if (pConfig->bAltitudeFailed) m_bResult = false;
   PrepareStreams(pConfig);
   CReporter::Line("Prepare for reading...");
   SelectInput(pConfig);
@@ -32,6 +33,7 @@ bool CExtractor::Extract(CConfigParam* pConfig) {
   if (!m_pSink->End()) m_bResult = false;
   ReportCounts(pConfig);
   if (!m_pSink->Close()) ReportWriteFailure();
+  for (const Stream& stream : m_arStreams) m_bResult &= !stream.pReader->InputFailed;
   if (m_bDayOneSeen) ReportDayOne(pConfig);
   if (m_nMissingFlags != 0) DisplayMissingFlags(m_nMissingFlags);
   return m_bResult;
@@ -61,9 +63,9 @@ void CExtractor::SelectDated(const CConfigParam& config, const char* szRoot, int
   const bool bL1C = nProduct == PRODUCT_L1C;
   Stream& stream = m_arStreams[nProduct];
   if (!szRoot || !stream.bRequested) return;
-  SelectFiles(szRoot, bL1C ? &config.arL1CExtensions : &config.arL2Extensions,
-              bL1C ? &config.arL1CMotifs : &config.arL2Motifs, first.nYear, first.nMonth, first.nDay,
-              last.nYear, last.nMonth, last.nDay, stream.arFiles, nProduct);
+  m_bResult &= SelectFiles(szRoot, bL1C ? &config.arL1CExtensions : &config.arL2Extensions,
+                           bL1C ? &config.arL1CMotifs : &config.arL2Motifs, first.nYear, first.nMonth,
+                           first.nDay, last.nYear, last.nMonth, last.nDay, stream.arFiles, nProduct);
   ReportFiles(stream);
 }
 
@@ -72,14 +74,17 @@ void CExtractor::SelectInput(CConfigParam* pConfig) {
   for (int i = FIRST_L2; i < PRODUCTS; ++i) SelectDated(*pConfig, pConfig->szL2Dir.get(), i);
   for (int i = FIRST_L2; i < PRODUCTS && pConfig->szIndepL2Dir; ++i) {
     if (!m_arStreams[i].bRequested) continue;
-    SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions, &pConfig->arL2Motifs,
-                        m_arStreams[i].arFiles, i);
+    m_bResult &= SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions,
+                                     &pConfig->arL2Motifs, m_arStreams[i].arFiles, i);
     ReportFiles(m_arStreams[i]);
   }
   for (Stream& stream : m_arStreams) {
     stream.bActive = stream.bNeedsNext = stream.arFiles.Count() > 0;
     m_nActive += stream.bActive;
+    m_inputs.Add(stream.arFiles);
   }
+  m_inputs.Add(pConfig->szAltitudePath.get());
+  m_inputs.Add(pConfig->szConfigFile.get());
 }
 
 /// The output file, or one file for each box. False when one of them cannot be opened.
@@ -96,7 +101,7 @@ bool CExtractor::OpenOutput(const CConfigParam* pConfig) {
   std::set<std::string> opened;
   bool bAll = true;
   for (const std::string& szPath : arPaths) {
-    if (opened.insert(szPath).second && m_pSink->Open(szPath.c_str())) continue;
+    if (opened.insert(szPath).second && m_pSink->Open(szPath.c_str(), m_inputs)) continue;
     CReporter::Print("ERROR: ouverture fichier %s\n", szPath.c_str());
     bAll = false;
   }

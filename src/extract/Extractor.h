@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "output/InputFiles.h"
 #include "output/Record.h"
 #include "prod/ChannelSelection.h"
 #include "prod/Prod.h"
@@ -39,17 +40,19 @@ class CExtractor {
   CExtractor& operator=(const CExtractor&) = delete;
   virtual ~CExtractor();
 
-  /// Runs the extraction; false when a header or a record could not be written.
+  /// Runs the extraction; false when a header or a record could not be written, or input that is there could
+  /// not be read.
   bool Extract(CConfigParam* pConfig);
 
   // Selection of input files, for a product (EProduct).
   static bool CheckFormat(int nLength, const char* szName);
-  /// Appends the files of root/YYYY/MM/DD[/kind] for the dates of the interval, in chronological order.
-  static void SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+  /// Appends the files of root/YYYY/MM/DD[/kind] for the dates of the interval, in chronological order. False
+  /// when a folder that is there could not be read, or not to its end, which has been said.
+  static bool SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                           int nFirstYear, int nFirstMonth, int nFirstDay, int nLastYear, int nLastMonth,
                           int nLastDay, CStrArray& arResult, int nKind);
-  /// Appends the files of root/kind.
-  static void SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+  /// Appends the files of root/kind; false as above.
+  static bool SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                                   CStrArray& arResult, int nKind);
 
   // Pairing by the key orbit, scan line, field of view.
@@ -102,6 +105,7 @@ class CExtractor {
   int m_nActive = 0;
   SRecordView m_record;
   CChannelSelection m_channels;
+  CInputFiles m_inputs;
   std::unique_ptr<CRecordSink> m_pSink;
   int m_nFiles = 0;  // of the output
   uint64_t m_nMissingFlags = 0;

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "app/ConfigParam.h"
+#include "output/InputFiles.h"
 #include "prod/ChannelSelection.h"
 
 CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator)
@@ -13,9 +14,9 @@ CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& select
   for (const SPart& part : m_layout.Parts()) m_arPlans.emplace_back(*part.pBlock, cSeparator);
 }
 
-bool CFileSink::Open(const char* szPath) {
+bool CFileSink::Open(const char* szPath, CInputFiles& inputs) {
   m_arpWriters.push_back(std::make_unique<CStreamWriter>());
-  return m_arpWriters.back()->Open(szPath, m_config.bBigEndian);
+  return !inputs.Holds(szPath) && m_arpWriters.back()->Open(szPath, m_config.bBigEndian);
 }
 
 bool CFileSink::WriteHeader(int nFile, int nSatellite) { return PutHeader(*m_arpWriters[nFile], nSatellite); }

@@ -4,6 +4,7 @@
 
 #include "prod/ProductKind.h"
 
+class CInputFiles;
 struct SRecordView;
 
 /// A format of output. A run opens its files (one, or one for each box), writes the header and then record
@@ -15,8 +16,9 @@ class CRecordSink {
   CRecordSink& operator=(const CRecordSink&) = delete;
   virtual ~CRecordSink() = default;
 
-  /// Opens one more file; false when that is not possible. Files are numbered from 0.
-  virtual bool Open(const char* szPath) = 0;
+  /// Opens one more file; false when that is not possible, or when it is one of the inputs. Those must
+  /// outlive the object. Files are numbered from 0.
+  virtual bool Open(const char* szPath, CInputFiles& inputs) = 0;
   /// Told once, when the input is known and before anything is written: the products that have files.
   virtual void Begin(const bool (&)[PRODUCTS]) {}
   /// Writes the header of a file. nSatellite: of the first pixel read, -1 when nothing was. False when it was

@@ -1,6 +1,7 @@
 #include "stat/StatFiles.h"
 
 #include "kernel/Reporter.h"
+#include "output/InputFiles.h"
 #include "stat/StatTable.h"
 
 /// Prints a line of its own.
@@ -8,6 +9,10 @@ void CStatFiles::Fail(const std::string& szMessage) {
   if (m_bLineOpen) CReporter::Text("\n");
   CReporter::Line(szMessage.c_str());
   m_bLineOpen = m_bOk = false;
+}
+
+bool CStatFiles::Open(CStreamWriter& writer, const std::string& szPath) {
+  return !m_inputs.Holds(szPath.c_str()) && writer.Open(szPath.c_str(), false);
 }
 
 void CStatFiles::Fill(CStreamWriter& writer, const std::string& szPath, const TPrint& print) {
@@ -25,7 +30,7 @@ void CStatFiles::Fill(CStreamWriter& writer, const std::string& szPath, const TP
 void CStatFiles::Write(const std::string& szSuffix, const TPrint& print) {
   const std::string szPath = m_szPath + szSuffix;
   CStreamWriter writer;
-  if (writer.Open(szPath.c_str(), false))
+  if (Open(writer, szPath))
     Fill(writer, szPath, print);
   else
     Fail("ERROR: ouverture fichier " + szPath);

@@ -5,6 +5,7 @@
 
 #include "output/StreamWriter.h"
 
+class CInputFiles;
 class CStatTable;
 
 /// The files of a statistics run: the one on the output path, and those whose names begin with it. Says of
@@ -13,13 +14,14 @@ class CStatFiles {
  public:
   using TPrint = std::function<void(CStatTable&)>;
 
-  explicit CStatFiles(const char* szPath) : m_szPath(szPath) {}
+  /// Files that are among the inputs, which must outlive the object, cannot be opened.
+  CStatFiles(const char* szPath, CInputFiles& inputs) : m_szPath(szPath), m_inputs(inputs) {}
   virtual ~CStatFiles() = default;
 
   const std::string& Path() const { return m_szPath; }
 
   /// The file on the output path is opened before anything is read, and written later.
-  bool OpenMain() { return m_main.Open(m_szPath.c_str(), false); }
+  bool OpenMain() { return Open(m_main, m_szPath); }
   void WriteMain(const TPrint& print) { Fill(m_main, m_szPath, print); }
 
   /// Opens, fills and closes one more file.
@@ -31,10 +33,12 @@ class CStatFiles {
   bool Close() { return m_main.Close(); }
 
  private:
+  bool Open(CStreamWriter& writer, const std::string& szPath);
   void Fill(CStreamWriter& writer, const std::string& szPath, const TPrint& print);
   void Fail(const std::string& szMessage);
 
   std::string m_szPath;
+  CInputFiles& m_inputs;
   CStreamWriter m_main;
   bool m_bOk = true;
   bool m_bWriteFailed = false;  // said once

@@ -22,8 +22,8 @@
 CStatSink::CStatSink(const CConfigParam& config, const CChannelSelection& selection)
     : m_config(config), m_selection(selection), m_accumulator(selection.Columns()) {}
 
-bool CStatSink::Open(const char* szPath) {
-  m_files.emplace(szPath);
+bool CStatSink::Open(const char* szPath, CInputFiles& inputs) {
+  m_files.emplace(szPath, inputs);
   return m_config.bSurfacePeriodStat || m_files->OpenMain();
 }
 

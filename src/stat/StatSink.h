@@ -11,6 +11,7 @@
 
 class CChannelSelection;
 class CConfigParam;
+class CInputFiles;
 class CStatHeader;
 struct SRecordView;
 
@@ -22,7 +23,7 @@ class CStatSink : public CRecordSink {
   CStatSink(const CConfigParam& config, const CChannelSelection& selection);
 
   /// Statistics by surface and period have no file on the output path itself.
-  bool Open(const char* szPath) override;
+  bool Open(const char* szPath, CInputFiles& inputs) override;
   void Begin(const bool (&arbActive)[PRODUCTS]) override;
   bool WriteHeader(int nFile, int nSatellite) override;
   bool Write(int nFile, const SRecordView& record) override;
