@@ -12,14 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool MEASURED = false;  // time and memory are those of the instrumentation
-#elif defined(__has_feature)
-constexpr bool MEASURED = !__has_feature(address_sanitizer);
-#else
-constexpr bool MEASURED = true;
-#endif
-
 /// The records of a file behind its header, as they are on disk.
 std::string Records(const std::string& szFile) {
   int nHeader = 0;

@@ -9,6 +9,7 @@
 #include "app/ConfigParam.h"
 #include "extract/Kind.h"
 #include "kernel/Reporter.h"
+#include "output/InputFiles.h"
 #include "output/TextSink.h"
 #include "reader/Reader.h"
 
@@ -133,7 +134,8 @@ std::string TextOf(const CConfigParam& config, const CChannelSelection& channels
   CTempDir dir;
   const std::string szPath = dir.Path("text");
   CTextSink sink(config, channels, cSeparator);
-  EXPECT_TRUE(sink.Open(szPath.c_str()) && sink.WriteHeader(0, 4));
+  CInputFiles none;
+  EXPECT_TRUE(sink.Open(szPath.c_str(), none) && sink.WriteHeader(0, 4));
   for (const SRecordView& record : arRecords) EXPECT_TRUE(sink.Write(0, record));
   EXPECT_TRUE(sink.Close());
   return ReadWholeFile(szPath);

@@ -12,6 +12,7 @@
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
 #include "kernel/Reporter.h"
+#include "output/InputFiles.h"
 #include "output/Record.h"
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
@@ -266,7 +267,8 @@ TEST(StatSink, HasTakenWhatEveryRequestedProductGave) {
     config.arbL2[PRODUCT_EMS] = bSecond;
     CStatSink sink(config, selection);
     EXPECT_TRUE(sink.Close());
-    ASSERT_TRUE(sink.Open(dir.Path("stat").c_str()));
+    CInputFiles none;
+    ASSERT_TRUE(sink.Open(dir.Path("stat").c_str(), none));
     sink.Begin({false, true});
     SRecordView record;
     EXPECT_TRUE(sink.Write(0, record));

@@ -3,6 +3,14 @@
 #include <string>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool MEASURED = false;  // time and memory are those of the instrumentation
+#elif defined(__has_feature)
+constexpr bool MEASURED = !__has_feature(address_sanitizer);
+#else
+constexpr bool MEASURED = true;
+#endif
+
 /// What tests that are skipped say: why, and how to run them.
 constexpr char NO_WIDE_KERNELS[] = "no wide kernels here; run this on an x86-64 processor with AVX2 and FMA";
 constexpr char NO_ECCODES[] =

@@ -1,0 +1,304 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <new>
+
+#include "FaultFiles.h"
+#include "TestArchive.h"
+#include "app/VexApp.h"
+#include "kernel/Reporter.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+int64_t s_nAllocations = 0, s_nFailing = 0;  // allocations are counted while one of them is to fail
+bool s_bFromThenOn = false;
+}  // namespace
+
+// Not inlined, or the compiler would see pairs of new and free.
+[[gnu::noinline]] void* operator new(size_t nBytes) {
+  if (s_nFailing > 0 && (++s_nAllocations == s_nFailing || (s_bFromThenOn && s_nAllocations > s_nFailing)))
+    throw std::bad_alloc();
+  if (void* p = std::malloc(nBytes > 0 ? nBytes : 1)) return p;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
+[[gnu::noinline]] void operator delete(void* p, size_t) noexcept { std::free(p); }
+
+namespace {
+
+using TFiles = std::map<std::string, std::string>;
+
+/// An archive of two L1C files and one of ozone, with the runs that are disturbed.
+class FaultTest : public testing::Test {
+ protected:
+  FaultTest() {
+    const auto arPixels = TestPixels(8), arMore = TestPixels(8, 5001);
+    tree.Add(EKind::L1C, TestMessage(EKind::L1C, arPixels).szBytes);
+    tree.Add(EKind::L1C, TestMessage(EKind::L1C, arMore).szBytes + TestMessage(EKind::L1C, arPixels).szBytes,
+             "b");
+    tree.Add(EKind::OZO, TestMessage(EKind::OZO, arPixels).szBytes);
+    // All sea but for one cell.
+    tree.Write("grid", std::string("\0\0\0\4\0\1\0\1\0\1\0\0\0\4", 14) + std::string(1079 * 10, '\0'));
+    tree.Write("cfg", "c=1-9\n");
+    for (const TOptions& arRun :
+         {TOptions{"-cfg", tree.Path("cfg")}, TOptions{"-of", "txt", "-c", "1-8400"},
+          TOptions{"-c", "5", "-box", "-90-90,-180-180,all", "-box", "-90-90,-180-180,again"},
+          TOptions{"-t2", "ozo", "-c", "1-3", "-st", "sea"},
+          TOptions{"-of", "txtstat", "-c", "7-9", "-stsext", "1", "-boxstat", "2-2", "-histpix", "0-1,2",
+                   "-histcloud", "0-100,2", "-t2", "ozo"}})
+      runs.push_back(TOptions{"vex", "-d", tree.Path("L1C"), "-d2", tree.Path("L2"), "-out",
+                              tree.Path("out/out"), "-alt", tree.Path("grid"), "-fd", "2013-04-20", "-ld",
+                              "2013-04-20"} +
+                     arRun);
+  }
+
+  static std::vector<char*> Arguments(TOptions& arOptions) {
+    std::vector<char*> arArguments;
+    for (std::string& szOption : arOptions) arArguments.push_back(szOption.data());
+    return arArguments;
+  }
+
+  /// What the run printed.
+  std::string Run(TOptions& arOptions) const {
+    fs::remove_all(tree.Path("out"));
+    fs::create_directory(tree.Path("out"));
+    auto arArguments = Arguments(arOptions);
+    const CReportCapture capture;
+    EXPECT_EQ(CVexApp::Start(static_cast<int>(arArguments.size()), arArguments.data()), 0);
+    return capture.Text();
+  }
+
+  TFiles Files() const {
+    TFiles files;
+    for (const auto& entry : fs::directory_iterator(tree.Path("out")))
+      files[entry.path()] = ReadWholeFile(entry.path());
+    return files;
+  }
+
+  /// "" when the run told of every loss and of no success that there was not.
+  std::string Judge(const std::string& szText, const TFiles& whole) const {
+    const TFiles files = Files();
+    const bool bSuccess = CountOf(szText, "Extraction succeeded in ") == 1;
+    const bool bOutput = CountOf(szText, "ERROR: ouverture fichier") == 0;
+    const int nFailed = CountOf("\n" + szText, "\nError: extraction failed!\n");
+    const bool bUsage = CountOf(szText, "ERROR: unable to open configuration file") == 1;
+    if (bSuccess + nFailed + bUsage != 1) return "neither success nor failure";
+    if (bSuccess && bOutput && files != whole) return "success without all of the output";
+    if (files != whole && CountOf(szText, "ERROR: ") == 0 && nFailed == 0) return "a loss is not told";
+    const bool bInput = CountOf(szText, "ERROR: ") == 0;
+    for (const auto& [szPath, szBytes] : whole)
+      if (bInput && CountOf(szText, "\nOutput file " + szPath + " written") > 0 &&
+          files.at(szPath) != szBytes)
+        return szPath + " is not as it should be";
+    return "";
+  }
+
+  CTestTree tree;
+  std::vector<TOptions> runs;
+  const bool bSoak = std::getenv("VEX_SOAK") != nullptr;  // every call, in place of a sample
+};
+
+struct SFault {
+  ECallOf eCall;
+  int nError;
+  bool bHarmless;  // once
+};
+
+constexpr SFault FAULTS[] = {
+    {ECallOf::OPEN, EMFILE, false},
+    {ECallOf::OPEN, EACCES, false},
+    {ECallOf::OPEN, ENOSPC, false},
+    {ECallOf::OPEN, EINTR, true},
+    {ECallOf::READ, EIO, false},
+    {ECallOf::READ, EINTR, true},
+    {ECallOf::READ, CFaultFiles::SHORT, true},
+    {ECallOf::WRITE, ENOSPC, false},
+    {ECallOf::WRITE, EIO, false},
+    {ECallOf::WRITE, EINTR, true},
+    {ECallOf::WRITE, CFaultFiles::SHORT, true},
+    {ECallOf::SEEK, EIO, false},
+    {ECallOf::CLOSE, EIO, false},
+    {ECallOf::CLOSE, ENOSPC, false},
+    {ECallOf::CLOSE, EINTR, false},
+    {ECallOf::STAT, EIO, false},
+    {ECallOf::STAT, EACCES, false},
+    {ECallOf::STAT, EINTR, true},
+    {ECallOf::OPEN_FOLDER, EACCES, false},
+    {ECallOf::OPEN_FOLDER, EMFILE, false},
+    {ECallOf::OPEN_FOLDER, EINTR, true},
+    {ECallOf::READ_FOLDER, EIO, false},
+    {ECallOf::READ_FOLDER, EINTR, true},
+};
+
+}  // namespace
+
+// Whichever call of the system fails, and whether once or from then on: the run ends, and says what was lost.
+TEST_F(FaultTest, TheNthCallFails) {
+  for (TOptions& arOptions : runs) {
+    ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
+    const TFiles whole = Files();
+    for (const SFault& fault : FAULTS)
+      for (const bool bFromThenOn : {false, true}) {
+        bool bHappened = true;
+        for (int n = 1; bHappened; n += bSoak || n < 6 ? 1 : n / 2) {
+          CFaultFiles files(fault.eCall, fault.nError, n, bFromThenOn);
+          const CFileSystemScope scope(files);
+          const std::string szText = Run(arOptions);
+          bHappened = files.Happened();
+          std::string szWrong = Judge(szText, whole);
+          const bool bUndone = fault.bHarmless && (!bFromThenOn || fault.nError != EINTR);
+          if (bUndone && Files() != whole) szWrong = "a harmless fault does harm";
+          ASSERT_EQ(szWrong, "") << "call " << static_cast<int>(fault.eCall) << " number " << n << " gives "
+                                 << fault.nError << (bFromThenOn ? " from then on, with " : ", with ")
+                                 << testing::PrintToString(arOptions) << "\n"
+                                 << szText;
+        }
+      }
+  }
+}
+
+// The file that cannot be read is named, and left; a message that is there as a whole comes out.
+TEST_F(FaultTest, AReadErrorEndsItsFile) {
+  for (const auto& [nCall, szFile, nKept] : {std::tuple(3, "a", 16), {5, "a", 24}, {6, "b", 8}}) {
+    CFaultFiles files(ECallOf::READ, EIO, nCall, false);  // the first two are those of the grid
+    const CFileSystemScope scope(files);
+    TOptions arOptions = runs[2];
+    const std::string szText = Run(arOptions);
+    EXPECT_EQ(CountOf(szText, "\nERROR: reading failure in file " + tree.Path("L1C/2013/04/20/") + szFile +
+                                  ".l1_bufr\n"),
+              1)
+        << szText;
+    EXPECT_EQ(CountOf(szText, "\n" + std::to_string(nKept) + " L1C data selected out of"), 1) << szText;
+    EXPECT_EQ(CountOf(szText, "\nError: extraction failed!\n"), 1);
+    EXPECT_EQ(CRecordFile(tree.Output("out/out.all.txt")).arRecords.size(), static_cast<size_t>(nKept));
+  }
+}
+
+// The same for memory. Each run is a process, for what is printed must not take memory that is not there.
+TEST_F(FaultTest, TheNthAllocationFails) {
+  for (TOptions& arOptions : runs) {
+    ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
+    const TFiles whole = Files();
+    const std::string szOutput = tree.Path("stdout");
+    bool bHappened = true;
+    for (int n = 1; bHappened; n += bSoak || n < 10 ? 1 : n / 10)
+      for (const bool bFromThenOn : {false, true}) {
+        fs::remove_all(tree.Path("out"));
+        fs::create_directory(tree.Path("out"));
+        auto arArguments = Arguments(arOptions);
+        const pid_t pid = fork();
+        if (pid == 0) {
+          dup2(open(szOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
+          s_bFromThenOn = bFromThenOn;
+          s_nFailing = n;
+          const int nResult = CVexApp::Start(static_cast<int>(arArguments.size()), arArguments.data());
+          s_nFailing = 0;
+          std::fflush(stdout);
+          _exit(nResult != 0 ? nResult : s_nAllocations < n ? 77 : 0);
+        }
+        int nStatus = 0;
+        waitpid(pid, &nStatus, 0);
+        ASSERT_TRUE(WIFEXITED(nStatus) && (WEXITSTATUS(nStatus) == 0 || WEXITSTATUS(nStatus) == 77))
+            << "allocation " << n << " ends " << testing::PrintToString(arOptions);
+        bHappened = WEXITSTATUS(nStatus) == 0;
+        ASSERT_EQ(Judge(ReadWholeFile(szOutput), whole), "")
+            << "allocation " << n << (bFromThenOn ? " and all behind it" : "") << " of "
+            << testing::PrintToString(arOptions) << "\n"
+            << ReadWholeFile(szOutput);
+      }
+  }
+}
+
+namespace {
+
+std::string Quoted(const TOptions& arOptions) {
+  std::string szText;
+  for (const std::string& szOption : arOptions) szText += " '" + szOption + "'";
+  return szText;
+}
+
+/// A run of the program by a shell: szBefore, the command, szBehind.
+SRun RunInShell(const std::string& szBefore, const TOptions& arOptions, const std::string& szBehind) {
+  return RunProgram("bash", {"-c", szBefore + VEX_BINARY + Quoted(arOptions) + szBehind});
+}
+
+}  // namespace
+
+// Closed standard streams, readers that leave, and little memory: the files come out whole, and a record that
+// cannot be written is told.
+TEST_F(FaultTest, TheProcessIsStartedBadly) {
+  for (size_t i : {0, 3}) {
+    TOptions arOptions(runs[i].begin() + 1, runs[i].end());
+    Run(runs[i]);
+    const TFiles whole = Files();
+    for (const char* szBehind : {" >&-", " <&- >&- 2>&-", " | head -1", " | true", " > /dev/full"}) {
+      for (const auto& [szPath, szBytes] : whole) fs::remove(szPath);
+      RunInShell("set -o pipefail; ", arOptions, szBehind);
+      EXPECT_EQ(Files(), whole) << szBehind;
+    }
+  }
+  TOptions arOptions(runs[1].begin() + 1, runs[1].end());
+  mkfifo(tree.Path("pipe").c_str(), 0600);
+  const SRun left = RunInShell("head -c 9 '" + tree.Path("pipe") + "' >/dev/null & ",
+                               arOptions + TOptions{"-out", tree.Path("pipe")}, "");
+  EXPECT_EQ(left.nStatus, 0);
+  ExpectSays(left, "ERROR: Writing failure!\n");
+  ExpectSays(left, "\nError: extraction failed!\n");
+  // Below some limit it is the loader that says so, with 127.
+  for (int nBytes = 6'200'000; MEASURED && nBytes < 7'000'000; nBytes += 20'000) {
+    const SRun run = RunInShell("prlimit --as=" + std::to_string(nBytes) + " -- ", {"-h"}, "");
+    EXPECT_TRUE(run.nStatus == 0 || run.nStatus == 127) << nBytes << ": " << run.nStatus;
+    ExpectSays(run, "\n -h : show help\n", run.szOutput.size() > 100);
+    ExpectSays(run, "Error: extraction failed!\n", run.nStatus == 0 && run.szOutput.size() < 100);
+  }
+}
+
+// An output that is one of the inputs, by whatever name, cannot be opened, and the input stays.
+TEST_F(FaultTest, NoInputIsWrittenTo) {
+  const std::string szFile = tree.Path("L1C/2013/04/20/a.l1_bufr"), szBytes = ReadWholeFile(szFile);
+  fs::create_hard_link(szFile, tree.Path("hard"));
+  fs::create_symlink(szFile, tree.Path("soft.boxstat"));
+  fs::create_symlink(szFile, tree.Path("box.b.txt"));
+  const TOptions arL1C = {"-c", "1", "-cfg", tree.Path("cfg")};
+  const struct {
+    TOptions arOptions;
+    std::string szOpened;
+  } arRuns[] = {
+      {{"-out", szFile}, szFile},
+      {{"-out", tree.Path("L1C/../hard"), "-of", "txt"}, tree.Path("L1C/../hard")},
+      {{"-out", tree.Path("hard"), "-of", "txtstat"}, tree.Path("hard")},
+      {{"-out", tree.Path("soft"), "-of", "txtstat", "-boxstat", "1-1"}, tree.Path("soft.boxstat")},
+      {{"-out", tree.Path("box"), "-box", "-90-90,-180-180,b"}, tree.Path("box.b.txt")},
+      {{"-out", tree.Path("grid")}, tree.Path("grid")},
+      {{"-out", tree.Path("cfg")}, tree.Path("cfg")},
+  };
+  for (const auto& run : arRuns) {
+    ExpectSays(tree.Run(arL1C + run.arOptions), "ERROR: ouverture fichier " + run.szOpened + "\n");
+    EXPECT_EQ(ReadWholeFile(szFile), szBytes);
+    EXPECT_EQ(fs::file_size(tree.Path("grid")), 14U + 10790);
+    EXPECT_EQ(tree.Output("cfg"), "c=1-9\n");
+  }
+  // What only looks like one is written to.
+  tree.Write("L1C/2013/04/20/a.l1_bufr.txt", "");
+  ExpectGood(tree.Run(arL1C + TOptions{"-out", szFile + ".txt"}));
+}
+
+// A folder that is there and cannot be listed is told, one that is not there is not.
+TEST_F(FaultTest, FoldersThatCannotBeRead) {
+  tree.Write("L1C/2014", "no folder");
+  fs::create_directory(tree.Path("L1C/2015"));
+  tree.Write("L1C/2015/01", "no folder");
+  fs::create_symlink(tree.Path("nowhere"), tree.Path("L1C/2016"));
+  const STreeRun run = tree.Run({"-c", "1", "-ld", "2017-01-01", "-t2", "ems"});
+  ExpectSays(run, "ERROR: Unable to read folder " + tree.Path("L1C/2014") +
+                      "\nERROR: Unable to read folder " + tree.Path("L1C/2015/01") + "\n2 L1C data files");
+  ExpectSays(run, "ERROR: ", 2);
+  ExpectSays(run, "\nError: extraction failed!\n");
+}
