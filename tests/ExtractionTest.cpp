@@ -310,6 +310,18 @@ TEST(Extraction, ReportsMissingData) {
     ExpectSays(run, "out of 3\n" + szLines + "Extraction succeeded");
     EXPECT_EQ(CRecordFile(tree.Output()).arRecords.size(), 3U);
   }
+  // Messages without kept pixels do not count, wherever they stand.
+  CTestTree tree;
+  auto arPixels = TestPixels(3);
+  arPixels[0].fLongitude = arPixels[2].fLongitude = std::nan("");
+  std::string szFile;
+  for (const SSamplePixel& pixel : arPixels) szFile += TestMessage(EKind::L1C, {pixel}).szBytes;
+  tree.Add(EKind::L1C, szFile);
+  for (const int i : {0, 1, 2}) {
+    const STreeRun run = tree.Run({"-c", "1", "-milo", "-999", "-fov", std::to_string(i)});
+    ExpectSays(run, "1 L1C data selected out of 3\n");
+    ExpectSays(run, "WARNING: missing data", i != 1);
+  }
 }
 
 TEST(Extraction, WarnsOfFiltersThatADay1ArchiveCannotServe) {

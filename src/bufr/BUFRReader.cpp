@@ -36,6 +36,7 @@ void CBUFRReader::SkipBack(int nBytes) {
 int CBUFRReader::ReadMessageSections() {
   m_origin.nOffset = stream.Position();
   descriptors.DeleteContents();
+  nMissingFlags = 0;
   std::memset(szStart, 0, sizeof szStart);
   stream.Read(4, szStart);
   nTotalLength = ReadInt(3);

@@ -81,7 +81,7 @@ class CBUFRReader {
   int nDataCapacity = 0;
   std::unique_ptr<uint8_t[]> pData;  // section 4 behind its header, with zeros behind it
   char szEnd[5] = {};
-  uint64_t nMissingFlags = 0;
+  uint64_t nMissingFlags = 0;  // EMissingFlag, of the message at hand
 
   /// Set by the product readers: what a message does not carry, or what cannot be decoded from it, becomes
   /// missing instead of keeping what the record held before.
