@@ -142,12 +142,11 @@ class L2DecoderTest : public CLayoutTest {
   typename TKind::Reader m_reader;
 };
 
-using OzoneKind = SKind<EKind::OZO, CProdL2ozo, CBUFRReaderL2ozo, &CProdL2ozo::InitFirstL2ozo>;
-using AllKinds =
-    testing::Types<SKind<EKind::EMS, CProdL2ems, CBUFRReaderL2ems, &CProdL2ems::InitFirstL2ems>,
-                   SKind<EKind::TRG, CProdL2trg, CBUFRReaderL2trg, &CProdL2trg::InitFirstL2trg>, OzoneKind,
-                   SKind<EKind::CLP, CProdL2clp, CBUFRReaderL2clp, &CProdL2clp::InitFirstL2clp>,
-                   SKind<EKind::TWT, CProdL2twt, CBUFRReaderL2twt, &CProdL2twt::InitFirstL2twt>>;
+using AllKinds = testing::Types<SKind<EKind::EMS, CProdL2ems, CBUFRReaderL2ems, &CProdL2ems::InitFirstL2ems>,
+                                SKind<EKind::TRG, CProdL2trg, CBUFRReaderL2trg, &CProdL2trg::InitFirstL2trg>,
+                                SKind<EKind::OZO, CProdL2ozo, CBUFRReaderL2ozo, &CProdL2ozo::InitFirstL2ozo>,
+                                SKind<EKind::CLP, CProdL2clp, CBUFRReaderL2clp, &CProdL2clp::InitFirstL2clp>,
+                                SKind<EKind::TWT, CProdL2twt, CBUFRReaderL2twt, &CProdL2twt::InitFirstL2twt>>;
 TYPED_TEST_SUITE(L2DecoderTest, AllKinds);
 
 TYPED_TEST(L2DecoderTest, EveryRowOfEveryVersionComesBack) { this->ExpectEveryRowComesBack(); }
@@ -159,25 +158,6 @@ TYPED_TEST(L2DecoderTest, CutMessagesShowNothingOfTheOneBefore) {
 TYPED_TEST(L2DecoderTest, NoProductBlockBeforeAHeader) {
   LoadData(this->m_reader, std::vector<uint8_t>(4000), 3, 5);
   EXPECT_EQ(this->m_reader.UpdateL2(&this->m_prod), 0);
-}
-
-using OzoneTest = L2DecoderTest<OzoneKind>;
-
-// Whether a message has more than the few layers is told by all of its pixels.
-TEST_F(OzoneTest, LayersOfPixelsThatAreNotKeptCount) {
-  constexpr int64_t MISSING = CBUFREncoder::MISSING;
-  constexpr int FEW = CProdL2ozo::FEW_LAYERS;
-  for (const int nColumn : {0, 1, 2, 3}) do {
-      TRows rows = Rows(3, 2);
-      const TColumn<double>* arpColumns[] = {&m_prod.LayerTopPressure[FEW], &m_prod.LayerBottomPressure[FEW],
-                                             &m_prod.IntegratedO3Density[FEW], nullptr};
-      for (SLayoutRow& row : rows)
-        for (const auto* pColumn : arpColumns)
-          if (pColumn && row.pReals == pColumn)
-            row.arRaw = {pColumn == arpColumns[nColumn] ? 1234 : MISSING, MISSING};
-      ASSERT_TRUE(Decode(Encode(rows, 2, 3, false), 2, 3));
-      EXPECT_EQ(m_prod.HasManyLayers, nColumn < 3);
-    } while (m_prod.Kept().size() > 1);
 }
 
 }  // namespace

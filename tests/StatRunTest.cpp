@@ -434,6 +434,29 @@ TEST_F(StatRun, EachStreamHasItsColumns) {
   EXPECT_TRUE(Table("").arRows.empty());
 }
 
+// A column needs all the layers that the layout of its message has.
+TEST_F(StatRun, AnOzoneColumnLacksWhatALayerLacks) {
+  constexpr int DENSITY = 15020;
+  for (const auto& [nVersion, nLayers] : {std::pair(0, 4), {3, 101}, {4, 101}, {5, 4}})
+    for (const int nLayer : {0, 4, 5})
+      for (const bool bCut : {false, true}) {
+        const auto arPixels = TestPixels(2);
+        CBUFREncoder encoder = EmptyEncoder(EKind::OZO, arPixels, nVersion);
+        for (const auto& [field, arRaw] : TestMessage(EKind::OZO, arPixels, nVersion).arFields) {
+          const bool bLacks = field.nFXY == DENSITY && field.nOccurrence == nLayer;
+          if (bLacks && bCut) break;
+          encoder.Values(field.nWidth, bLacks ? std::vector(2, CBUFREncoder::MISSING) : arRaw);
+        }
+        const CTestTree tree;
+        tree.Add(EKind::OZO, encoder.Message());
+        ExpectGood(tree.Run({"-of", "txtstat", "-t2", "ozo", "-boxstat", "1-1"}));
+        const auto row = ReadTable(tree.Output("out.boxstat")).arRows.at(0);
+        EXPECT_EQ(row.at("ozoCount"), 2);
+        EXPECT_EQ(row.at("ozoTotalColumn") == MISSING, nLayer > 0 && nLayer <= nLayers)
+            << nVersion << " " << nLayer << " " << bCut;
+      }
+}
+
 TEST_F(StatRun, ADayOneArchiveIsInNoCell) {
   const CTestTree tree;
   tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(10), 1).szBytes);

@@ -239,7 +239,7 @@ TEST(BoxStat, TakesTheOzoneColumnOfNestedAndOfStackedLayers) {
   for (const auto& [arLayers, fWanted] : arCases) {
     CProdL2ozo prod;
     MakePixels(prod);
-    prod.HasManyLayers = arLayers.size() > CProdL2ozo::FEW_LAYERS;
+    prod.LayerCount = static_cast<int>(arLayers.size());
     for (size_t i = 0; i < arLayers.size(); ++i) {
       prod.LayerTopPressure[i].Write()[1] = arLayers[i].fTop;
       prod.LayerBottomPressure[i].Write()[1] = arLayers[i].fBottom;

@@ -7,7 +7,6 @@
 #include "bufr/L2Header.h"
 #include "bufr/LayoutEngine.h"
 #include "kernel/Reporter.h"
-#include "prod/Prod.h"
 #include "prod/ProdL2ozo.h"
 #include "prod/ProductKind.h"
 
@@ -35,17 +34,6 @@ int CBUFRReaderL2ozo::InterpretFirstLevel(CProdL2ozo* pProd) {
   return DecodeHeader(L2_HEADER<P, EL2Header::OZO>, *pProd);
 }
 
-bool CBUFRReaderL2ozo::DecodeLayers(CProdL2ozo& prod, int nLayers, CBitCursor& data) {
-  bool bAll = true;
-  for (int i = 0; i < nLayers; ++i)
-    for (const SElement& element : LAYER) {
-      bAll &= m_engine.Decode({&element, 1}, prod, data, i);
-      for (int j = 0; i == P::FEW_LAYERS && j < nSubsets; ++j)
-        prod.HasManyLayers |= m_engine.LastReals()[j] != CProd::DEFAULT_VALUE_REAL;
-    }
-  return bAll;
-}
-
 int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   if (nSecondLevelBitPos < 1) return 0;
   const bool bManyLayers = VersionFrom3To(4);
@@ -54,13 +42,13 @@ int CBUFRReaderL2ozo::UpdateL2(CProdL2ozo* pProd) {
   int64_t nLayers;
   bool bAll = DecodeCount(data, MISSING_OZO, nLayers);
   const bool bConform = nLayers == nExpected;
-  pProd->HasManyLayers = false;
+  pProd->LayerCount = nExpected;
   m_engine.Blank(LAYER, *pProd, bConform ? nExpected : 0, P::LAYERS);
   if (!bConform) {
     CReporter::Line("Nombre de donnees ozone non conforme");
     return bAll;
   }
-  bAll &= DecodeLayers(*pProd, nExpected, data);
+  bAll &= m_engine.DecodeRepeated(LAYER, nExpected, *pProd, data);
   if (bManyLayers) bAll &= m_engine.DecodeRepeated(TRAILING, TRAILING_ELEMENTS, *pProd, data);
   return bAll;
 }

@@ -3,7 +3,6 @@
 #include "bufr/BUFRReader.h"
 #include "bufr/BUFRReaderL2.h"
 
-class CBitCursor;
 class CProdL2ozo;
 
 /// Decoder of L2 messages of ozone columns.
@@ -16,7 +15,4 @@ class CBUFRReaderL2ozo : public CBUFRReaderL2 {
   int InterpretFirstLevel(CProdL2ozo* pProd);
   /// Decodes the product block of the kept pixels; 0 when something could not be decoded or no header was.
   int UpdateL2(CProdL2ozo* pProd);
-
- private:
-  bool DecodeLayers(CProdL2ozo& prod, int nLayers, CBitCursor& data);
 };

@@ -12,8 +12,7 @@ class CProdL2ozo : public CProdL2 {
   /// Sizes the record for nSize pixels; the arrays only grow.
   void InitFirstL2ozo(int nSize) { InitFirstL2(nSize); }
 
-  /// Whether some pixel of the message, kept or not, has anything in the layer behind the few.
-  bool HasManyLayers = false;
+  int LayerCount = FEW_LAYERS;  // of the message's layout version
   IntColumn SelectionOfBackgroundState{*this};
   TFamily<KeptRealColumn, LAYERS> LayerTopPressure{*this};     // Pa
   TFamily<KeptRealColumn, LAYERS> LayerBottomPressure{*this};  // Pa

@@ -29,7 +29,7 @@ double CountSky(const CProd& prod, int nPixel, int) {
 /// lacks its density or a pressure.
 double OzoneColumn(const CProd& record, int nPixel, int) {
   const auto& prod = static_cast<const CProdL2ozo&>(record);
-  const int nLayers = prod.HasManyLayers ? CProdL2ozo::LAYERS : CProdL2ozo::FEW_LAYERS;
+  const int nLayers = prod.LayerCount;
   const SKeptRow row = prod.KeptRow(nPixel);
   double fTop = INFINITY, fBottom = -INFINITY, fSum = 0;
   for (int i = 0; i < nLayers; ++i) {
