@@ -476,6 +476,8 @@ TEST_F(StatRun, ARunWithoutFilesWritesItsTables) {
   const STable boxes = ReadTable(tree.Output("out.boxstat"));
   EXPECT_EQ(boxes.arRows.size(), 90u * 180);
   EXPECT_EQ(boxes.arNames.size(), 4u);  // no stream is active
+  ExpectSays(tree.Run({"-of", "txtstat", "-c", "1", "-boxstat", "7000-7000"}),
+             "ERROR: " + tree.Path("out.boxstat") + " would need more");
 }
 
 TEST_F(StatRun, FailuresAreSaidAndTheOtherFilesWritten) {

@@ -114,7 +114,8 @@ CBoxStat::CBoxStat(int nLatitudes, int nLongitudes, const bool (&arbActive)[PROD
 }
 
 double CBoxStat::Size(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]) {
-  const size_t nColumns = ColumnsOf(arbActive).size();
+  // Cells without columns take no memory, but each is a row of the file.
+  const size_t nColumns = std::max<size_t>(ColumnsOf(arbActive).size(), 1);
   const double fLatitudes = LatitudeCount(nLatitudes), fLongitudes = LongitudeCount(nLongitudes);
   return sizeof(SMean) * fLatitudes * fLongitudes * static_cast<double>(nColumns) +
          CClasses::Size(LatitudeCount(nLatitudes)) + CClasses::Size(LongitudeCount(nLongitudes));

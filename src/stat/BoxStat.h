@@ -28,7 +28,7 @@ class CBoxStat {
   CBoxStat(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]);
   virtual ~CBoxStat() = default;
 
-  /// Bytes that it takes.
+  /// Bytes that it takes, at least those of one column.
   static double Size(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]);
 
   /// One pixel of an active product. L1C pixels of a day 1 archive are not counted.
