@@ -49,6 +49,12 @@ TEST(Physics, TemperatureDeviationIsRadianceDeviationOverSlope) {
     }
   for (double fTemperature : {0.0, -777.0, fNan})
     EXPECT_EQ(CPhysics::TemperatureDeviation(645.0, 1e-4, fTemperature), 0.0);
+  // The exponential, its square, and the slope out of range.
+  for (double fTemperature : {1e-300, 1e-30, 1.0, 5.0, 10.0, fInf})
+    for (double fDeviation : {0.0, 1e-4})
+      EXPECT_EQ(CPhysics::TemperatureDeviation(2760.0, fDeviation, fTemperature), -777.0) << fTemperature;
+  for (double fTemperature : {12.0, 1e30})
+    EXPECT_GE(CPhysics::TemperatureDeviation(2760.0, 1e-4, fTemperature), 0.0) << fTemperature;
 }
 
 using TRadiance = std::function<double(int nChannel)>;

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "kernel/MissingReal.h"
+
 double CPhysics::BrightnessTemperature(double fWaveNumber, double fRadiance) {
   if (!(fRadiance > f0)) return 0.0;
   return fC2 * fWaveNumber /
@@ -13,7 +15,8 @@ double CPhysics::TemperatureDeviation(double fWaveNumber, double fRadianceDeviat
   const double fExp = std::exp(fC2 * fWaveNumber / fTemperature);
   const double fSlope = fC1DivF100000 * fWaveNumber * fWaveNumber * fWaveNumber * fC2 * fWaveNumber * fExp /
                         (fTemperature * fTemperature);
-  return fRadianceDeviation * ((fExp - f1) * (fExp - f1)) / fSlope;
+  const double fDeviation = fRadianceDeviation * ((fExp - f1) * (fExp - f1)) / fSlope;
+  return std::isfinite(fDeviation) ? fDeviation : MISSING_REAL;
 }
 
 double CPhysics::ImagerTemperature(double fRadiance) {

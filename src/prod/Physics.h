@@ -31,7 +31,8 @@ class CPhysics {
   static double BrightnessTemperature(double fWaveNumber, double fRadiance);
 
   /// Standard deviation in kelvin that a standard deviation of radiances amounts to at a temperature:
-  /// the deviation over the slope of the Planck function. 0.0 when the temperature is not above 0.
+  /// the deviation over the slope of the Planck function. 0.0 when the temperature is not above 0; -777.0
+  /// when it is so small (below 11 K at 2760 cm-1) or so large that there is no such number.
   static double TemperatureDeviation(double fWaveNumber, double fRadianceDeviation, double fTemperature);
 
   /// Brightness temperature of an imager radiance, at the wavenumber of the imager band lowered to
