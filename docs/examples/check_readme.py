@@ -55,6 +55,8 @@ RUNS = [  # what is done to the archive, the run, what vex_status returns and a 
     ("", f"{L1C} -box 0-1,0-1,a -box 2-3,0-1,a", 1, "ERROR: ouverture fichier out.a.txt"),
     ("", f"{L1C} -out /dev/full", 1, "failed"),
     ("", f"{L1C} -of txtstat -boxstat 90000-90000", 1, "failed"),
+    ("", f"{L1C} -out archive/L1C/../land_sea_alti_map.dat", 1, "ERROR: ouverture fichier archive/L1C/../land"),
+    ("touch archive/L1C/2014", f"{L1C} -ld 2014-01-01", 1, "ERROR: Unable to read folder archive/L1C/2014"),
     ("", f"{L1C} -nonsense", 1, "failed"),
     ("", "vex -out out -c 1 -d archive/L1C", 1, "failed"),
     ("", f"{L1C} -mila 89", 2, "0 L1C data selected out of"),
