@@ -25,11 +25,20 @@ TOptions Options(EKind eKind) {
 }
 
 /// The records that a file gives alone.
-std::string Alone(EKind eKind, const std::string& szFile) {
+std::string Alone(EKind eKind, const std::string& szFile, const TOptions& arOptions) {
   CTestTree tree;
   tree.Add(eKind, szFile);
-  ExpectGood(tree.Run(Options(eKind)));
+  ExpectGood(tree.Run(arOptions));
   return Records(tree.Output());
+}
+std::string Alone(EKind eKind, const std::string& szFile) { return Alone(eKind, szFile, Options(eKind)); }
+
+/// A sound message of 65535 pixels, all like the one given.
+std::string Crowd(EKind eKind, const SSamplePixel& pixel) {
+  CBUFREncoder encoder = EmptyEncoder(eKind, {pixel}, -1, 65535);
+  for (const SFieldValues& values : TestMessage(eKind, {pixel}).arFields)
+    encoder.Constant(values.field.nWidth, values.arRaw[0]);
+  return encoder.Message();
 }
 
 /// The elements of a message as they were, up to the one with the number nEnd.
@@ -159,14 +168,11 @@ TEST(BadInput, ManySubsetsInASoundMessage) {
 TEST(BadInput, ManySubsetsOfWhichOneIsKept) {
   for (const EKind eKind : arKinds) {
     const auto arPixels = TestPixels(1);
-    const STestMessage one = TestMessage(eKind, arPixels);
-    CBUFREncoder encoder = EmptyEncoder(eKind, arPixels, -1, 65535);
-    for (const SFieldValues& values : one.arFields) encoder.Constant(values.field.nWidth, values.arRaw[0]);
     CTestTree tree;
     long arnMegabytes[2];
     std::string arszRecords[2];
     for (const bool bMany : {false, true}) {
-      tree.Add(eKind, bMany ? encoder.Message() : one.szBytes);
+      tree.Add(eKind, bMany ? Crowd(eKind, arPixels[0]) : TestMessage(eKind, arPixels).szBytes);
       const STreeRun run = tree.Run(Options(eKind) + TOptions{"-maxres", "1"});
       ExpectGood(run);
       arszRecords[bMany] = Records(tree.Output());
@@ -199,6 +205,50 @@ TEST(BadInput, ManySubsetsInTinyMessages) {
     if (MEASURED) {
       EXPECT_LT(run.fSeconds, MESSAGES * 0.005) << KindName(eKind);
       EXPECT_LT(run.nMegabytes, 200) << KindName(eKind);
+    }
+  }
+}
+
+// A message that memory cannot hold is named and left, wherever memory ends: in its data, its header, or what
+// is decoded of its kept pixels. What stands around it comes out, and it counts nowhere.
+TEST(BadInput, MessagesLargerThanMemory) {
+  if (!MEASURED) GTEST_SKIP() << "the instrumentation needs the address space";
+  const auto arPixels = TestPixels(5);
+  CBUFREncoder wide = TestEncoder(EKind::TRG, {arPixels[1], arPixels[2]});
+  for (const char c : TestMessage(EKind::TRG, {arPixels[1]}).szBytes) wide.Bits(static_cast<uint8_t>(c), 8);
+  for (int i = 0; i < 2'000'000; ++i) wide.Bits(0, 64);
+  const struct {
+    EKind eKind;
+    std::string szLarge;
+    int nPixels;
+    std::vector<rlim_t> arnMegabytes;
+  } arCases[] = {{EKind::TRG, wide.Message(), 2, {16}},
+                 {EKind::L1C, Crowd(EKind::L1C, arPixels[1]), 65535, {18, 30, 60, 100, 2048}},
+                 {EKind::OZO, Crowd(EKind::OZO, arPixels[1]), 65535, {18, 30, 32}},
+                 {EKind::TWT, Crowd(EKind::TWT, arPixels[1]), 65535, {18, 30, 60, 100, 200}}};
+  for (const auto& [eKind, szLarge, nPixels, arnMegabytes] : arCases) {
+    std::string szSound;
+    CTestTree tree;
+    const auto add = [&](const SSamplePixel& pixel, const std::string& szBehind, const char* szName) {
+      const std::string szMessage = TestMessage(eKind, {pixel}).szBytes;
+      szSound += szMessage;
+      tree.Add(eKind, szMessage + szBehind, szName);
+    };
+    add(arPixels[0], szLarge + TestMessage(eKind, {arPixels[3]}).szBytes + szLarge, "a");
+    szSound += TestMessage(eKind, {arPixels[3]}).szBytes;
+    add(arPixels[4], "", "b");
+    const TOptions arOptions = Options(eKind) + TOptions{"-c", "1-8461"};
+    const std::string szRecords = Alone(eKind, szSound, arOptions);
+    for (const rlim_t nMegabytes : arnMegabytes) {
+      SCOPED_TRACE(std::string(KindName(eKind)) + " " + std::to_string(nMegabytes));
+      const STreeRun run = tree.Run(arOptions, nMegabytes);
+      EXPECT_EQ(run.nStatus, 0);
+      ExpectSays(run, "\nERROR: not enough memory for a message of " + std::to_string(nPixels) + " pixels\n",
+                 2);
+      ExpectSays(run, "\n3 " + std::string(eKind == EKind::L1C ? "L1C" : KindName(eKind)) +
+                          " data selected out of 3\n");
+      EXPECT_TRUE(run.szOutput.ends_with("\nError: extraction failed!\n"));
+      EXPECT_TRUE(Records(tree.Output()) == szRecords);
     }
   }
 }

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,7 +72,7 @@ std::string CTestTree::Add(EKind eKind, const std::string& szBytes, const std::s
   return Write(szFolder + "/" + szName + szExtension, szBytes);
 }
 
-STreeRun CTestTree::Run(const TOptions& arOptions) const {
+STreeRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
   constexpr int CAP_SECONDS = 100;  // far more than any of the runs takes
   TOptions arAll =
       TOptions{VEX_BINARY, "-d",         Path("L1C"), "-d2",        Path("L2"), "-out",      Path("out"),
@@ -87,6 +86,8 @@ STreeRun CTestTree::Run(const TOptions& arOptions) const {
   if (pid == 0) {
     dup2(open(szOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     alarm(CAP_SECONDS);
+    const rlimit space = {nMegabytes << 20, nMegabytes << 20};
+    if (nMegabytes > 0) setrlimit(RLIMIT_AS, &space);
     execv(VEX_BINARY, arArguments.data());
     _exit(127);
   }

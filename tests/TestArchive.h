@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <string>
 #include <vector>
 
@@ -50,8 +52,8 @@ class CTestTree : public CTempDir {
   std::string Add(EKind eKind, const std::string& szBytes, const std::string& szName = "a",
                   const char* szDay = DAY) const;
   /// Runs vex over the tree for 2013-04-20, output to Path("out"). The options come last. A run that hangs is
-  /// ended by an alarm.
-  STreeRun Run(const TOptions& arOptions) const;
+  /// ended by an alarm. It may have nMegabytes of address space; 0: all there is.
+  STreeRun Run(const TOptions& arOptions, rlim_t nMegabytes = 0) const;
   /// The records of a run that must succeed.
   CRecordFile Records(const TOptions& arOptions, int nSpectrumValues = -1) const;
   std::string Output(const std::string& szName = "out") const { return ReadWholeFile(Path(szName)); }

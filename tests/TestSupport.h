@@ -6,7 +6,7 @@
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool MEASURED = false;  // time and memory are those of the instrumentation
 #elif defined(__has_feature)
-constexpr bool MEASURED = !__has_feature(address_sanitizer);
+constexpr bool MEASURED = !__has_feature(address_sanitizer) && !__has_feature(memory_sanitizer);
 #else
 constexpr bool MEASURED = true;
 #endif

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "bufr/BUFRDescriptor.h"
 #include "kernel/BitRun.h"
@@ -131,6 +132,22 @@ void CBUFRReader::FindDataVersion(int64_t nDateTime) {
   if (nDataVersion > 0 && nDataVersion != nPrevious) CReporter::Print("day%d", nDataVersion);
 }
 
+/// Room for the data of a section 4; without enough memory they are read over.
+void CBUFRReader::MakeRoom(int nBytes) {
+  // The messages of an archive differ by a few percent: a larger one leaves room for those to come, or nearly
+  // each would begin with pages that the system has to clear first.
+  const int nCapacity = nDataCapacity == 0 ? nBytes : nBytes + nBytes / 8;
+  pData.reset();
+  nDataCapacity = 0;
+  try {
+    pData = std::make_unique_for_overwrite<uint8_t[]>(nCapacity + UNPACK_PADDING);
+  } catch (const std::bad_alloc&) {
+    stream.Skip(nBytes);
+    throw;
+  }
+  nDataCapacity = nCapacity;
+}
+
 void CBUFRReader::ReadSection4() {
   nSection4Length = ReadInt(3);
   ReadInt(1);
@@ -138,12 +155,7 @@ void CBUFRReader::ReadSection4() {
   if (nDataSize <= 0) return;
   // The file may be shorter than the message says: what is not there is neither allocated nor decoded.
   const int nThere = static_cast<int>(std::min<int64_t>(nDataSize, stream.Remaining()));
-  if (nThere > nDataCapacity || !pData) {
-    // The messages of an archive differ by a few percent: a larger one leaves room for those to come, or
-    // nearly each would begin with pages that the system has to clear first.
-    nDataCapacity = nDataCapacity == 0 ? nThere : nThere + nThere / 8;
-    pData = std::make_unique_for_overwrite<uint8_t[]>(nDataCapacity + UNPACK_PADDING);
-  }
+  if (nThere > nDataCapacity || !pData) MakeRoom(nThere);
   nDataSize = stream.Read(nThere, reinterpret_cast<char*>(pData.get()));
   std::memset(pData.get() + nDataSize, 0, UNPACK_PADDING);
 }

@@ -39,6 +39,7 @@ class CBUFRReader {
 
   /// Reads the message at the current position; 1 on success, 0 when a marker is wrong. Fields and data are
   /// kept in both cases, as far as the file holds them; nDataSize counts the bytes that are really there.
+  /// Throws bad_alloc when there is no memory for them; another message may be read then.
   int ReadMessageSections();
 
   /// nBytes bytes as one big-endian number; bytes that cannot be read are left out of it.
@@ -104,6 +105,7 @@ class CBUFRReader {
   void ReadSection2();
   void ReadSection3();
   void ReadSection4();
+  void MakeRoom(int nBytes);
   void FindDataVersion(int64_t nDateTime);
 
   SOrigin m_origin;

@@ -41,7 +41,7 @@ class CExtractor {
   virtual ~CExtractor();
 
   /// Runs the extraction; false when a header or a record could not be written, or input that is there could
-  /// not be read.
+  /// not be taken in.
   bool Extract(CConfigParam* pConfig);
 
   // Selection of input files, for a product (EProduct).

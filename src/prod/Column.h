@@ -49,9 +49,9 @@ class TColumn : public CColumn {
 
   void Fit() override {
     if (m_nCapacity >= m_nRows) return;
+    Release();
     m_pValues = std::make_unique_for_overwrite<T[]>(m_nRows);
     m_nCapacity = m_nRows;
-    m_bMissing = false;
   }
 
   void SetFirstMissing() override;

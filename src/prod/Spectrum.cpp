@@ -10,9 +10,10 @@
 void CSpectrum::Select(const CChannelSelection& selection) {
   m_pSelection = &selection;
   if (m_nColumns == selection.Columns()) return;
+  // The number last: without memory for the others it is still that of before.
+  m_arDivisors.assign(selection.Columns(), 1.0);
+  m_arExact.assign(selection.Columns(), {});
   m_nColumns = selection.Columns();
-  m_arDivisors.assign(m_nColumns, 1.0);
-  m_arExact.assign(m_nColumns, {});
 }
 
 void CSpectrum::Begin(int nRows) {
@@ -20,13 +21,15 @@ void CSpectrum::Begin(int nRows) {
   m_arState.assign(m_nColumns, EMPTY);
   const size_t nNeeded = static_cast<size_t>(nRows) * m_nColumns;
   if (nNeeded > m_nRawCapacity) {
+    m_nRawCapacity = 0;
     m_pRaw.reset();
     m_pRaw = std::make_unique_for_overwrite<int32_t[]>(nNeeded);
     m_nRawCapacity = nNeeded;
   }
   if (static_cast<size_t>(nRows) > m_nTileStride) {
-    m_nTileStride = static_cast<size_t>(nRows) + 16;
-    m_pTile = std::make_unique_for_overwrite<int32_t[]>(TILE_CHANNELS * m_nTileStride);
+    const size_t nStride = static_cast<size_t>(nRows) + 16;
+    m_pTile = std::make_unique_for_overwrite<int32_t[]>(TILE_CHANNELS * nStride);
+    m_nTileStride = nStride;
   }
 }
 

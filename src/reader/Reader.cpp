@@ -1,5 +1,6 @@
 #include "reader/Reader.h"
 
+#include <new>
 #include <tuple>
 
 #include "app/AltitudeMap.h"
@@ -112,40 +113,61 @@ void CReader::LeaveFile(const SRead& read) {
   FileOpen = false;
 }
 
-/// Reads on to a message that is to be decoded, through as many files as it takes; false at the end.
-bool CReader::NextAcceptedMessage(const SRead& read) {
+/// Goes on to the start of a message, through as many files as it takes; false at the end.
+bool CReader::NextMessage(const SRead& read) {
   while (FileOpen || OpenNextFile(read)) {
     if (MaxResultsReached(read.pConfig)) {
       FileOpen = false;
       return false;
     }
-    const bool bFound = GoToNextMessage();
-    if (bFound) Decoder().ReadMessageSections();
-    if (!bFound || Decoder().stream.Failed())
-      LeaveFile(read);
-    else if (AcceptMessage(read))
-      return true;
+    if (!Decoder().stream.Failed() && GoToNextMessage()) return true;
+    LeaveFile(read);
   }
   read.pProd->FillWithMissingValues();
   return false;
 }
 
 int CReader::Read(const SRead& read) {
-  if (!NextAcceptedMessage(read)) return 0;
+  while (NextMessage(read)) {
+    const int64_t nRead = PixelsRead, nSelected = PixelsSelected, nSkipped = PixelsSkipped;
+    try {
+      if (ReadMessage(read)) return 1;
+    } catch (const std::bad_alloc&) {
+      PixelsRead = nRead;
+      PixelsSelected = nSelected;
+      PixelsSkipped = nSkipped;
+      LeaveMessage(read);
+    }
+  }
+  return 0;
+}
+
+/// Reports a message for which there was not enough memory, and gives back what it took.
+void CReader::LeaveMessage(const SRead& read) {
+  InputFailed = true;
+  read.pProd->SetNull();
+  CReporter::FreshLine();
+  CReporter::Print("ERROR: not enough memory for a message of %d pixels\n", Decoder().nSubsets);
+}
+
+/// False for a message that is not to be decoded, or that could not be read.
+bool CReader::ReadMessage(const SRead& read) {
   CBUFRReader& decoder = Decoder();
+  decoder.ReadMessageSections();
+  if (decoder.stream.Failed() || !AcceptMessage(read)) return false;
   InitRecord(read, decoder.nSubsets);
   if (decoder.nSubsets < 1) {
     CReporter::Text("\nMessage BUFR sans sous-ensemble de donnees");
-    return 1;
+    return true;
   }
   if (!InterpretFirstLevel(read.pProd)) {
     CReporter::Text(FirstLevelMessage());
     read.pProd->FillWithMissingValues();
-    return 1;
+    return true;
   }
-  if (!SelectPixelsToKeep(read.pConfig, read.pProd) || !SelectPixelsOfKind(read)) return 1;
+  if (!SelectPixelsToKeep(read.pConfig, read.pProd) || !SelectPixelsOfKind(read)) return true;
   read.pProd->InitKept();
   Update(read);
   *read.pMissingFlags |= decoder.nMissingFlags;
-  return 1;
+  return true;
 }

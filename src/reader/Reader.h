@@ -29,7 +29,8 @@ class CReader {
   virtual ~CReader() = default;
 
   /// Reads the next message of the files into the record. 0: no more files, or -maxres is reached; 1: a
-  /// message was examined, whether or not one of its pixels was kept.
+  /// message was examined, whether or not one of its pixels was kept. A message for which there is not enough
+  /// memory is named and left: it counts nowhere but in InputFailed.
   int Read(const SRead& read);
 
   /// True when a pixel passes the filters of position, identifiers, angles, time and surface. Computes the
@@ -44,7 +45,7 @@ class CReader {
   int64_t PixelsSkipped = 0;   // dropped by -skip
   int FileIndex = 0;
   bool FileOpen = false;
-  bool InputFailed = false;  // input that is there was lost, which has been said
+  bool InputFailed = false;  // something that was there could not be taken in: the run has failed
 
  protected:
   virtual CBUFRReader& Decoder() = 0;
@@ -79,5 +80,7 @@ class CReader {
  private:
   bool OpenNextFile(const SRead& read);
   void LeaveFile(const SRead& read);
-  bool NextAcceptedMessage(const SRead& read);
+  bool NextMessage(const SRead& read);
+  bool ReadMessage(const SRead& read);
+  void LeaveMessage(const SRead& read);
 };
