@@ -235,6 +235,38 @@ TEST_F(StatRun, SpectraAreThoseOfTheTextRunUnderEveryFilter) {
   }
 }
 
+TEST_F(StatRun, CommentsSayWhatTheFilesHold) {
+  const struct {
+    TOptions arOptions, arSuffixes;
+  } arRuns[] = {
+      {{"-sk",        "1",
+        "-fov",       "1-50",
+        "-histlat",   "-90-90,2",
+        "-histcloud", "0-50,2",
+        "-histland",  "0-50,2",
+        "-histsnow",  "0-50,2",
+        "-histavg",   "0-1,2",
+        "-histvar",   "0-1,2",
+        "-histpix",   "0-1,2",
+        "-boxstat",   "1-1",
+        "-t2",        "ozo,trg,clp,twt,ems"},
+       {"", ".HistoLatitude.txt", ".HistoCloud.txt", ".HistoLand.txt", ".HistoSnow.txt", ".HistoAvg.txt",
+        ".HistoVar.txt", ".HistoPix.txt", ".boxstat"}},
+      {{"-tb", "1"}, {""}},
+      {{"-tb", "1", "-tbref", "280", "-stsext", "1", "-histpix", "0-1,2"},
+       {".txtstat.txt", ".sea.night.txtstat.txt", ".pix3.txtstat.txt", ".HistoPix.pix2.txt"}},
+  };
+  std::string szComments;
+  for (const auto& [arOptions, arSuffixes] : arRuns) {
+    RunStat(CHANNELS + arOptions);
+    for (const std::string& szSuffix : arSuffixes) {
+      szComments += "out" + szSuffix + "\n";
+      for (const std::string& szComment : Table(szSuffix).arComments) szComments += szComment + "\n";
+    }
+  }
+  EXPECT_EQ(szComments, ReadWholeFile(GOLDEN_FOLDER "/statistics.txt"));
+}
+
 TEST_F(StatRun, ColumnsStandInTheirOrder) {
   RunStat(CHANNELS + TOptions{"-histlat", "0-1,3", "-histavg", "0-1,2", "-histpix", "0-1,2", "-sk", "1"});
   const auto expect = [](const char* szSuffix, TOptions arWanted, const TOptions& arPrefixes,
@@ -464,7 +496,11 @@ TEST_F(StatRun, ADayOneArchiveIsInNoCell) {
   const CTestTree tree;
   tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(10), 1).szBytes);
   const STreeRun run = tree.Run({"-of", "txtstat", "-c", "1", "-boxstat", "1-1", "-histcloud", "0-100,2"});
-  ExpectSays(run, "** on a day 1 archive, no record is being returned        **");
+  const std::string szFrame = std::string(60, '*') + "\n";
+  ExpectSays(run, szFrame +
+                      "** WARNING: boxstat requested                             **\n"
+                      "** on a day 1 archive, no record is being returned        **\n" +
+                      szFrame);
   EXPECT_EQ(ReadTable(tree.Output("out.boxstat")).arRows[0].at("L1CCount"), 0);
   EXPECT_EQ(ReadTable(tree.Output()).arRows[0].at("AllCount"), 10);
   EXPECT_TRUE(ReadTable(tree.Output("out.HistoCloud.txt"))
@@ -496,6 +532,12 @@ TEST_F(StatRun, FailuresAreSaidAndTheOtherFilesWritten) {
                       ".boxstat written\n");
   ExpectSays(bad, "ERROR: ", 2);
   EXPECT_EQ(ReadTable(s_pTree->Output("bad.boxstat")).arRows.size(), 90u * 180);
+
+  // Each of the files alone makes a run that failed: one that cannot be opened, one that cannot be written,
+  // one that is a little too large.
+  for (const TOptions& arBad :
+       {TOptions{"-histlat", "-90-90,2"}, TOptions{"-histvar", "0-1,2"}, TOptions{"-boxstat", "3100-3100"}})
+    ExpectSays(RunStat(CHANNELS + arBad + TOptions{"-out", szBad}, false), "ERROR: ");
 
   const STreeRun large = RunStat(
       arOptions + TOptions{"-out", szLarge, "-boxstat", "30000-30000", "-histvar", "0-1,2000000000"}, false);
