@@ -27,6 +27,16 @@ TEST(Physics, Constants) {
   EXPECT_NEAR(CPhysics::fC1 / CPhysics::f100000 / CPhysics::fC1DivF100000, 1.0, 1e-15);
 }
 
+// Frozen: worked out with 40 digits.
+TEST(Physics, FrozenTemperatures) {
+  EXPECT_EQ(CPhysics::WaveNumber(1), 645.0);
+  EXPECT_EQ(CPhysics::WaveNumber(8461), 2760.0);
+  EXPECT_NEAR(CPhysics::BrightnessTemperature(645.0, 5e-4), 222.38402447058994, 1e-11);
+  EXPECT_NEAR(CPhysics::BrightnessTemperature(2500.0, 7.5e-6), 289.57943000005260, 1e-11);
+  EXPECT_NEAR(CPhysics::ImagerTemperature(9e-4), 279.42419649335008, 1e-11);
+  EXPECT_NEAR(CPhysics::TemperatureDeviation(900.0, 1e-5, 280.0), 0.69722812532665992, 1e-13);
+}
+
 TEST(Physics, BrightnessTemperatureInvertsPlanck) {
   for (int nChannel : {1, 899, 4000, 8461})
     for (double fTemperature : {180.0, 280.0, 330.0}) {
