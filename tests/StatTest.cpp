@@ -16,6 +16,7 @@
 #include "output/Record.h"
 #include "prod/ProdL2ozo.h"
 #include "stat/BoxStat.h"
+#include "stat/SpeMultiStat.h"
 #include "stat/SpeStat.h"
 #include "stat/StatSink.h"
 #include "stat/StatTable.h"
@@ -189,6 +190,67 @@ TEST(RowBatch, HoldsTheQuotientsOfItsRows) {
     }
   }
   SetWideKernels(true);
+}
+
+// Rows of two scales, and of widths around those of the blocks, mixed as they come.
+TEST(RowBatch, RowsOfTwoScalesNeverMix) {
+  constexpr int ROWS = 4, PIXELS = 41;
+  std::mt19937 random(3);
+  for (const int nWidth : {1, 63, 64, 65, 128}) {
+    const CChannelSelection selection({{1, nWidth}});
+    CSpectrum spectra[2];
+    std::vector<double> arWanted[2][ROWS];
+    for (const int nScale : {0, 1}) {
+      CSpectrum& spectrum = spectra[nScale];
+      const double fDivisor = nScale ? 1e7 : 1e5;
+      spectrum.Select(selection);
+      spectrum.Begin(ROWS);
+      for (int j = 0; j < nWidth; ++j) {
+        for (int i = 0; i < ROWS; ++i) {
+          spectrum.Tile(0)[i] = static_cast<int32_t>(random() % 60000);
+          arWanted[nScale][i].push_back(spectrum.Tile(0)[i] / fDivisor);
+        }
+        spectrum.StoreTile(j, 1, &fDivisor);
+      }
+      spectrum.End();
+    }
+    CRowSource source(nWidth);
+    CSpeMultiStat stat(nWidth, true);
+    std::vector<std::vector<double>> arColumns(nWidth);
+    for (int i = 0; i < PIXELS; ++i) {
+      const int nScale = i / 3 % 2;
+      stat.Add(source.Row(spectra[nScale], i % ROWS), 0);
+      for (int j = 0; j < nWidth; ++j) arColumns[j].push_back(arWanted[nScale][i % ROWS][j]);
+    }
+    const CSpeStat sum = stat.Set(CSpeMultiStat::ALL);
+    for (int j = 0; j < nWidth; ++j) {
+      SCOPED_TRACE(std::to_string(j) + " of " + std::to_string(nWidth));
+      ExpectMoments(sum.Moments(j), arColumns[j]);
+    }
+  }
+}
+
+// Values are converted a stretch at a time, into a place of as many.
+TEST(ChannelSelection, StretchesCoverTheRangesAndNeverGrowTooLong) {
+  const CChannelSelection selection({{5, 9}, {1, 100}, {3, 3}, {4, 8}, {-3, 2}, {90, 9000}, {9, 7}}, 120);
+  std::vector<int> arChannels;
+  for (const auto& [nFirst, nLast] : {std::pair(5, 9), {1, 100}, {3, 3}, {4, 8}, {90, 120}})
+    for (int i = nFirst; i <= nLast; ++i) arChannels.push_back(i);
+  for (const int nMost : {1, 2, 7, 31, 100, 1000}) {
+    for (const bool bChannels : {false, true}) {
+      std::vector<int> arFound;
+      const auto arStretches = selection.Stretches(nMost, bChannels);
+      for (const auto& stretch : arStretches) {
+        EXPECT_LE(stretch.nCount, nMost);
+        for (int i = 0; i < stretch.nCount; ++i) arFound.push_back(selection.Channel(stretch.nFirst + i));
+      }
+      EXPECT_EQ(arFound, arChannels);
+      // Neighbours are taken together, but for the temperatures not beyond a range.
+      if (nMost == 1000) {
+        EXPECT_EQ(arStretches.size(), bChannels ? 5U : 4U);
+      }
+    }
+  }
 }
 
 TEST(Classes, FollowTheirEdgesWithoutTolerance) {
