@@ -41,6 +41,12 @@ std::string Crowd(EKind eKind, const SSamplePixel& pixel) {
   return encoder.Message();
 }
 
+/// The number of the first element with a descriptor.
+size_t IndexOf(const STestMessage& message, int nFXY) {
+  const auto found = std::ranges::find(message.arFields, nFXY, [](const auto& f) { return f.field.nFXY; });
+  return static_cast<size_t>(found - message.arFields.begin());
+}
+
 /// The elements of a message as they were, up to the one with the number nEnd.
 void Copy(CBUFREncoder& encoder, const STestMessage& message, size_t nBegin, size_t nEnd) {
   for (size_t i = nBegin; i < std::min(nEnd, message.arFields.size()); ++i)
@@ -104,6 +110,22 @@ TEST(BadInput, GoodMessagesAroundBadOnesComeOut) {
       Copy(encoder, whole, nField + 1, 1 << 20);
       arCases.push_back({"increments of 63 bits", encoder.Message(), true,
                          "Data width too high for missing value control"});
+    }
+    // One half of the second level of an L1C message, in the layout whose imager data the first level leaves
+    // alone: a channel that there is not, increments that are too wide.
+    for (const auto& [nFXY, szLost] : {std::pair(5042, "spectres"), {25085, "donnees avhrr"}}) {
+      if (!bL1C) break;
+      const STestMessage dayOne = TestMessage(eKind, {arPixels[3], arPixels[4]}, 1);
+      const size_t nField = IndexOf(dayOne, nFXY);
+      CBUFREncoder encoder = EmptyEncoder(eKind, {arPixels[3], arPixels[4]}, 1);
+      Copy(encoder, dayOne, 0, nField);
+      if (nFXY == 5042)
+        encoder.Constant(14, 0);
+      else
+        encoder.Element(7, 1, 63, {1, 2});
+      Copy(encoder, dayOne, nField + 1, 1 << 20);
+      arCases.push_back({szLost, encoder.Message(), true,
+                         std::string("\nProbleme interpretation BUFR dans ") + szLost, -1});
     }
     const std::string szRecordsA = Alone(eKind, szA), szRecordsB = Alone(eKind, szB),
                       szRecordsC = Alone(eKind, szC), szWhole = Alone(eKind, whole.szBytes);

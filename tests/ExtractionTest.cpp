@@ -161,6 +161,10 @@ TEST(Extraction, SaysExactlyThis) {
       {{"-c", "1", "-mf", "none"}, "No L1C data files found\n\n"},
       {{"-t2", "ems,trg,clp"},
        szOneTrg + "No clp" + szFiles + "No ems" + szFiles + szT + "..\n4 trg" + szOut + "4\n"},
+      {{"-t2", "trg", "-mf2", "none"}, "No trg" + szFiles + "\n"},
+      {{"-t2", "trg", "-ef2", "none", "-ef", "bufr"}, "No trg" + szFiles + "\n"},
+      {{"-c", "1", "-maxres", "0", "-mf2", "none", "-ef2", "none"}, szOneL1C + "\n0 L1C" + szOut + "0\n"},
+      {{"-t2", "trg", "-maxres", "0", "-mf", "none", "-ef", "none"}, szOneTrg + "\n0 trg" + szOut + "0\n"},
       {{"-t2", "ozo,twt"}, "No ozo" + szFiles + "No twt" + szFiles + "\n"},
       {{"-c", "1", "-t2", "trg", "-maxres", "0"},
        szOneL1C + szOneTrg + "\n0 L1C" + szOut + "0\n0 trg" + szOut + "0\n"},
@@ -321,6 +325,40 @@ TEST(Extraction, ReportsMissingData) {
     const STreeRun run = tree.Run({"-c", "1", "-milo", "-999", "-fov", std::to_string(i)});
     ExpectSays(run, "1 L1C data selected out of 3\n");
     ExpectSays(run, "WARNING: missing data", i != 1);
+  }
+}
+
+// Messages of which no element but channel numbers and the counts of levels has a value.
+TEST(Extraction, ReportsAllThatIsMissing) {
+  const auto lines = [](const TOptions& arLines) {
+    std::string szLines;
+    for (const std::string& szLine : arLines) szLines += WarningLine(szLine);
+    return szLines;
+  };
+  const std::string szCommon =
+      lines({"WARNING: missing data into the archive",
+             "SatelliteIdentifier, GeneratingCenter, SatelliteInstruments or SatelliteClassification",
+             "Year, Month, Day, Hour, Minute or Second", "Latitude", "Longitude",
+             "SatelliteZenithAngle or Bearing", "SolarZenithAngle or SolarAzimuth",
+             "FieldOfViewNumber, OrbitNumber or ScanLineNumber", "HeightOfStation"});
+  for (const EKind eKind : arKinds) {
+    const bool bL1C = eKind == EKind::L1C;
+    const std::string szKind = KindName(eKind);
+    const auto arPixels = TestPixels(2);
+    CBUFREncoder encoder = EmptyEncoder(eKind, arPixels);
+    for (const SFieldValues& values : TestMessage(eKind, arPixels).arFields) {
+      const bool bThere = values.field.nFXY == 31001 || values.field.nFXY == 5042;
+      encoder.Constant(values.field.nWidth, bThere ? values.arRaw[0] : CBUFREncoder::MISSING);
+    }
+    CTestTree tree;
+    tree.Add(eKind, encoder.Message());
+    const TOptions arKind = bL1C ? TOptions{"-c", "1", "-avhrr", "1"} : TOptions{"-t2", szKind};
+    ExpectSays(tree.Run(arKind + TOptions{"-mila", "-999", "-milo", "-999"}),
+               "out of 2\n" + FRAME + szCommon +
+                   lines(bL1C ? TOptions{"StartChannel, EndChannel, GqisFlagQual or GQisFlagQualDetailed",
+                                         "Spectrum", "Avhrrdata", "Cloudfraction"}
+                              : TOptions{"L2 data", szKind + " data"}) +
+                   FRAME + "Extraction succeeded");
   }
 }
 

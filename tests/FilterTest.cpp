@@ -58,19 +58,20 @@ TEST_F(FilterTest, CommonFiltersPixelByPixel) {
     std::string szKept;
     std::vector<const char*> arOptions;
     bool bSea = false;  // a grid of sea everywhere
-  } arCases[] = {
-      {"10111",
-       {"", "-milo 10 -malo 10", "-milo 170 -malo -170", "-on 1-99,100", "-sln 20-30", "-va -12.5-0",
-        "-tr 12h30m45s-12h30m45s", "-tr 11h59m59s-13h00m00s", "-st sea", "-st land"}},
-      {"10011", {"-mila 50 -mala 50", "-mala 50.1"}},
-      {"00100", {"-mila 50.01"}},
-      {"10101", {"-tp day"}},
-      {"10110", {"-tp night"}},
-      {"00000",
-       {"-mala 49.99", "-mila 60 -mala 40", "-milo 11", "-malo 9", "-on 101-99", "-sln 21-30", "-fov 0-6",
-        "-va 0-60", "-tr 12h30m46s-23h00m00s", "-tr 00h00m00s-12h29m59s", "-tr 12h00m00s-02h00m00s"}},
-      {"10111", {"-st sea"}, true},
-      {"00000", {"-st land"}, true}};
+  } arCases[] = {{"10111",
+                  {"", "-milo 10 -malo 10", "-milo 170 -malo -170", "-on 1-99,100", "-sln 20-30",
+                   "-va -12.5-0", "-tr 12h30m45s", "-tr 12h30m45s-12h30m45s", "-tr 11h59m59s-13h00m00s",
+                   "-st sea", "-st land", "-tp night -tp all", "-mila -0.5 -milo -0.5"}},
+                 {"10011", {"-mila 50 -mala 50", "-mala 50.1"}},
+                 {"00100", {"-mila 50.01"}},
+                 {"10101", {"-tp day"}},
+                 {"10110", {"-tp night"}},
+                 {"00000",
+                  {"-mala 49.99", "-mila 60 -mala 40", "-milo 11", "-malo 9", "-on 101-99", "-sln 21-30",
+                   "-fov 0-6", "-va 0-60", "-tr 12h30m44s", "-tr 12h30m46s-23h00m00s",
+                   "-tr 00h00m00s-12h29m59s", "-tr 12h00m00s-02h00m00s"}},
+                 {"10111", {"-st sea", "-st land -st all"}, true},
+                 {"00000", {"-st land"}, true}};
   for (const auto& [szKept, arOptions, bSea] : arCases) {
     for (const char* szOptions : arOptions) {
       SCOPED_TRACE(szOptions);
@@ -98,7 +99,10 @@ TEST_F(FilterTest, L1CFiltersByArchive) {
     std::vector<const char*> arOptions;
   } arCases[] = {
       {true, true, true, {"", "-mca 100", "-lca 0", "-qlt yny"}},
-      {true, true, false, {"-mca 40", "-lca 40", "-lf 50-50", "-sf 0-5", "-avg 0.5-1", "-var 0.25-1"}},
+      {true,
+       true,
+       false,
+       {"-mca 40", "-lca 40", "-mca 99", "-lca 1", "-lf 50-50", "-sf 0-5", "-avg 0.5-1", "-var 0.25-1"}},
       {false, true, false, {"-mca 39", "-lca 41", "-lf 50.1-100", "-sf 0-4", "-avg 0-0.49", "-var 0.26-1"}},
       {false, true, true, {"-qlt nyn"}}};
   for (const auto& one : arCases) {

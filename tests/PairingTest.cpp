@@ -194,4 +194,7 @@ TEST(Pairing, TwoL2TreesMakeOneStream) {
       "1 L1C data files selected\nNo ozo data files selected\n1 trg data files selected\n1 ems data files "
       "selected\nNo ozo data files selected\n3 trg data files selected\n1 ems data files selected\n");
   EXPECT_EQ(Describe(CRecordFile(tree.Output())), "1.5.0=L 1.5.1=LT 1.5.0=T 1.5.2=LTE");
+  for (const char* szOption : {"-mf2", "-ef2"})
+    ExpectSays(tree.Run({"-t2", "trg", "-myd2", tree.Path("indep"), szOption, "2.bin"}),
+               "No trg data files selected\n1 trg data files selected\n");
 }
