@@ -16,8 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int64_t MISSING = CBUFREncoder::MISSING;
-
 template <class T>
 std::string Hex(const T& bytes) {
   std::ostringstream out;
@@ -79,29 +77,6 @@ TEST(BUFREncoder, WritesTinyMessagesBitForBit) {
             "373737");
 }
 
-TEST(BUFREncoder, PacksValuesAsNarrowAsMissingAllows) {
-  const struct {
-    int nWidth;
-    std::vector<int64_t> arRaw;
-    const char* szHex;
-  } arCases[] = {
-      {10, {5, 5, 5}, "0140"},                // constant: no increments
-      {10, {MISSING, MISSING}, "ffc0"},       // all ones
-      {10, {5, MISSING, 5}, "014140"},        // 1 bit: 0 1 0, all ones is missing
-      {8, {100, 102, 101, 103}, "640c22c0"},  // a range of 3 takes 3 bits, as 11 would be missing
-      {8, {0, 254}, "002003f8"},
-  };
-  for (const auto& c : arCases) {
-    CBUFREncoder encoder(static_cast<int>(c.arRaw.size()));
-    encoder.Values(c.nWidth, c.arRaw);
-    EXPECT_EQ(Hex(encoder.SectionData()), c.szHex);
-  }
-  CBUFREncoder encoder(1);  // the low bits of a value, also across the end of a word
-  for (int i = 0; i < 2; ++i) encoder.Bits(0xFF5, 4);
-  encoder.Bits(UINT64_MAX, 60);
-  EXPECT_EQ(Hex(encoder.SectionData()), "55fffffffffffffff0");
-}
-
 // Every element of every layout, its width, scale and reference and the values of all pixels, as an
 // independent decoder finds them from the descriptors in the message.
 TEST(ProductEncoder, MessagesDecodeElsewhereToWhatWentIn) {
@@ -160,25 +135,6 @@ TEST(ProductEncoder, SpectraPackLikeRealOnes) {
     }
   }
   EXPECT_NEAR(fBits / nChannels, 10, 0.7);
-}
-
-TEST(Scene, MovesLikeASunSynchronousOrbit) {
-  const CScene scene(7, 4, 15815);
-  std::tuple<int, int> lastKey{0, 0};
-  double fNorth = -90;
-  for (int64_t nLine = 0; nLine < 2 * 761; ++nLine) {
-    const SSamplePixel p = scene.Pixel(nLine, 58);
-    ASSERT_LT(lastKey, std::tuple(p.nOrbit, p.nScanLine));
-    lastKey = {p.nOrbit, p.nScanLine};
-    fNorth = std::max(fNorth, p.fLatitude);
-    ASSERT_LT(p.fSatelliteZenith, 5);
-    ASSERT_NEAR(scene.Pixel(nLine, 0).fSatelliteZenith, 58, 2);
-    if (std::abs(p.fLatitude) < 10) {  // half past nine going south by day, going north by night
-      ASSERT_NEAR(std::fmod(p.nHour + p.nMinute / 60.0 + p.fLongitude / 15 + 48, 12.0), 9.5, 0.4);
-      ASSERT_EQ(p.fSolarZenith < 90, scene.Pixel(nLine + 1, 58).fLatitude < p.fLatitude);
-    }
-  }
-  EXPECT_NEAR(fNorth, 81, 1);
 }
 
 TEST(SampleArchive, SameSeedSameBytesAndKindsThatPair) {
