@@ -8,9 +8,11 @@
         records["L1C"]["Spectrum"]                          # (records, channels)
         records["ozo"]["Layer"]["IntegratedO3Density"]      # (records, layers)
 
-Run as a program it prints the records as `vex -of txt` does: read_vex.py FILE
-The fields are described in docs/formats.md.
+Run as a program it prints the records as `vex -of txt` does: read_vex.py [--salvage] FILE
+With --salvage, or read(path, salvage=True), a file that a run left behind when it was killed gives all its complete
+records. The fields are described in docs/formats.md.
 """
+import os
 import struct
 import sys
 
@@ -98,11 +100,14 @@ def record_types(header):
             for c in dict.fromkeys((n, written)) for la in layers for le in levels] + [empty]
 
 
-def read(path):
+def read(path, salvage=False):
     """(header, list of arrays). Neighbouring records of one form are one array, which is a view of the file. There is
     more than one array only where the numbers of ozone layers or temperature levels change; arrays of records
-    without content have no blocks."""
-    data = np.memmap(path, dtype="u1", mode="r")
+    without content have no blocks.
+
+    A record that is damaged or cut short is an error. To salvage is to return the records in front of it instead;
+    header["left"] then counts the bytes from it on, 0 where all is well. A file without a whole header is an error."""
+    data = np.memmap(path, dtype="u1", mode="r") if os.path.getsize(path) else np.empty(0, "u1")
     header, place = read_header(data)
     types = record_types(header)
     marker = struct.pack(header["order"] + "i", types[0].itemsize - 8)
@@ -112,15 +117,20 @@ def read(path):
     while place < len(data):
         for dtype in forms:
             end = place + dtype.itemsize
-            if buffer[place:place + 4] == buffer[end - 4:end] == marker and buffer[end:end + 4] in (marker, b""):
+            behind = bytes(buffer[end:end + 4])
+            ends = marker.startswith(behind) if salvage else behind in (marker, b"")
+            if ends and buffer[place:place + 4] == buffer[end - 4:end] == marker:
                 break
         else:
+            if salvage:
+                break
             raise ValueError(f"the record at byte {place} is damaged or cut short")
         if runs and runs[-1][0] is dtype:
             runs[-1][2] = end
         else:
             runs.append([dtype, place, end])
         place = end
+    header["left"] = len(data) - place
     return header, [data[begin:end].view(dtype) for dtype, begin, end in runs]
 
 
@@ -159,15 +169,18 @@ def text(record, header):
 
 
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("Usage: read_vex.py FILE")
+    *options, path = sys.argv[1:] or [""]
+    if options not in ([], ["--salvage"]) or path in ("", "--salvage"):
+        sys.exit("Usage: read_vex.py [--salvage] FILE")
     try:
-        header, parts = read(sys.argv[1])
+        header, parts = read(path, salvage=bool(options))
     except (ValueError, OSError) as error:
-        sys.exit(f"{sys.argv[1]}: {error}")
+        sys.exit(f"{path}: {error}")
     for records in parts:
         for record in records:
             print(text(record, header))
+    if header["left"]:
+        print(f"{path}: left out {header['left']} bytes behind the last complete record", file=sys.stderr)
 
 
 if __name__ == "__main__":
