@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -141,6 +142,7 @@ constexpr SFault FAULTS[] = {
 
 // Whichever call of the system fails, and whether once or from then on: the run ends, and says what was lost.
 TEST_F(FaultTest, TheNthCallFails) {
+  int nRuns = 0;
   for (TOptions& arOptions : runs) {
     ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
     const TFiles whole = Files();
@@ -152,6 +154,7 @@ TEST_F(FaultTest, TheNthCallFails) {
           const CFileSystemScope scope(files);
           const std::string szText = Run(arOptions);
           bHappened = files.Happened();
+          nRuns += bHappened;
           std::string szWrong = Judge(szText, whole);
           const bool bUndone = fault.bHarmless && (!bFromThenOn || fault.nError != EINTR);
           if (bUndone && Files() != whole) szWrong = "a harmless fault does harm";
@@ -162,6 +165,7 @@ TEST_F(FaultTest, TheNthCallFails) {
         }
       }
   }
+  std::printf("%d disturbed runs\n", nRuns);
 }
 
 // The file that cannot be read is named, and left; a message that is there as a whole comes out.
@@ -183,6 +187,7 @@ TEST_F(FaultTest, AReadErrorEndsItsFile) {
 
 // The same for memory. Each run is a process, for what is printed must not take memory that is not there.
 TEST_F(FaultTest, TheNthAllocationFails) {
+  int nRuns = 0;
   for (TOptions& arOptions : runs) {
     ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
     const TFiles whole = Files();
@@ -208,12 +213,14 @@ TEST_F(FaultTest, TheNthAllocationFails) {
         ASSERT_TRUE(WIFEXITED(nStatus) && (WEXITSTATUS(nStatus) == 0 || WEXITSTATUS(nStatus) == 77))
             << "allocation " << n << " ends " << testing::PrintToString(arOptions);
         bHappened = WEXITSTATUS(nStatus) == 0;
+        nRuns += bHappened;
         ASSERT_EQ(Judge(ReadWholeFile(szOutput), whole), "")
             << "allocation " << n << (bFromThenOn ? " and all behind it" : "") << " of "
             << testing::PrintToString(arOptions) << "\n"
             << ReadWholeFile(szOutput);
       }
   }
+  std::printf("%d disturbed runs\n", nRuns);
 }
 
 namespace {
