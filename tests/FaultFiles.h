@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include "kernel/FileSystem.h"
 
 enum class ECallOf { OPEN, READ, WRITE, SEEK, CLOSE, STAT, OPEN_FOLDER, READ_FOLDER };
@@ -29,8 +31,13 @@ class CFaultFiles : public CFileSystem {
     return Fails(ECallOf::SEEK) ? -1 : CFileSystem::Seek(nFile, nOffset);
   }
   int Close(int nFile) override {
+    const bool bFails = Fails(ECallOf::CLOSE);
+    struct stat status;
+    // What was written has not arrived as a whole.
+    if (bFails && fstat(nFile, &status) == 0 && ftruncate(nFile, status.st_size / 2) != 0) errno = 0;
     const int nResult = CFileSystem::Close(nFile);
-    return Fails(ECallOf::CLOSE) ? -1 : nResult;
+    if (bFails) errno = m_nError;
+    return bFails ? -1 : nResult;
   }
   int Stat(const char* szPath, struct stat& status) override {
     return Fails(ECallOf::STAT) ? -1 : CFileSystem::Stat(szPath, status);

@@ -292,6 +292,12 @@ TEST_F(FaultTest, NoInputIsWrittenTo) {
     EXPECT_EQ(fs::file_size(tree.Path("grid")), 14U + 10790);
     EXPECT_EQ(tree.Output("cfg"), "c=1-9\n");
   }
+  // Nothing is known of where the path leads.
+  CFaultFiles files(ECallOf::STAT, EIO, 1, true);
+  const CFileSystemScope scope(files);
+  TOptions arOptions = runs[1] + TOptions{"-out", szFile};
+  EXPECT_EQ(CountOf(Run(arOptions), "ERROR: ouverture fichier " + szFile + "\n"), 1);
+  EXPECT_EQ(ReadWholeFile(szFile), szBytes);
   // What only looks like one is written to.
   tree.Write("L1C/2013/04/20/a.l1_bufr.txt", "");
   ExpectGood(tree.Run(arL1C + TOptions{"-out", szFile + ".txt"}));
