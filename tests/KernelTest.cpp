@@ -5,11 +5,13 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "TestSupport.h"
 #include "kernel/BitRun.h"
 #include "kernel/Cpu.h"
+#include "kernel/PowerOfTen.h"
 #include "kernel/SpectrumKernels.h"
 
 namespace {
@@ -28,6 +30,14 @@ class KernelTest : public testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(Both, KernelTest, testing::Bool(),
                          [](const auto& kind) { return kind.param ? "Wide" : "Portable"; });
+
+// The same on every machine: 10^23 lies between two doubles, and C libraries and compilers differ over it.
+TEST(PowerOfTen, IsTheNearestDouble) {
+  const std::pair<int, double> arPowers[] = {{-400, 0},  {-65, 1e-65}, {-64, 1e-64},    {-1, 0.1},
+                                             {0, 1},     {23, 1e23},   {62, 1e62},      {64, 1e64},
+                                             {87, 1e87}, {308, 1e308}, {309, HUGE_VAL}, {1 << 30, HUGE_VAL}};
+  for (const auto& [nExponent, fPower] : arPowers) EXPECT_EQ(PowerOfTen(nExponent), fPower) << nExponent;
+}
 
 /// Data with exactly the promised padding on the heap, so that a sanitizer sees a load beyond it.
 class CBits {
