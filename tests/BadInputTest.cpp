@@ -323,51 +323,6 @@ TEST(BadInput, FlippedBitsAndCutMessages) {
   }
 }
 
-// A profile whose count is none of its layout is missing, whatever the message before had in its place.
-TEST(BadInput, L2CountsThatDoNotFit) {
-  const std::string szOzo = "Nombre de donnees ozone non conforme\n",
-                    szEms = "Nombre de donnees emissivite non conforme\n",
-                    szPMR = "Nombre de profils pression/mixing ratio non conforme\n",
-                    szBoth = "Nombre de profils pression/temperature non conforme\n" + szPMR;
-  const struct {
-    EKind eKind;
-    int nVersion;
-    std::vector<int> arCounts;
-    std::string szSays;
-    size_t nFirst = 1;  // value that is missing
-  } arCases[] = {
-      {EKind::OZO, 0, {5}, szOzo},
-      {EKind::OZO, 5, {101}, szOzo},
-      {EKind::OZO, 3, {4}, szOzo},
-      {EKind::EMS, 0, {11}, szEms},
-      {EKind::EMS, 8, {0}, szEms},
-      {EKind::TWT, 5, {90, 90}, szBoth, 7},
-      {EKind::TWT, 0, {90, 101}, szPMR, 188},
-      {EKind::TWT, 0, {101, 90}, szBoth, 7},
-      // all bits set: the count itself is missing
-      {EKind::OZO, 0, {255}, szOzo},
-      {EKind::EMS, 0, {255}, szEms},
-      {EKind::TWT, 0, {255, 90}, szBoth, 7},
-  };
-  for (const auto& c : arCases) {
-    SCOPED_TRACE(std::string(KindName(c.eKind)) + std::to_string(c.nVersion));
-    SEncodeOptions options;
-    options.arCounts = c.arCounts;
-    CTestTree tree;
-    tree.Add(c.eKind, TestMessage(c.eKind, TestPixels(3)).szBytes +
-                          TestMessage(c.eKind, TestPixels(3), c.nVersion, options).szBytes);
-    const STreeRun run = tree.Run(Options(c.eKind));
-    ExpectSays(run, c.szSays);
-    const CRecordFile file(tree.Output());
-    ASSERT_EQ(file.arRecords.size(), 6U);
-    for (size_t p = 3; p < 6; ++p) {
-      const auto& [szTypes, arValues] = file.arRecords[p].blocks.at(KindName(c.eKind));
-      for (size_t i = c.nFirst; i < arValues.size(); ++i)
-        EXPECT_TRUE(szTypes[i] != 'r' || arValues[i] == -777) << i;
-    }
-  }
-}
-
 TEST(BadInput, StrangeFilesAreReportedOrPassedOver) {
   CTestTree tree;
   const std::string szGood = TestMessage(EKind::L1C, TestPixels(2)).szBytes;

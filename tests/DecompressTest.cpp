@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <random>
 
 #include "DecoderSupport.h"
 #include "bufr/BUFRReaderL2.h"
 #include "kernel/Cpu.h"
 #include "kernel/Reporter.h"
+#include "sample/BUFREncoder.h"
+#include "tests/differential/PlainDecoder.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include "reader/L2ReaderOzo.h"
 #include "reader/L2ReaderTrg.h"
 #include "reader/L2ReaderTwt.h"
+#include "sample/BUFREncoder.h"
 
 namespace {
 
