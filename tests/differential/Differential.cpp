@@ -248,7 +248,7 @@ std::string CDifferential::Run(uint64_t nSeed, SDifferentialResult& result) {
 
 SDifferentialResult RunDifferential(const SDifferentialOptions& options) {
   // Decoders and records are kept for so many runs: what a message leaves behind is to harm no other.
-  constexpr int KEPT = 64;
+  constexpr int KEPT = 256;
   SDifferentialResult result;
   SetWideKernels(options.bWide);
   std::unique_ptr<CDifferential> pDifferential;

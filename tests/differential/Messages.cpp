@@ -113,7 +113,8 @@ SMade CMessageMaker::Make(EKind eKind, const CModel& model) {
   m_nMissing = OneIn(2) ? 8 : 100 + Below(4000);
   CBUFREncoder encoder(made.nPixels);
   Describe(eKind, encoder, made);
-  const auto& [rows, nHeaderEnd, nAvhrr, nFractions] = model.Rows(made.nVersion);
+  const CModel::SRows& parts = model.Rows(made.nVersion);
+  const TRows& rows = parts.all;
   const auto elements = [&](size_t nBegin, size_t nEnd) {
     for (size_t i = nBegin; i < nEnd; ++i)
       if (rows[i].field.nCount < 0)
@@ -121,7 +122,7 @@ SMade CMessageMaker::Make(EKind eKind, const CModel& model) {
       else
         Count(encoder, rows[i].field);
   };
-  elements(0, nHeaderEnd);
+  elements(0, parts.nHeaderEnd);
   // Most spectra end early, and the messages with them.
   bool bEnds = false;
   if (eKind == EKind::L1C) {
@@ -129,7 +130,7 @@ SMade CMessageMaker::Make(EKind eKind, const CModel& model) {
     Bands(encoder);
     Samples(encoder, bEnds ? Below(FEW_SAMPLES) : SAMPLES);
   }
-  if (!bEnds) elements(eKind == EKind::L1C ? nAvhrr : nHeaderEnd, rows.size());
+  if (!bEnds) elements(eKind == EKind::L1C ? parts.nAvhrr : parts.nHeaderEnd, rows.size());
   if (OneIn(4)) encoder.Bits(0x123456789ABCDEF, Below(64));
   made.bDamaged = bEnds;
   const size_t nData = encoder.SectionData().size();

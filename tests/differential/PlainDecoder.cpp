@@ -10,17 +10,13 @@ double Power(int64_t nExponent) {
 }
 
 bool CPlainDecoder::Read(int64_t& bitPos, int nBits, uint64_t& nValue) const {
-  bool bInside = true;
+  const int64_t nEnd = bitPos + nBits;
+  const bool bInside = nBits == 0 || nEnd <= static_cast<int64_t>(m_arBytes.size()) * 8;
   nValue = 0;
-  if (bitPos / 8 >= static_cast<int64_t>(m_arBytes.size())) {
-    bitPos += nBits;
-    return nBits == 0;
-  }
-  for (int i = 0; i < nBits; ++i, ++bitPos) {
-    const auto nByte = static_cast<size_t>(bitPos / 8);
-    bInside = bInside && nByte < m_arBytes.size();
-    nValue = nValue << 1 | (bInside ? m_arBytes[nByte] >> (7 - bitPos % 8) & 1 : 0);
-  }
+  const uint8_t* pBytes = m_arBytes.data();
+  for (; bInside && bitPos < nEnd; ++bitPos)
+    nValue = nValue << 1 | (pBytes[bitPos / 8] >> (7 - bitPos % 8) & 1);
+  bitPos = nEnd;
   return bInside;
 }
 
