@@ -239,9 +239,8 @@ void CSpectrumDecoder::Store(SPass& pass, int nPixel, int64_t nChannel, int64_t 
   if (nColumn >= 0) prod.Spectrum.Set(row.nRow, nColumn, fValue);
 }
 
-/// The radiances of one sample, the general way; channelOf(pixel) is the pixel's channel number.
-template <class TChannelOf>
-void CSpectrumDecoder::DecodeRadiances(SPass& pass, TChannelOf channelOf) {
+/// The radiances of one sample, the general way. The channel is that of all pixels, or each has its own.
+void CSpectrumDecoder::DecodeRadiances(SPass& pass, int64_t nChannel, const int64_t* pChannels) {
   CBitCursor& data = pass.data;
   CProdL1C& prod = pass.prod;
   FlushTile(pass);
@@ -253,11 +252,14 @@ void CSpectrumDecoder::DecodeRadiances(SPass& pass, TChannelOf channelOf) {
   pass.bAll &= bDecoded;
   if (!bDecoded && data.Position() == nHeaderEnd) return;  // not even its header
   const bool bSimple = bConstant && (nConstant == MISSING_RADIANCE || nConstant == 0);
-  for (int i = 0; i < m_engine.Subsets(); ++i) {
-    if (!bSimple && !prod.KeepPixel[i]) continue;
+  const auto store = [&](int i) {
     const int64_t nRaw = bConstant ? nConstant : pRaw[i];
-    Store(pass, i, channelOf(i), nRaw, !bSimple && nRaw != MISSING_RADIANCE);
-  }
+    Store(pass, i, pChannels ? pChannels[i] : nChannel, nRaw, !bSimple && nRaw != MISSING_RADIANCE);
+  };
+  // A pixel that is not kept may still have a channel that there is not.
+  for (int i = 0; bSimple && pChannels && i < m_engine.Subsets(); ++i)
+    if (!prod.KeepPixel[i]) store(i);
+  for (const int i : prod.Kept()) store(i);
 }
 
 /// One sample, the general way: channel numbers that differ between pixels, missing or strange ones, bands
@@ -272,7 +274,7 @@ void CSpectrumDecoder::DecodeSample(SPass& pass) {
   pass.bAll &= bDecoded;
   const bool bNone = !bDecoded && data.Position() == nHeaderEnd;
   if (!bNone && !bConstant) {
-    DecodeRadiances(pass, [pChannels](int i) { return pChannels[i]; });
+    DecodeRadiances(pass, nChannel, pChannels);
     return;
   }
   if (bNone || !pass.pSelection || nChannel < 1 || nChannel > pass.prod.ChannelCount) {
@@ -284,7 +286,7 @@ void CSpectrumDecoder::DecodeSample(SPass& pass) {
     return;
   }
   const uint64_t nFlags = m_engine.MissingFlags();
-  DecodeRadiances(pass, [nChannel](int) { return nChannel; });
+  DecodeRadiances(pass, nChannel, nullptr);
   if (m_engine.MissingFlags() != nFlags) m_nLastMissingChannel = nChannel;
 }
 

@@ -75,8 +75,7 @@ class CSpectrumDecoder {
   static void FlushTile(SPass& pass);
 
   void DecodeSample(SPass& pass);
-  template <class TChannelOf>
-  void DecodeRadiances(SPass& pass, TChannelOf channelOf);
+  void DecodeRadiances(SPass& pass, int64_t nChannel, const int64_t* pChannels);
   static void Store(SPass& pass, int nPixel, int64_t nChannel, int64_t nRaw, bool bScale);
 
   CLayoutEngine& m_engine;
