@@ -1,6 +1,7 @@
 #pragma once
 
-#if defined(__x86_64__)
+// VEX_PORTABLE leaves the wide kernels out, as on processors of another family.
+#if defined(__x86_64__) && !defined(VEX_PORTABLE)
 #define VEX_AVX2 1
 #include <immintrin.h>  // IWYU pragma: export
 /// Compiles one function for processors that WideKernels() has found.
