@@ -194,7 +194,7 @@ TEST(RowBatch, HoldsTheQuotientsOfItsRows) {
 
 // Rows of two scales, and of widths around those of the blocks, mixed as they come.
 TEST(RowBatch, RowsOfTwoScalesNeverMix) {
-  constexpr int ROWS = 4, PIXELS = 41;
+  constexpr int ROWS = 4, ADDED = 41;
   std::mt19937 random(3);
   for (const int nWidth : {1, 63, 64, 65, 128}) {
     const CChannelSelection selection({{1, nWidth}});
@@ -217,7 +217,7 @@ TEST(RowBatch, RowsOfTwoScalesNeverMix) {
     CRowSource source(nWidth);
     CSpeMultiStat stat(nWidth, true);
     std::vector<std::vector<double>> arColumns(nWidth);
-    for (int i = 0; i < PIXELS; ++i) {
+    for (int i = 0; i < ADDED; ++i) {
       const int nScale = i / 3 % 2;
       stat.Add(source.Row(spectra[nScale], i % ROWS), 0);
       for (int j = 0; j < nWidth; ++j) arColumns[j].push_back(arWanted[nScale][i % ROWS][j]);

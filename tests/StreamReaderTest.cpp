@@ -94,6 +94,10 @@ TEST(StreamReader, EndsAndEdges) {
   CStreamReader reader;
   EXPECT_EQ(reader.Read(1, szOut) + reader.Peek(1, szOut) + reader.Skip(1) + reader.Gets(9, szOut), 0);
   EXPECT_FALSE(reader.SkipTo("BUFR") || reader.Remaining() || reader.Open(nullptr));
+  int nKept = 7;  // without a file a number stays as it was
+  reader.ReadBinInt4(&nKept);
+  reader.ReadBinInt2(&nKept);
+  EXPECT_EQ(nKept, 7);
   ASSERT_TRUE(reader.Open(dir.Write("file", "0123456789").c_str()));
   EXPECT_EQ(reader.Skip(7), 7);
   EXPECT_EQ(reader.Skip(-8), 0);  // in front of the start
@@ -119,7 +123,8 @@ TEST(StreamReader, NumbersAndTokens) {
   EXPECT_EQ(reader.ReadUint(&u), 4);  // the last byte stands in for the one that is not there
   EXPECT_EQ(u, 0x01020303u);
 
-  ASSERT_TRUE(reader.Open(dir.Write("tokens", "  345\t9999999999 1.5e1 abcdefgh\tz").c_str()));
+  constexpr char TOKENS[] = "  345\t9999999999 1.5e1 abcdefgh\tz\0y";
+  ASSERT_TRUE(reader.Open(dir.Write("tokens", {TOKENS, sizeof TOKENS - 1}).c_str()));
   char szOut[9] = "########";
   float f = 0;
   EXPECT_EQ(reader.ReadTextInt(&n), 5);
@@ -128,7 +133,8 @@ TEST(StreamReader, NumbersAndTokens) {
   EXPECT_EQ(n, INT32_MAX);
   reader.ReadTextReal4(&f);
   EXPECT_EQ(f, 15);
-  for (const char* szToken : {"6abcde", "5fgh ", "3z#"}) {  // cut at the limit; the end counts as one byte
+  // Cut at the limit; a zero does not end a token, and the end counts as one byte.
+  for (const char* szToken : {"6abcde", "5fgh ", "5z"}) {
     EXPECT_EQ(std::to_string(reader.ReadPlain(6, szOut)) + szOut, szToken);
     memset(szOut, '#', 8);
   }
