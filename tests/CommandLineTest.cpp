@@ -170,6 +170,8 @@ TEST(CommandLine, EndsBeforeExtraction) {
       {"-h -mila -0.5 -mala -9", "-mila -0.5\n-mala -9\nHELP\n"},
       {"-h -qlt yn", "Invalid parameter:qlt with value:yn\nHELP\n"},
       {"-h -out o", "-out o\nHELP\n"},
+      {"-d i -c 1 -fd 2011-03-15 -ld 2011-03-15",
+       "-d i\n-c 1\n-fd 2011-03-15\n-ld 2011-03-15\nError: output file path is missing\n"},
       {"-cfg /nonexistent/c -x",
        "-cfg /nonexistent/c\nUnknown parameter:x\nERROR: unable to open configuration file "
        "(/nonexistent/c)!\nHELP\n"},
@@ -206,6 +208,15 @@ TEST(CommandLine, RequestsAreChecked) {
       {"-avhrr 1 -t2 clp -fd 2011-03-31 -ld 2011-03-01",
        "Error: input directory path for L1c data is missing\n"
        "Error: input directory path for L2 data is missing\nError: last date must be after first date\n"},
+      // Each error alone.
+      {"-fd 2011-03-15 -ld 2011-03-15 -c 1", "Error: input directory path for L1c data is missing\n"},
+      {"-fd 2011-03-15 -ld 2011-03-15 -t2 clp", "Error: input directory path for L2 data is missing\n"},
+      {"-fd 2011-03-15 -ld 2011-03-15 -d i -d2 i",
+       "Error: you must at least request -h, -c, -avhrr or -t2\n"},
+      {"-fd 2011-03-15 -d i -c 1",
+       "Error: time period must be specified with -fd and -ld\nError: last date must be after first date\n"},
+      {"-ld 2011-03-15 -d i -c 1", "Error: time period must be specified with -fd and -ld\n"},
+      {"-fd 2011-03-15 -ld 2011-03-14 -d i -c 1", "Error: last date must be after first date\n"},
       {"-d2 i -t2 clp -ld 2011-03-15", ""},
       {"-myd2 i -t2 clp -ld 2011-03-15", "Error: time period must be specified with -fd and -ld\n"},
       {"-d2 i -t2 clp -fd 2011-03-15", "Error: last date must be after first date\n"},
