@@ -61,16 +61,17 @@ void CMessageMaker::Count(CBUFREncoder& encoder, const STemplateField& field) {
   encoder.Values(field.nWidth, arCounts);
 }
 
-/// Ten bands that follow each other, overlap or leave gaps, alike in all pixels or not; some are missing.
+/// Ten bands that follow each other, overlap or leave gaps, alike in all pixels or not; some are
+/// missing or end at 0.
 void CMessageMaker::Bands(CBUFREncoder& encoder) {
   const bool bUniform = !OneIn(3);
   const auto values = [&](int nMin, int nSpan, int nMissing) {
     std::vector<int64_t> arRaw(bUniform ? 1 : encoder.Subsets());
-    for (int64_t& n : arRaw) n = Below(100) < nMissing ? MISSING : nMin + Below(nSpan);
+    for (int64_t& n : arRaw) n = Below(100) < nMissing ? (OneIn(2) ? MISSING : 0) : nMin + Below(nSpan);
     arRaw.resize(encoder.Subsets(), arRaw[0]);
     return arRaw;
   };
-  const int nMissing = m_nStrange > 0 ? 3 : 0, nLast = SAMPLES / 10;
+  const int nMissing = m_nStrange > 0 ? 5 : 0, nLast = SAMPLES / 10;
   for (int i = 0; i < 10; ++i) {
     const int nStart = std::max(i * nLast + 1 - Below(m_nStrange > 0 ? 300 : 1), 0);
     encoder.Values(CHANNEL_WIDTH, values(nStart, bUniform ? 1 : 400, nMissing));
