@@ -79,7 +79,7 @@ bool IsDecoded(const CProd& prod, const SField& field, int nIndex) {
   VisitColumn(field, prod, nIndex, [&](const auto& column) {
     for (const int nPixel : prod.Kept()) {
       const int nRow = field.source.bKept ? prod.KeptRow(nPixel).nRow : nPixel;
-      bDecoded = bDecoded && !column.IsNull() && static_cast<double>(column.Values()[nRow]) != SPOILT;
+      bDecoded = bDecoded && !column.IsNull() && static_cast<double>(column.At(nRow)) != SPOILT;
     }
   });
   return bDecoded;

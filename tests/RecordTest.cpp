@@ -38,16 +38,21 @@ TEST(RecordTest, MemoryFollowsPixelsAndWhatIsKeptAndWritten) {
   EXPECT_EQ(prod.At(prod.KeptReals[1], 99), 4.5);
   EXPECT_EQ(prod.At(prod.Ints, 50), 6);
   EXPECT_TRUE(prod.KeptReals[1].Capacity() == 3 && prod.KeptReals[0].IsNull() && prod.KeptInts.IsNull());
-  prod.KeptInts.SetMissing(-1);
-  EXPECT_EQ(prod.KeptInts[SKeptRow(2)], -1);
+  prod.KeptInts.SetAll(7);
+  EXPECT_TRUE(prod.KeptInts.IsUniform() && prod.KeptInts.Capacity() == 0);
+  EXPECT_EQ(prod.KeptInts[SKeptRow(2)], 7);
+  prod.KeptInts.Write()[1] = 8;  // the others stay
+  EXPECT_TRUE(prod.KeptInts[SKeptRow(1)] == 8 && prod.KeptInts[SKeptRow(2)] == 7);
+  EXPECT_FALSE(prod.KeptInts.IsUniform());
 
   // Fewer pixels in the same memory, of which none is kept yet.
-  const double* pValues = prod.Reals[0].Values();
+  const double* pValues = &prod.Reals[0][0];
   prod.InitFirstL2(60);
-  EXPECT_TRUE(prod.Kept().empty() && prod.Reals[0].Values() == pValues);
+  EXPECT_TRUE(prod.Kept().empty() && &prod.Reals[0][0] == pValues);
   std::fill_n(prod.KeepPixel.Write(), 60, uint8_t{1});
   prod.InitKept();
-  prod.KeptInts.SetMissing(-1);  // also in the elements that it did not have before
+  prod.KeptInts.SetMissing();  // also in the elements that it did not have before
+  prod.KeptInts.Write()[0] = 3;
   EXPECT_EQ(prod.KeptInts[SKeptRow(59)], -1);
 
   prod.FillWithMissingValues();

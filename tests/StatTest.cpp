@@ -277,7 +277,7 @@ void MakePixels(CProdL2ozo& prod) {
   std::fill_n(prod.KeepPixel.Write(), 2, uint8_t{1});
   prod.InitKept();
   for (auto* p : {&prod.LayerTopPressure, &prod.LayerBottomPressure, &prod.IntegratedO3Density})
-    for (auto& column : *p) column.SetMissing(-777);
+    for (auto& column : *p) column.SetMissing();
   for (RealColumn* pColumn : {&prod.Latitude, &prod.Longitude}) std::fill_n(pColumn->Write(), 2, 1.0);
 }
 

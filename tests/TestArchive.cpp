@@ -97,9 +97,6 @@ STreeRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
   STreeRun run;
   run.nStatus = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
   run.szOutput = ReadWholeFile(szOutput);
-  for (const timeval& time : {usage.ru_utime, usage.ru_stime})
-    run.fSeconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-  run.nMegabytes = usage.ru_maxrss / 1024;
   return run;
 }
 

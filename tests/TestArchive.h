@@ -39,7 +39,6 @@ CBUFREncoder EmptyEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels
                           int nSubsets = -1);
 
 struct STreeRun : SRun {
-  double fSeconds = 0;  // of processor time
   long nMegabytes = 0;  // most memory that was in use
 };
 

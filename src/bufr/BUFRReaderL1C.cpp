@@ -122,14 +122,14 @@ constexpr SElement CLUSTER_CHANNEL[] = {
 /// Radiance of an AVHRR channel. The test of the mantissa against -1 and of the exponent against -700 is the
 /// same for the mean, whose exponent is -1 when missing, and for the deviation, whose mantissa is -700 then:
 /// both get through, as users of the archive know them. What was not decoded at all gives no radiance.
-void ScaleAvhrr(int nRows, const KeptIntColumn& scaledColumn, const KeptIntColumn& exponentColumn,
+void ScaleAvhrr(int nRows, const KeptIntColumn& scaled, const KeptIntColumn& exponents,
                 KeptRealColumn& radiance) {
-  const int64_t *scaled = scaledColumn.Values(), *exponent = exponentColumn.Values();
-  double* pOut = radiance.Write();
+  double* pOut = radiance.WriteAll();
   for (int i = 0; i < nRows; ++i) {
-    const bool bValid = scaled[i] != CProd::DEFAULT_VALUE_M1 && scaled[i] != UNDECODED &&
-                        exponent[i] != CBUFRReaderL1C::DEFAULT_VALUE_SF && exponent[i] != UNDECODED;
-    pOut[i] = bValid ? static_cast<double>(scaled[i]) / PowerOfTen(exponent[i]) : CProd::DEFAULT_VALUE_REAL;
+    const int64_t nScaled = scaled.At(i), nExponent = exponents.At(i);
+    const bool bValid = nScaled != CProd::DEFAULT_VALUE_M1 && nScaled != UNDECODED &&
+                        nExponent != CBUFRReaderL1C::DEFAULT_VALUE_SF && nExponent != UNDECODED;
+    pOut[i] = bValid ? static_cast<double>(nScaled) / PowerOfTen(nExponent) : CProd::DEFAULT_VALUE_REAL;
   }
 }
 

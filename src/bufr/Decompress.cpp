@@ -52,6 +52,68 @@ bool ConvertWide(CBitCursor data, int nWidth, int nCount, T* pOut, T missing, TC
   return bMissing;
 }
 
+/// What increments and constants become.
+template <class T>
+class TConverter;
+
+template <>
+class TConverter<int64_t> {
+ public:
+  TConverter(const TAsked<int64_t>& asked, int64_t nBase) : m_variant(asked.Variant()), m_nBase(nBase) {}
+  int64_t operator()(int64_t nIncrement) const { return (m_nBase + nIncrement + m_nOffset) * m_nFactor; }
+  int64_t Constant() const { return m_variant.Constant(m_nBase); }
+
+ private:
+  const SDecompressVariant& m_variant;
+  int64_t m_nBase;
+  int m_nOffset = m_variant.nOffset, m_nFactor = m_variant.nFactor;
+};
+
+template <>
+class TConverter<double> {
+ public:
+  TConverter(const TAsked<double>& asked, int64_t nBase)
+      : m_nBase(nBase), m_fDivisor(PowerOfTen(asked.nScale)), m_fFactor(asked.Variant().nFactor) {}
+  double operator()(int64_t nIncrement) const {
+    return static_cast<double>(m_nBase + nIncrement) / m_fDivisor * m_fFactor;
+  }
+  double Constant() const { return (*this)(0); }
+
+ private:
+  int64_t m_nBase;
+  double m_fDivisor, m_fFactor;
+};
+
+/// An array with one element for each subset, or none.
+template <class T>
+class TArrayValues final : public TValues<T> {
+ public:
+  TArrayValues(T* pOut, int nSubsets, int64_t* pConstant = nullptr, bool* pbConstant = nullptr)
+      : m_pOut(pOut),
+        m_nSubsets(nSubsets),
+        m_pConstant(pbConstant ? pConstant : nullptr),
+        m_pbConstant(pbConstant) {}
+
+  void SetAll(T value) override {
+    if (m_pOut) std::fill_n(m_pOut, m_nSubsets, value);
+  }
+  void SetConstant(T value, int64_t nConstant) override {
+    if (!m_pConstant) return SetAll(value);
+    *m_pbConstant = true;
+    *m_pConstant = nConstant;
+  }
+  T* Each() override {
+    if (m_pOut && m_pbConstant) *m_pbConstant = false;
+    return m_pOut;
+  }
+
+ private:
+  T* m_pOut;
+  int m_nSubsets;
+  int64_t* m_pConstant;
+  bool* m_pbConstant;
+};
+
 }  // namespace
 
 /// Reads reference value and increment width and makes the checks that stand before any value. False when
@@ -82,73 +144,64 @@ bool CLayoutEngine::ReadHeader(CBitCursor& data, const SDecompressVariant& varia
   return true;
 }
 
-/// False when the element ends with its header, or nobody wants its increments.
-template <class T>
-bool CLayoutEngine::Begin(CBitCursor& data, const TAsked<T>& asked, T* pOut, SHeader& header) {
-  if (!ReadHeader(data, asked.Variant(), asked.nWidth, header)) {
-    if (m_bBlankUndecoded && pOut) std::fill_n(pOut, m_nSubsets, asked.undecoded);
-    return false;
-  }
-  if (header.nIncrementWidth == 0 || pOut) return true;
-  data.Skip(int64_t{m_nSubsets} * header.nIncrementWidth);
-  return false;
-}
-
 /// Those that lie beyond the data are undecoded.
 template <class T, class TConvert>
-bool CLayoutEngine::ReadIncrements(CBitCursor& data, const SHeader& header, const TAsked<T>& asked, T* pOut,
-                                   TConvert convert) {
+bool CLayoutEngine::ReadIncrements(CBitCursor& data, const SHeader& header, const TAsked<T>& asked,
+                                   TValues<T>& values, TConvert convert) {
   const int nWidth = header.nIncrementWidth;
   const int64_t nThere = std::max<int64_t>(0, data.Remaining()) / nWidth;
   const int nReadable = static_cast<int>(std::min<int64_t>(nThere, m_nSubsets));
-  const bool bMissing = nWidth < MISSING_WIDTH_MAX
-                            ? ConvertRun(data, nWidth, nReadable, pOut, asked.missing, convert)
-                            : ConvertWide(data, nWidth, nReadable, pOut, asked.missing, convert);
-  if (bMissing) m_nMissingFlags |= asked.nFlag;
-  if (m_bBlankUndecoded) std::fill(pOut + nReadable, pOut + m_nSubsets, asked.undecoded);
+  T* const pOut = values.Each();
+  const CBitCursor increments = data;
   data.Skip(int64_t{m_nSubsets} * nWidth);
+  if (!pOut) return header.bSound;
+  const bool bMissing = nWidth < MISSING_WIDTH_MAX
+                            ? ConvertRun(increments, nWidth, nReadable, pOut, asked.missing, convert)
+                            : ConvertWide(increments, nWidth, nReadable, pOut, asked.missing, convert);
+  if (bMissing) m_nMissingFlags |= asked.nFlag;
+  if (m_bBlankUndecoded && nReadable == 0)
+    values.SetAll(asked.undecoded);
+  else if (m_bBlankUndecoded)
+    std::fill(pOut + nReadable, pOut + m_nSubsets, asked.undecoded);
   return nReadable == m_nSubsets && header.bSound;
 }
 
-bool CLayoutEngine::DecompressInt(CBitCursor& data, const TAsked<int64_t>& asked, int64_t* pOut,
-                                  int64_t* pConstant, bool* pbConstant) {
+template <class T>
+bool CLayoutEngine::Decompress(CBitCursor& data, const TAsked<T>& asked, TValues<T>& values) {
   SHeader header;
-  if (!Begin(data, asked, pOut, header)) return header.bSound;
-  const SDecompressVariant& variant = asked.Variant();
-  const int64_t nBase = header.nReferenceValue + asked.nReference;
-  if (header.nIncrementWidth > 0) {
-    if (pbConstant) *pbConstant = false;
-    return ReadIncrements(data, header, asked, pOut,
-                          [nBase, nOffset = variant.nOffset, nFactor = variant.nFactor](int64_t n) {
-                            return (nBase + n + nOffset) * nFactor;
-                          });
+  if (!ReadHeader(data, asked.Variant(), asked.nWidth, header)) {
+    if (m_bBlankUndecoded) values.SetAll(asked.undecoded);
+    return false;
   }
-  if (header.bMissing) m_nMissingFlags |= asked.nFlag;
-  if (pConstant && pbConstant) {
-    *pbConstant = true;
-    *pConstant = header.bMissing ? asked.missing : static_cast<int32_t>(nBase);
-  } else if (pOut) {
-    std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : variant.Constant(nBase));
+  const int64_t nBase = header.nReferenceValue + asked.nReference;
+  const TConverter<T> convert(asked, nBase);
+  if (header.nIncrementWidth > 0) return ReadIncrements(data, header, asked, values, convert);
+  if (header.bMissing) {
+    m_nMissingFlags |= asked.nFlag;
+    values.SetConstant(asked.missing, static_cast<int64_t>(asked.missing));
+  } else {
+    values.SetConstant(convert.Constant(), static_cast<int32_t>(nBase));
   }
   return header.bSound;
 }
 
+template bool CLayoutEngine::Decompress(CBitCursor&, const TAsked<int64_t>&, TValues<int64_t>&);
+template bool CLayoutEngine::Decompress(CBitCursor&, const TAsked<double>&, TValues<double>&);
+
+bool CLayoutEngine::DecompressInt(CBitCursor& data, const TAsked<int64_t>& asked, int64_t* pOut,
+                                  int64_t* pConstant, bool* pbConstant) {
+  TArrayValues<int64_t> values(pOut, m_nSubsets, pConstant, pbConstant);
+  return Decompress(data, asked, values);
+}
+
+/// A missing constant that nobody wants counts among integers only.
 bool CLayoutEngine::DecompressReal(CBitCursor& data, const TAsked<double>& asked, double* pOut) {
-  SHeader header;
-  if (!Begin(data, asked, pOut, header) || !pOut) return header.bSound;
-  const int64_t nBase = header.nReferenceValue + asked.nReference;
-  const double fDivisor = PowerOfTen(asked.nScale), fFactor = asked.Variant().nFactor;
-  const auto convert = [=](int64_t nIncrement) {
-    return static_cast<double>(nBase + nIncrement) / fDivisor * fFactor;
-  };
-  if (header.nIncrementWidth > 0) return ReadIncrements(data, header, asked, pOut, convert);
-  if (header.bMissing) m_nMissingFlags |= asked.nFlag;
-  std::fill_n(pOut, m_nSubsets, header.bMissing ? asked.missing : convert(0));
-  return header.bSound;
+  TArrayValues<double> values(pOut, m_nSubsets);
+  TAsked<double> counted = asked;
+  if (!pOut) counted.nFlag = 0;
+  return Decompress(data, counted, values);
 }
 
 bool CLayoutEngine::SkipSlowly(CBitCursor& data, int nWidth, ECall eCall) {
-  SHeader header;
-  Begin<int64_t>(data, {eCall, nWidth, 0, 0, 0, 0, 0}, nullptr, header);
-  return header.bSound;
+  return DecompressInt(data, {eCall, nWidth, 0, 0, 0, 0, 0}, nullptr);
 }

@@ -70,3 +70,17 @@ struct TAsked {
 
   const SDecompressVariant& Variant() const { return VARIANTS[static_cast<int>(eCall)]; }
 };
+
+/// Where the values of one element go.
+template <class T>
+class TValues {
+ public:
+  virtual ~TValues() = default;
+
+  /// All subsets have this value.
+  virtual void SetAll(T value) = 0;
+  /// The same for the element whose value it is; nConstant is the constant output of integers.
+  virtual void SetConstant(T value, int64_t /*nConstant*/) { SetAll(value); }
+  /// Where one value for each subset goes, which follow; null: nobody wants them.
+  virtual T* Each() = 0;
+};

@@ -63,9 +63,8 @@ class CLayoutEngine {
   /// Sets the columns of a layout to missing for index nFrom to nTo - 1, where what is undecoded becomes so.
   void Blank(TLayout layout, CProd& prod, int nFrom = 0, int nTo = 1) const;
 
-  /// Values of all subsets of the last element of the type that went into a column, until the next one does.
-  const int64_t* LastInts() const { return m_pLastInts; }
-  const double* LastReals() const { return m_pLastReals; }
+  /// Value of the first subset, kept or not, of the last element of integers that went into a column.
+  int64_t FirstInt() const { return m_nFirstInt; }
 
   int Subsets() const { return m_nSubsets; }
   uint64_t& MissingFlags() { return m_nMissingFlags; }
@@ -77,15 +76,15 @@ class CLayoutEngine {
   static bool ReadHeader(CBitCursor& data, const SDecompressVariant& variant, int64_t nWidth,
                          SHeader& header);
   template <class T>
-  bool Begin(CBitCursor& data, const TAsked<T>& asked, T* pOut, SHeader& header);
+  bool Decompress(CBitCursor& data, const TAsked<T>& asked, TValues<T>& values);
   template <class T, class TConvert>
-  bool ReadIncrements(CBitCursor& data, const SHeader& header, const TAsked<T>& asked, T* pOut,
+  bool ReadIncrements(CBitCursor& data, const SHeader& header, const TAsked<T>& asked, TValues<T>& values,
                       TConvert convert);
 
   bool DecodeElement(const SElement& element, int nWidth, CProd& prod, CBitCursor& data, int nIndex);
   template <class T>
-  bool DecodeInto(const TAsked<T>& asked, const std::vector<int>* pKept, CBitCursor& data, TColumn<T>& column,
-                  std::vector<T>& arScratch, const T*& pLast);
+  T DecodeInto(const TAsked<T>& asked, const std::vector<int>* pKept, CBitCursor& data, TColumn<T>& column,
+               std::vector<T>& arScratch, bool& bAll);
 
   const int& m_nSubsets;
   const int& m_nVersion;
@@ -93,6 +92,5 @@ class CLayoutEngine {
   uint64_t& m_nMissingFlags;
   std::vector<int64_t> m_arScratchInts;  // one value for each subset, to gather those of kept pixels from
   std::vector<double> m_arScratchReals;
-  const int64_t* m_pLastInts = nullptr;
-  const double* m_pLastReals = nullptr;
+  int64_t m_nFirstInt = 0;
 };

@@ -22,6 +22,7 @@ constexpr int CHANNEL_WIDTH = 14;
 constexpr int EXPONENT_WIDTH = 6;
 constexpr int RADIANCE_WIDTH = 16;
 constexpr int RADIANCE_REFERENCE = -5000;
+constexpr int SAMPLE_HEADERS = CHANNEL_WIDTH + INCREMENT_WIDTH + RADIANCE_WIDTH + INCREMENT_WIDTH;
 
 constexpr SElement BAND[] = {
     {"0 25 140", "start channel", INT, All(CHANNEL_WIDTH), 0, 0, 0, Into<&P::ScaleBandStartChannel>()},
@@ -46,7 +47,7 @@ constexpr TAsked<int64_t> RADIANCE = {INT,
 /// The sample at the position of the data. False when it does not lie inside the data as a whole, or does not
 /// have one channel for all pixels.
 inline bool CSpectrumDecoder::ReadSample(const CBitCursor& data, SSample& sample) const {
-  constexpr int HEADERS = CHANNEL_WIDTH + INCREMENT_WIDTH + RADIANCE_WIDTH + INCREMENT_WIDTH;
+  constexpr int HEADERS = SAMPLE_HEADERS;
   constexpr uint64_t INCREMENT_MASK = (1 << INCREMENT_WIDTH) - 1;
   if (data.Remaining() < HEADERS) return false;
   const uint64_t nBits = data.Peek(HEADERS);
@@ -64,19 +65,22 @@ inline bool CSpectrumDecoder::ReadSample(const CBitCursor& data, SSample& sample
 bool CSpectrumDecoder::Skip(CBitCursor& data) {
   bool bAll = true;
   for (int i = 0; i < P::BANDS; ++i) bAll &= m_engine.SkipLayout(BAND, data);
-  m_arSampleBitPos.resize(SAMPLES + 1);
+  const auto nRoom = static_cast<int>(std::clamp<int64_t>(data.Remaining() / SAMPLE_HEADERS, 0, SAMPLES));
+  m_arSampleBitPos.resize(nRoom + 1);
   int nSample = 0;
-  for (SSample sample; nSample < SAMPLES; data.MoveTo(sample.nEnd)) {
+  for (SSample sample; nSample < nRoom; data.MoveTo(sample.nEnd)) {
     if (!ReadSample(data, sample) || sample.nChannel != nSample + 1) break;
     m_arSampleBitPos[nSample++] = static_cast<uint32_t>(data.Position());
   }
   m_arSampleBitPos[nSample] = static_cast<uint32_t>(data.Position());
   m_arSampleBitPos.resize(nSample + 1);
-  for (; nSample < SAMPLES; ++nSample) {
+  for (; nSample < SAMPLES && data.Remaining() > 0; ++nSample) {
     bAll &= m_engine.Skip(data, CHANNEL_WIDTH);
     bAll &= m_engine.Skip(data, RADIANCE_WIDTH);
   }
-  return bAll;
+  // Beyond the data no sample has increments.
+  data.Skip(int64_t{SAMPLES - nSample} * SAMPLE_HEADERS);
+  return bAll && nSample == SAMPLES;
 }
 
 bool CSpectrumDecoder::DecodeBands(CBitCursor& data, CProdL1C& prod) {
@@ -85,11 +89,11 @@ bool CSpectrumDecoder::DecodeBands(CBitCursor& data, CProdL1C& prod) {
   for (int i = 0; i < P::BANDS; ++i) {
     bAll &= m_engine.Decode(BAND_LIMITS, prod, data, i);
     // Whether a band is there at all is told by the end channel of the first pixel, kept or not.
-    const bool bBand = nRows > 0 && m_engine.LastInts()[0] >= 0;
+    const bool bBand = nRows > 0 && m_engine.FirstInt() >= 0;
     bAll &= m_engine.Decode(BAND_EXPONENT, prod, data, i);
     int64_t* pStart = prod.ScaleBandStartChannel[i].Write();
     int64_t* pEnd = prod.ScaleBandEndChannel[i].Write();
-    double* pFactor = prod.ScaleBandFactor[i].Write();
+    double* pFactor = prod.ScaleBandFactor[i].WriteAll();
     for (int j = 0; j < nRows; ++j) {
       const int64_t nExponent = prod.ScaleBandExponent[i][SKeptRow(j)];
       const bool bMissing = !bBand || nExponent == MISSING_EXPONENT;
@@ -101,10 +105,11 @@ bool CSpectrumDecoder::DecodeBands(CBitCursor& data, CProdL1C& prod) {
 }
 
 bool CSpectrumDecoder::BandsAgree(const CProdL1C& prod) {
-  const size_t nRows = prod.Kept().size();
+  const int nRows = static_cast<int>(prod.Kept().size());
   const auto same = [nRows](const auto& column) {
-    const auto* pFirst = column.Values();
-    return std::all_of(pFirst, pFirst + nRows, [=](auto value) { return value == *pFirst; });
+    bool bSame = true;
+    for (int i = 1; i < nRows; ++i) bSame &= column.At(i) == column.At(0);
+    return bSame;
   };
   for (int i = 0; i < P::BANDS; ++i)
     if (!same(prod.ScaleBandStartChannel[i]) || !same(prod.ScaleBandEndChannel[i]) ||
@@ -113,7 +118,7 @@ bool CSpectrumDecoder::BandsAgree(const CProdL1C& prod) {
   return true;
 }
 
-int CSpectrumDecoder::FindBand(const SPass& pass, SKeptRow row, int64_t nChannel) {
+inline int CSpectrumDecoder::FindBand(const SPass& pass, SKeptRow row, int64_t nChannel) {
   const auto holds = [&](int nBand) {
     return pass.prod.ScaleBandStartChannel[nBand][row] <= nChannel &&
            nChannel <= pass.prod.ScaleBandEndChannel[nBand][row];

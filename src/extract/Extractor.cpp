@@ -159,6 +159,12 @@ void CExtractor::ReadMessages(CConfigParam* pConfig) {
 void CExtractor::GetNextSelected(Stream& stream, const CConfigParam* pConfig) {
   const CProd& prod = *stream.pProd;
   const int nBoxes = pConfig->arBoxes.Count();
+  const bool bAlike = nBoxes == 0 || (prod.Latitude.IsUniform() && prod.Longitude.IsUniform());
+  if (bAlike && prod.KeepPixel.IsUniform() && !prod.KeepPixel[0]) {
+    for (int i = 0; i < nBoxes; ++i)
+      if (Holds(*pConfig->arBoxes[i], prod, 0)) stream.arnBoxPixels[i] += prod.PixelCount - stream.nCounted;
+    stream.nPixel = stream.nCounted = prod.PixelCount;
+  }
   for (; stream.nPixel < prod.PixelCount; ++stream.nPixel) {
     bool bInside = nBoxes == 0;
     for (int i = 0; i < nBoxes; ++i) {

@@ -61,7 +61,7 @@ char* CBlockPlan::PutReals(const SStep* pFirst, const SRun& run, const SPixel& p
   const int nElement = pixel.arnElements[run.bKept], nCount = run.nCount;
   const double fDivisor = run.fDivisor;
   for (int i = 0; i < nCount; ++i) {
-    const double fValue = At<TColumn<double>>(pFirst[i], pixel.prod).Values()[nElement];
+    const double fValue = At<TColumn<double>>(pFirst[i], pixel.prod).At(nElement);
     pOut = Append(static_cast<float>(fDivisor == 1 ? fValue : fValue / fDivisor), false, pOut);
   }
   return pOut;

@@ -61,7 +61,7 @@ class CBlockPlan {
   }
   template <class T>
   static T Value(const SStep& step, const SPixel& pixel) {
-    return At<TColumn<T>>(step, pixel.prod).Values()[pixel.arnElements[step.bKept]];
+    return At<TColumn<T>>(step, pixel.prod).At(pixel.arnElements[step.bKept]);
   }
   static double Real(const SStep& step, const SPixel& pixel) {
     const double fValue = Value<double>(step, pixel);

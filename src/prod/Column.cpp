@@ -9,11 +9,11 @@ CColumn::CColumn(CProd& record, bool bKept) : m_nRows(bKept ? record.m_nKept : r
 }
 
 template <class T>
-void TColumn<T>::SetFirstMissing() {
+void TColumn<T>::SetMissing() {
   if constexpr (std::is_floating_point_v<T>)
-    Write()[0] = CProd::DEFAULT_VALUE_REAL;
+    SetAll(CProd::DEFAULT_VALUE_REAL);
   else
-    Write()[0] = static_cast<T>(CProd::DEFAULT_VALUE_M1);
+    SetAll(static_cast<T>(CProd::DEFAULT_VALUE_M1));
 }
 
 template class TColumn<uint8_t>;

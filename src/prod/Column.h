@@ -26,8 +26,10 @@ class CColumn {
   virtual void Release() = 0;
   /// Room for as many elements as the record has at present, if there is less.
   virtual void Fit() = 0;
-  /// Sets the first element to what is missing for its type.
-  virtual void SetFirstMissing() = 0;
+  /// Sets every element to what is missing for its type.
+  virtual void SetMissing() = 0;
+  /// True when all elements are known to be equal.
+  virtual bool IsUniform() const = 0;
 
  protected:
   /// bKept: it has elements for the kept pixels only.
@@ -36,52 +38,71 @@ class CColumn {
   const int& m_nRows;  // of the record
 };
 
-/// A field as an array. It remembers when all its elements are known to be missing, so that clearing a field
-/// which the last messages did not carry either costs nothing.
+/// A field as an array, or as the one value that all its elements have: fields that are the same for all
+/// pixels, or that the message does not carry, take neither time nor memory for each of them.
 template <class T>
 class TColumn : public CColumn {
  public:
   void Release() override {
     m_pValues.reset();
     m_nCapacity = 0;
-    m_bMissing = false;
+    ReadFrom(nullptr, ALL_BITS);
   }
 
+  /// A field whose elements are all equal needs no room.
   void Fit() override {
-    if (m_nCapacity >= m_nRows) return;
+    if (m_nCapacity >= m_nRows || IsUniform()) return;
     Release();
     m_pValues = std::make_unique_for_overwrite<T[]>(m_nRows);
     m_nCapacity = m_nRows;
+    m_pFirst = m_pValues.get();
   }
 
-  void SetFirstMissing() override;
+  void SetMissing() override;
+  bool IsUniform() const override { return m_nIndexBits == 0; }
 
-  const T* Values() const { return m_pValues.get(); }
-  bool IsNull() const { return m_pValues == nullptr; }
+  /// The element of a pixel or, of kept ones, a kept row.
+  const T& At(int nElement) const { return m_pFirst[nElement & m_nIndexBits]; }
+  /// True before anything was written, and behind Release.
+  bool IsNull() const { return m_pFirst == nullptr; }
   int Capacity() const { return m_nCapacity; }
 
   /// The elements, to be written to. There is room for all that the record has; growing loses the old ones.
   T* Write() {
+    const bool bUniform = IsUniform();
+    T* const pValues = WriteAll();
+    if (bUniform) std::fill_n(pValues, m_nCapacity, m_value);
+    return pValues;
+  }
+  /// The same where nobody wants the old ones.
+  T* WriteAll() {
+    ReadFrom(m_pValues.get(), ALL_BITS);
     Fit();
-    m_bMissing = false;
     return m_pValues.get();
   }
 
-  /// Sets every element to the column's missing value, the same at each call.
-  void SetMissing(T missing) {
-    Fit();
-    if (m_bMissing) return;
-    std::fill_n(m_pValues.get(), m_nCapacity, missing);
-    m_bMissing = true;
+  /// Sets every element, at no cost.
+  void SetAll(T value) {
+    m_value = value;
+    ReadFrom(&m_value, 0);
   }
 
  protected:
   using CColumn::CColumn;
 
  private:
+  static constexpr int ALL_BITS = -1;
+
+  void ReadFrom(const T* pFirst, int nIndexBits) {
+    m_pFirst = pFirst;
+    m_nIndexBits = nIndexBits;
+  }
+
   std::unique_ptr<T[]> m_pValues;
   int m_nCapacity = 0;
-  bool m_bMissing = false;
+  int m_nIndexBits = ALL_BITS;  // those of an index that count: none where m_value stands for all elements
+  const T* m_pFirst = nullptr;  // the array or m_value
+  T m_value = {};
 };
 
 extern template class TColumn<uint8_t>;
@@ -99,9 +120,9 @@ class TIndexedColumn final : public TColumn<T> {
 
   const T& operator[](TIndex index) const {
     if constexpr (KEPT)
-      return this->Values()[index.nRow];
+      return this->At(index.nRow);
     else
-      return this->Values()[index];
+      return this->At(index);
   }
 };
 

@@ -19,8 +19,8 @@ void CProd::InitFirstAll(int nSize) {
 
 void CProd::FillWithMissingValues() {
   InitFirstAll(1);
-  for (size_t i = 0; i < m_nCommon; ++i) m_arpColumns[i]->SetFirstMissing();
-  KeepPixel.Write()[0] = DEFAULT_VALUE_0;
+  for (size_t i = 0; i < m_nCommon; ++i) m_arpColumns[i]->SetMissing();
+  KeepPixel.SetAll(DEFAULT_VALUE_0);
 }
 
 void CProd::InitKept() {

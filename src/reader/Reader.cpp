@@ -1,5 +1,6 @@
 #include "reader/Reader.h"
 
+#include <algorithm>
 #include <new>
 #include <tuple>
 
@@ -62,6 +63,21 @@ bool OnSurface(int nWanted, int nSurface) {
   return true;
 }
 
+/// True when the filters find the same in all pixels.
+bool AllAlike(const CProd& prod) {
+  const CColumn* const arpFiltered[] = {&prod.Latitude,
+                                        &prod.Longitude,
+                                        &prod.OrbitNumber,
+                                        &prod.ScanLineNumber,
+                                        &prod.FieldOfViewNumber,
+                                        &prod.SatelliteZenithAngle,
+                                        &prod.SolarZenithAngle,
+                                        &prod.Hour,
+                                        &prod.Minute,
+                                        &prod.Milliseconds};
+  return std::ranges::all_of(arpFiltered, [](const CColumn* pColumn) { return pColumn->IsUniform(); });
+}
+
 }  // namespace
 
 bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int nPixel) {
@@ -72,11 +88,17 @@ bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int
       !HasAnglesAndTime(config, prod, nPixel))
     return false;
   const int nSurface = config.altitudeMap.GetSurfaceType(fLatitude, fLongitude);
-  pProd->SurfaceType.Write()[nPixel] = nSurface;
+  pProd->SurfaceType.WriteAll()[nPixel] = nSurface;  // of others it is as good as any
   return OnSurface(config.nSurface, nSurface);
 }
 
 bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
+  if (AllAlike(*pProd) && pProd->PixelCount > 0 && !MatchFilterOverview(pConfig, pProd, 0)) {
+    PixelsRead += pProd->PixelCount;
+    pProd->KeepPixel.SetAll(0);
+    return false;
+  }
+  pProd->KeepPixel.WriteAll();
   bool bAny = false;
   for (int i = 0; i < pProd->PixelCount; ++i) {
     ++PixelsRead;

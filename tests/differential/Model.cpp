@@ -225,9 +225,9 @@ std::string CModel::Compare(uint64_t& nDigest) const {
     for (int i = 0; i < nRows; ++i) {
       const int nPixel = row.bKept ? arKept[i] : i;
       if (row.pInts)
-        hold(row, nPixel, static_cast<double>(arInts[nPixel]), static_cast<double>(row.pInts->Values()[i]));
+        hold(row, nPixel, static_cast<double>(arInts[nPixel]), static_cast<double>(row.pInts->At(i)));
       else
-        hold(row, nPixel, arReals[nPixel], row.pReals->Values()[i]);
+        hold(row, nPixel, arReals[nPixel], row.pReals->At(i));
     }
   }
   if (!m_pSpectrum || m_pTask->arSelection.empty()) return szWrong;
