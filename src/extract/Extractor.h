@@ -25,7 +25,7 @@ struct Stream {
   int nPixel = 0;           // current pixel of the current message
   int nCounted = 0;         // pixels of the message before this one are counted in their boxes
   CStrArray arFiles;
-  std::vector<int> arnBoxPixels;  // pixels that fell into each box
+  std::vector<int64_t> arnBoxPixels;  // pixels that fell into each box
   std::unique_ptr<CProd> pProd;
   std::unique_ptr<CReader> pReader;
 };

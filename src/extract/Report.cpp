@@ -46,8 +46,8 @@ void CExtractor::ReportCounts(const CConfigParam* pConfig) const {
     CReporter::Print("%ld %s data selected out of %ld\n", static_cast<long>(stream.pReader->PixelsSelected),
                      szKind, static_cast<long>(stream.pReader->PixelsRead));
     for (int i = 0; i < pConfig->arBoxes.Count(); ++i)
-      CReporter::Print("\tIn box %s: %d %s data selected\n", pConfig->arBoxes[i]->Name(),
-                       stream.arnBoxPixels[i], szKind);
+      CReporter::Print("\tIn box %s: %ld %s data selected\n", pConfig->arBoxes[i]->Name(),
+                       static_cast<long>(stream.arnBoxPixels[i]), szKind);
   }
 }
 

@@ -10,11 +10,13 @@ bool CReporter::s_bLineOpen = false;
 
 void CReporter::Text(const char* szText) {
   const size_t nLength = std::strlen(szText);
-  if (s_pCapture)
+  if (nLength == 0) return;
+  if (s_pCapture) {
     *s_pCapture += szText;
-  else
-    std::fputs(szText, stdout);
-  if (!s_pCapture && nLength) s_bLineOpen = szText[nLength - 1] != '\n';
+    return;
+  }
+  std::fwrite(szText, 1, nLength, stdout);
+  s_bLineOpen = szText[nLength - 1] != '\n';
 }
 
 void CReporter::Line(const char* szText) {
