@@ -170,7 +170,8 @@ TEST_F(FaultTest, TheNthCallFails) {
 
 // The file that cannot be read is named, and left; a message that is there as a whole comes out.
 TEST_F(FaultTest, AReadErrorEndsItsFile) {
-  for (const auto& [nCall, szFile, nKept] : {std::tuple(3, "a", 16), {5, "a", 24}, {6, "b", 8}, {7, "b", 8}}) {
+  for (const auto& [nCall, szFile, nKept] :
+       {std::tuple(3, "a", 16), {5, "a", 24}, {6, "b", 8}, {7, "b", 8}}) {
     CFaultFiles files(ECallOf::READ, EIO, nCall, false);  // the first two are those of the grid
     const CFileSystemScope scope(files);
     TOptions arOptions = runs[2];
