@@ -172,6 +172,8 @@ TEST(CommandLine, EndsBeforeExtraction) {
       {"-h -out o", "-out o\nHELP\n"},
       {"-d i -c 1 -fd 2011-03-15 -ld 2011-03-15",
        "-d i\n-c 1\n-fd 2011-03-15\n-ld 2011-03-15\nError: output file path is missing\n"},
+      {"-cfg /nonexistent/c",
+       "-cfg /nonexistent/c\nERROR: unable to open configuration file (/nonexistent/c)!\nHELP\n"},
       {"-cfg /nonexistent/c -x",
        "-cfg /nonexistent/c\nUnknown parameter:x\nERROR: unable to open configuration file "
        "(/nonexistent/c)!\nHELP\n"},
