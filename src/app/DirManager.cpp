@@ -70,12 +70,11 @@ bool EachEntry(const char* szDirectory, TTake take) {
 
 }  // namespace
 
-bool CDirManager::List(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
-                       CStrArray& arResult) {
+bool CDirManager::EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+                            const std::function<void(const char*)>& take) {
   const bool bAll = EachEntry(szDirectory, [&](const char* szName) {
     if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0) return;
-    if (MatchExtensions(szName, pExtensions) && MatchMotifs(szName, pMotifs))
-      arResult.AddString(szName, false);
+    if (MatchExtensions(szName, pExtensions) && MatchMotifs(szName, pMotifs)) take(szName);
   });
   if (!bAll) CReporter::Print("ERROR: Unable to read folder %s\n", szDirectory);
   return bAll;
@@ -83,6 +82,7 @@ bool CDirManager::List(const char* szDirectory, const CStrArray* pExtensions, co
 
 int CDirManager::ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                          CStrArray& arResult) {
-  List(szDirectory, pExtensions, pMotifs, arResult);
+  EachMatch(szDirectory, pExtensions, pMotifs,
+            [&](const char* szName) { arResult.AddString(szName, false); });
   return 1;
 }

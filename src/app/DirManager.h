@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 class CStrArray;
 
 /// Lists directories by name filters, and joins paths. Names are bytes of any value.
@@ -22,12 +24,12 @@ class CDirManager {
   /// of nSize - 2 bytes or more, counting the '/' always, comes out empty.
   static void ConcatenatePath(const char* szDirectory, const char* szName, char* szResult, int nSize);
 
-  /// Appends the bare names of the entries that pass both filters, in the order of the system. Whether they
-  /// are files is not looked at. A directory that is not there adds nothing. False, with a message, when one
-  /// cannot be read, or not to its end.
-  static bool List(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
-                   CStrArray& arResult);
-  /// The same. Always 1.
+  /// Calls take(name) for the bare name of each entry that passes both filters, in the order of the system.
+  /// Whether it is a file is not looked at. A directory that is not there has no entries. False, with a
+  /// message, when one cannot be read, or not to its end.
+  static bool EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+                        const std::function<void(const char*)>& take);
+  /// Appends these names. Always 1.
   static int ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                      CStrArray& arResult);
 };

@@ -30,15 +30,16 @@ TPath RootPath(const char* szRoot) {
   return path;
 }
 
-/// False when the directory could not be read as a whole, which has been said.
+/// Appends the paths of the files in order. Their bare names are not kept, for there may be very many. False
+/// when the directory could not be read as a whole, which has been said.
 bool AppendFiles(const TPath& directory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                  CStrArray& arResult) {
-  CStrArray arNames;
-  const bool bAll = CDirManager::List(directory.data(), pExtensions, pMotifs, arNames);
-  arNames.Sort();
-  for (int i = 0; i < arNames.Count(); ++i) {
-    arResult.AddString(Join(directory, arNames.GetStringAt(i)).data(), false);
-  }
+  CStrArray arPaths;
+  const bool bAll = CDirManager::EachMatch(directory.data(), pExtensions, pMotifs, [&](const char* szName) {
+    arPaths.AddString(Join(directory, szName).data(), false);
+  });
+  arPaths.Sort();
+  arResult.Take(arPaths);
   return bAll;
 }
 
@@ -61,7 +62,8 @@ class CDateWalk {
   bool Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
     if (nLevel == LEVELS) return AppendFiles(Join(directory, m_szKind), m_pExtensions, m_pMotifs, m_arResult);
     CStrArray arNames;
-    bool bAll = CDirManager::List(directory.data(), nullptr, nullptr, arNames);
+    bool bAll = CDirManager::EachMatch(directory.data(), nullptr, nullptr,
+                                       [&](const char* szName) { arNames.AddString(szName, false); });
     arNames.Sort();
     for (int i = 0; i < arNames.Count(); ++i) {
       const char* szName = arNames.GetStringAt(i);

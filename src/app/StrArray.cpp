@@ -18,11 +18,20 @@ void CStrArray::AddPiece(const char* pText, size_t nLength, bool bTrim) {
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   while (bTrim && nLength > 0 && isBlank(pText[nLength - 1])) --nLength;
   for (; bTrim && nLength > 0 && isBlank(*pText); --nLength) ++pText;
-  if (m_nCount + 1 >= m_nCapacity) Grow();
   TString szCopy = std::make_unique_for_overwrite<char[]>(nLength + 1);
   std::memcpy(szCopy.get(), pText, nLength);
   szCopy[nLength] = 0;
-  m_pStrings[m_nCount++] = std::move(szCopy);
+  Append(std::move(szCopy));
+}
+
+void CStrArray::Append(TString szText) {
+  if (m_nCount + 1 >= m_nCapacity) Grow();
+  m_pStrings[m_nCount++] = std::move(szText);
+}
+
+void CStrArray::Take(CStrArray& arOther) {
+  for (int i = 0; i < arOther.m_nCount; ++i) Append(std::move(arOther.m_pStrings[i]));
+  arOther.m_nCount = 0;
 }
 
 /// From empty the capacities run 10, 20, 31, 43, ... (the count is the base, not the capacity).

@@ -19,6 +19,9 @@ class CStrArray {
   /// one empty string.
   void SplitAdd(const char* pszText, char cSeparator, bool bTrim);
 
+  /// Appends the strings of another array, which is empty then.
+  void Take(CStrArray& arOther);
+
   /// Null outside the array.
   const char* GetStringAt(int i) const { return i < 0 || i >= m_nCount ? nullptr : m_pStrings[i].get(); }
 
@@ -35,6 +38,7 @@ class CStrArray {
   using TString = std::unique_ptr<char[]>;
 
   void AddPiece(const char* pText, size_t nLength, bool bTrim);
+  void Append(TString szText);
   void Grow();
 
   int m_nCapacity = 0;
