@@ -258,7 +258,8 @@ TEST(BadInput, MessagesLargerThanMemory) {
                  {EKind::L1C, Crowd(EKind::L1C, arPixels[1]), 65535, {18, 30, 60, 100, 150, 2048}},
                  {EKind::OZO, Crowd(EKind::OZO, arPixels[1], true), 65535, {18}},
                  {EKind::TWT, Crowd(EKind::TWT, arPixels[1], true), 65535, {18, 30, 60, 100, 150}}};
-  for (const auto& [eKind, szLarge, nPixels, arnMegabytes] : arCases) {
+  for (const auto& c : arCases) {
+    const EKind eKind = c.eKind;
     std::string szSound;
     CTestTree tree;
     const auto add = [&](const SSamplePixel& pixel, const std::string& szBehind, const char* szName) {
@@ -266,17 +267,17 @@ TEST(BadInput, MessagesLargerThanMemory) {
       szSound += szMessage;
       tree.Add(eKind, szMessage + szBehind, szName);
     };
-    add(arPixels[0], szLarge + TestMessage(eKind, {arPixels[3]}).szBytes + szLarge, "a");
+    add(arPixels[0], c.szLarge + TestMessage(eKind, {arPixels[3]}).szBytes + c.szLarge, "a");
     szSound += TestMessage(eKind, {arPixels[3]}).szBytes;
     add(arPixels[4], "", "b");
     const TOptions arOptions = Options(eKind) + TOptions{"-c", "1-8461"};
     const std::string szRecords = Alone(eKind, szSound, arOptions);
-    for (const rlim_t nMegabytes : arnMegabytes) {
+    for (const rlim_t nMegabytes : c.arnMegabytes) {
       SCOPED_TRACE(std::string(KindName(eKind)) + " " + std::to_string(nMegabytes));
       const STreeRun run = tree.Run(arOptions, nMegabytes);
       EXPECT_EQ(run.nStatus, 0);
-      ExpectSays(run, "\nERROR: not enough memory for a message of " + std::to_string(nPixels) + " pixels\n",
-                 2);
+      ExpectSays(run,
+                 "\nERROR: not enough memory for a message of " + std::to_string(c.nPixels) + " pixels\n", 2);
       ExpectSays(run, "\n3 " + std::string(eKind == EKind::L1C ? "L1C" : KindName(eKind)) +
                           " data selected out of 3\n");
       EXPECT_TRUE(run.szOutput.ends_with("\nError: extraction failed!\n"));
