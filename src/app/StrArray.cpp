@@ -30,6 +30,12 @@ void CStrArray::Append(TString szText) {
 }
 
 void CStrArray::Take(CStrArray& arOther) {
+  if (m_nCount == 0) {
+    std::swap(m_pStrings, arOther.m_pStrings);
+    std::swap(m_nCapacity, arOther.m_nCapacity);
+    std::swap(m_nCount, arOther.m_nCount);
+    return;
+  }
   for (int i = 0; i < arOther.m_nCount; ++i) Append(std::move(arOther.m_pStrings[i]));
   arOther.m_nCount = 0;
 }

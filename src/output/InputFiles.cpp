@@ -18,18 +18,21 @@ int Look(const char* szPath, struct stat& status) {
 
 }  // namespace
 
-void CInputFiles::Add(const CStrArray& arPaths) {
-  for (int i = 0; i < arPaths.Count(); ++i) Add(arPaths.GetStringAt(i));
-}
+void CInputFiles::Add(const CStrArray& arPaths) { m_arpLists.push_back(&arPaths); }
 
 void CInputFiles::Add(const char* szPath) {
   if (szPath) m_arPaths.push_back(szPath);
 }
 
-void CInputFiles::Identify() {
+void CInputFiles::Identify(const char* szPath) {
   struct stat status;
-  for (const char* szPath : m_arPaths)
-    if (Look(szPath, status) == 0) m_arFiles.emplace_back(status.st_dev, status.st_ino);
+  if (Look(szPath, status) == 0) m_arFiles.emplace_back(status.st_dev, status.st_ino);
+}
+
+void CInputFiles::Identify() {
+  for (const char* szPath : m_arPaths) Identify(szPath);
+  for (const CStrArray* pList : m_arpLists)
+    for (int i = 0; i < pList->Count(); ++i) Identify(pList->GetStringAt(i));
   std::ranges::sort(m_arFiles);
   m_bIdentified = true;
 }

@@ -25,6 +25,9 @@ class CInputFiles {
   using TIdentity = std::pair<dev_t, ino_t>;
   void Identify();
 
+  void Identify(const char* szPath);
+
+  std::vector<const CStrArray*> m_arpLists;
   std::vector<const char*> m_arPaths;
   std::vector<TIdentity> m_arFiles;  // of all paths, sorted; looked up for the first output that exists
   bool m_bIdentified = false;
