@@ -1,11 +1,9 @@
 #pragma once
 
 #include <dirent.h>
-#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
-#include <cstddef>
 
 /// The one door to the files of the system. Each function is a POSIX call, with its results and errno,
 /// interruptions and short counts included. A CFileSystemScope puts another door in its place.

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "app/AltitudeMap.h"
+#include "bufr/StreamReader.h"
 #include "kernel/Reporter.h"
 #include "prod/ProductKind.h"
 
