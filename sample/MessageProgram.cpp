@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <tuple>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "sample/BUFREncoder.h"
 #include "sample/ProductEncoder.h"
 #include "sample/Scene.h"
+#include "sample/Template.h"
 
 namespace {
 

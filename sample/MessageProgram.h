@@ -49,8 +49,6 @@ class CProgram {
   size_t m_nBytes;
 };
 
-class CProgramMessage;
-
 /// A file of messages, made order by order.
 class CFileProgram {
  public:

@@ -1,6 +1,8 @@
 #include "MemoryFiles.h"
 
 #include <fcntl.h>
+
+#include <cstddef>
 #if defined(VEX_FUZZ_MEMORY)
 #include <sanitizer/msan_interface.h>
 #endif
@@ -28,7 +30,7 @@ int CMemoryFiles::Find(const std::string& szPath) const {
 
 bool CMemoryFiles::IsFolder(const std::string& szPath) const {
   const std::string szPrefix = szPath + "/";
-  return std::any_of(m_arFiles.begin(), m_arFiles.begin() + static_cast<ptrdiff_t>(m_nFiles),
+  return std::any_of(m_arFiles.begin(), m_arFiles.begin() + static_cast<std::ptrdiff_t>(m_nFiles),
                      [&](const SFile& file) { return file.szPath.starts_with(szPrefix); });
 }
 
