@@ -54,6 +54,8 @@ TEST(Options, EchoAndResult) {
       {"ef2", "c", "1 -ef2 c\n"},
       {"mf", "a, b", "1 -mf a|b\n"},
       {"mf2", "c,d", "1 -mf2 c|d\n"},
+      {"of", "bin", "1 -of 1\n"},
+      {"of", "txt", "1 -of 2\n"},
       {"of", "txtstat", "1 -of 3\n"},
       {"of", "text", "3 Unable to interpret parameter value text\n"},
       {"fd", "2011-03-155", "1 -fd 2011-03-15\n"},
