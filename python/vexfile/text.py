@@ -1,0 +1,261 @@
+"""Values of text files, read when they are asked for.
+
+When a file is opened its lines are counted and the columns of each. Memory: 9 bytes a line, a few MB that are read at
+once, the columns of the last lines (64 MB at most), and the result.
+"""
+
+from __future__ import annotations
+
+import io
+import os
+from collections.abc import Iterator
+from dataclasses import replace
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+from .binary import TYPES
+from .errors import FormatError
+from .header import Header, is_text, read_text_header
+from .index import EMPTY
+from .kept import Kept
+from .layout import Field
+from .shapes import Choice, Place, Shape, channel_selections, extra_blocks, make_shape
+
+Array = npt.NDArray[Any]
+Integers = npt.NDArray[np.int64]
+
+#: What is read at once, bytes.
+CHUNK = 1 << 22
+#: The longest line that names columns, bytes.
+LONGEST_HEADER = 1 << 26
+#: Lines whose columns, those of the spectrum excepted, are kept together.
+LINES = 512
+
+
+class TextFile:
+    """A text file of vex.
+
+    Parameters
+    ----------
+    path
+        The file. It is open only while it is read.
+
+    Attributes
+    ----------
+    header : Header
+    pixels : int
+        Number of records: of lines behind the first one.
+    """
+
+    def __init__(self, path: str) -> None:
+        self.path = path
+        with open(path, "rb") as file:
+            status = os.fstat(file.fileno())
+            self._stamp = (status.st_size, status.st_mtime_ns)
+            head = file.readline(LONGEST_HEADER)
+            if not is_text(head):
+                raise FormatError(path, 0, "the columns of a text file of vex")
+            self.header: Header = read_text_header(path, head)
+            self._offsets, columns = _lines(path, file, len(head))
+        self.pixels = len(columns)
+        self.shapes, self._shape = self._sorts(columns)
+        self._fields = {field.name: field for block in self.header.blocks for group in block.groups
+                        for field in (*group.fields, *group.inner)}
+        self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
+        self._kept: Kept[dict[int, tuple[Integers, Array]]] = Kept()
+        if self.pixels:
+            first = self.read("satellite", 0, 1), self.read("tb", 0, 1)
+            self.header = replace(self.header, satellite=int(first[0][0]), brightness_temperature=first[1][0] == 1)
+
+    @property
+    def size(self) -> int:
+        """Bytes of the file."""
+        return self._stamp[0]
+
+    def _sorts(self, columns: npt.NDArray[np.int32]) -> tuple[list[Shape], npt.NDArray[np.uint8]]:
+        """The sorts of lines, and of each line the one that it is of."""
+        error: FormatError | None = None
+        lacking = self._lacking(columns)
+        for shapes in self._ideas(columns, lacking):
+            sort = np.zeros(columns.size, np.uint8)
+            known = columns == 0
+            for number, shape in enumerate(shapes[1:], 1):
+                fit = ~known & (columns == shape.length) & (lacking == (shape.selected is None))
+                sort[fit], known = number, known | fit
+            wrong = np.flatnonzero(~known)
+            if not wrong.size:
+                return shapes, sort
+            found = FormatError(self.path, int(self._offsets[wrong[0]]),
+                                f"a line of {shapes[1].length} columns, found {columns[wrong[0]]}")
+            error = error if error and error.offset >= found.offset else found
+        assert error is not None
+        raise error
+
+    def _ideas(self, columns: npt.NDArray[np.int32], lacking: npt.NDArray[np.bool_]) -> Iterator[list[Shape]]:
+        """Sets of sorts that the lines may be of. Channels below 0 have no name, but a value in lines without L1C."""
+        named = self.header.channels.size
+        extras = list(extra_blocks(self.header.blocks))
+        least = int(columns[lacking & (columns > 0)].min(initial=np.iinfo(np.int32).max))
+        for selected in channel_selections(self.header.channels):
+            for extra in ([None, *extras] if self.header.l1c else [None]):
+                full = make_shape(self.header, Choice(extra or frozenset(), named)).length
+                hidden = 0 if extra is None else least - full
+                if extra is not None and not 0 < hidden < np.iinfo(np.int32).max // 2:
+                    continue
+                counts: list[tuple[int, npt.NDArray[np.intp] | None]] = [(named + hidden, None)]
+                if selected is not None or hidden:
+                    present = np.arange(named) if selected is None else selected
+                    counts.append((present.size, present))
+                yield [EMPTY] + [make_shape(self.header, Choice(e, *count)) for count in counts for e in extras]
+
+    def _lacking(self, columns: npt.NDArray[np.int32]) -> npt.NDArray[np.bool_]:
+        """Which lines lack their L1C pixel, as far as that matters: else all."""
+        lacking = np.ones(columns.size, bool)
+        plain = make_shape(self.header, Choice(frozenset(), self.header.channels.size))
+        usual = {make_shape(self.header, Choice(extra, self.header.channels.size)).length
+                 for extra in extra_blocks(self.header.blocks)} | {0}
+        alike = channel_selections(self.header.channels)[0] is None and set(np.unique(columns).tolist()) <= usual
+        if alike or not self.header.l1c:
+            return lacking
+        place = plain.places["day_version"].offset
+        with open(self.path, "rb") as file:
+            for number in np.flatnonzero(columns > place):
+                file.seek(self._offsets[number])
+                lacking[number] = file.read(1024).split(b"\t", place + 1)[place] == b"-1"
+        return lacking
+
+    def counts(self, name: str) -> tuple[int, ...]:
+        """Values of a field in each of its dimensions, in the line that has most."""
+        used = [self.shapes[i] for i in np.unique(self._shape)]
+        places = [shape.places[name] for shape in used if name in shape.places] or [self.shapes[1].places[name]]
+        return tuple(max(place.counts[i] for place in places) for i in range(len(places[0].counts)))
+
+    def read(self, name: str, begin: int, end: int) -> Array:
+        """Values of a field as they stand in the file; see `BinaryFile.read`. An empty column is the missing value."""
+        field = self._fields[name]
+        kind = TYPES.get(field.type, np.dtype("i4"))
+        out = np.full((end - begin, *self.counts(name)), field.missing_text, kind)
+        for number in range(begin // LINES, -(-end // LINES) if end > begin else 0):
+            low = number * LINES
+            for sort, (rows, values) in (self._kept.get(number) or self._load(number)).items():
+                there = (rows + low >= begin) & (rows + low < end)
+                place = self.shapes[sort].places.get(name)
+                if place is None or not there.any():
+                    continue
+                place = self._without_spectrum(self.shapes[sort], place)
+                picked = values[there][:, _columns(place)]
+                target = (rows[there] + low - begin, *(slice(count) for count in place.counts))
+                out[target] = _as_type(picked, field, kind)
+        return out
+
+    def _without_spectrum(self, shape: Shape, place: Place) -> Place:
+        spectrum = shape.places.get(self._spectrum)
+        behind = spectrum and place.offset > spectrum.offset
+        return replace(place, offset=place.offset - spectrum.counts[0]) if spectrum and behind else place
+
+    def _load(self, number: int) -> dict[int, tuple[Integers, Array]]:
+        """All columns of a block of lines but the spectra: of each sort of lines the rows and their values."""
+        begin = number * LINES
+        found = {}
+        for sort, rows, lines in self._lines_of(begin, min(self.pixels, begin + LINES)):
+            shape = self.shapes[sort]
+            spectrum = shape.places.get(self._spectrum)
+            wanted = np.arange(shape.length)
+            if spectrum:
+                wanted = np.delete(wanted, slice(spectrum.offset, spectrum.offset + spectrum.counts[0]))
+            found[sort] = (rows, self._parse(lines, begin + rows, shape.length, wanted))
+        return self._kept.put(number, found, sum(values.nbytes for _, values in found.values()))
+
+    def _lines_of(self, begin: int, end: int) -> Iterator[tuple[int, Integers, list[bytes]]]:
+        """Sorts, rows (from `begin`) and contents of lines."""
+        first, last = int(self._offsets[begin]), int(self._offsets[end])
+        with open(self.path, "rb") as file:
+            status = os.fstat(file.fileno())
+            if (status.st_size, status.st_mtime_ns) != self._stamp:
+                raise FormatError(self.path, min(status.st_size, self.size), "the file as it was when it was opened")
+            file.seek(first)
+            data = file.read(last - first)
+        bounds = (self._offsets[begin:end + 1] - first).tolist()
+        for sort in np.unique(self._shape[begin:end]):
+            rows = np.flatnonzero(self._shape[begin:end] == sort)
+            if self.shapes[sort].places:
+                yield int(sort), rows, [data[bounds[row]:bounds[row + 1]] for row in rows.tolist()]
+
+    def _parse(self, lines: list[bytes], numbers: Integers, columns: int, wanted: Integers) -> Array:
+        """Columns of equal lines as float64 (line, column); an empty one is NaN."""
+        import pandas
+        try:
+            table = pandas.read_csv(io.BytesIO(b"".join(lines)), sep="\t", header=None, names=range(columns),
+                                    usecols=wanted.tolist(), dtype=np.float64, na_values=["", "nan", "-nan"],
+                                    keep_default_na=False, quoting=3, skip_blank_lines=False)
+            if len(table) == len(lines):
+                return np.asarray(table.to_numpy(), np.float64)
+        except ValueError:
+            pass
+        raise self._no_number(lines, numbers)
+
+    def _no_number(self, lines: list[bytes], numbers: Integers) -> FormatError:
+        for line, number in zip(lines, numbers.tolist()):
+            place = int(self._offsets[number])
+            for text in line[:-1].split(b"\t"):
+                try:
+                    float(text or b"0")
+                except ValueError:
+                    return FormatError(self.path, place, f"a number, found {text[:20].decode('ascii', 'replace')!r}")
+                place += len(text) + 1
+        return FormatError(self.path, int(self._offsets[numbers[0]]), "lines of numbers")
+
+    def read_spectrum(self, begin: int, end: int, channels: slice | Integers, mask: bool) -> npt.NDArray[np.float32]:
+        """Values of the spectrum, float32 (pixel, channel); see `BinaryFile.read_spectrum`."""
+        wanted = np.arange(self.header.channels.size)[channels]
+        missing = 0 if self.header.brightness_temperature else -777
+        out = np.full((end - begin, wanted.size), missing, np.float32)
+        step = max(1, CHUNK * (end - begin) // max(1, int(self._offsets[end] - self._offsets[begin])))
+        for low in range(begin, end, step):
+            for sort, rows, lines in self._lines_of(low, min(end, low + step)):
+                shape = self.shapes[sort]
+                place = shape.places[self._spectrum]
+                there = wanted if shape.selected is None else np.searchsorted(shape.selected, wanted)
+                held = np.full(wanted.size, True) if shape.selected is None else np.isin(wanted, shape.selected)
+                unique, back = np.unique(there[held], return_inverse=True)
+                if unique.size:
+                    values = self._parse(lines, low + rows, shape.length, place.offset + unique)
+                    out[np.ix_(rows + low - begin, np.flatnonzero(held))] = values[:, back]
+        if mask:
+            out[out <= 0 if self.header.brightness_temperature else out == -777] = np.nan
+        return out
+
+
+def _columns(place: Place) -> Integers:
+    """The columns of a field, of the shape of its dimensions."""
+    columns = np.array(place.offset)
+    for step, count in zip(place.steps, place.counts):
+        columns = columns[..., None] + step * np.arange(count)
+    return columns
+
+
+def _as_type(values: Array, field: Field, kind: np.dtype[Any]) -> Array:
+    if kind.kind == "i":
+        values = np.where(np.isfinite(values), values, field.missing_text)
+    typed: Array = values.astype(kind)
+    return typed
+
+
+def _lines(path: str, file: io.BufferedReader, begin: int) -> tuple[Integers, npt.NDArray[np.int32]]:
+    """Where each line begins (and the last one ends), and the number of its columns, 0 of an empty line."""
+    ends, tabs, place, seen = [np.array([begin])], [np.array([0])], begin, 0
+    while data := file.read(CHUNK):
+        block = np.frombuffer(data, np.uint8)
+        breaks = np.flatnonzero(block == 10)
+        ends.append(breaks + place + 1)
+        tabs.append(np.searchsorted(np.flatnonzero(block == 9), breaks) + seen)
+        seen += int(np.count_nonzero(block == 9))
+        place += block.size
+    offsets = np.concatenate(ends)
+    if offsets[-1] != place:
+        raise FormatError(path, place, "the end of a line, the file ends")
+    columns = np.diff(np.concatenate(tabs)) + 1
+    columns[np.diff(offsets) == 1] = 0
+    return offsets, columns.astype(np.int32)

@@ -1,0 +1,163 @@
+"""The variables of a file, as xarray, NetCDF and the tables of the command have them."""
+
+from __future__ import annotations
+
+import re
+from collections.abc import Iterator
+from dataclasses import dataclass
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+from .binary import TYPES, BinaryFile
+from .layout import Field
+from .text import TextFile
+
+Array = npt.NDArray[Any]
+VexFile = BinaryFile | TextFile
+
+#: Channel c has the wavenumber FIRST + STEP * c, cm-1.
+WAVENUMBER_FIRST, WAVENUMBER_STEP = 644.75, 0.25
+
+TIME_FIELDS = ("year", "month", "day", "hour", "minute", "milliseconds")
+COORDINATES = ("time", "latitude", "longitude")
+
+
+@dataclass(frozen=True)
+class Variable:
+    """One variable of a file.
+
+    Attributes
+    ----------
+    name : str
+    dimensions : tuple of str
+        The first one is ``pixel``.
+    shape : tuple of int
+    raw : numpy.dtype
+        As the file has it; masked integers become reals.
+    field : Field
+        Where it comes from.
+    spectrum : bool
+        Whether it is the spectrum.
+    attributes : dict
+        CF and the package's own.
+    """
+
+    name: str
+    dimensions: tuple[str, ...]
+    shape: tuple[int, ...]
+    raw: np.dtype[Any]
+    field: Field
+    spectrum: bool
+    attributes: dict[str, Any]
+
+    @property
+    def masked(self) -> np.dtype[Any]:
+        """Type of the values when missing ones are NaN: integers as reals that hold them all."""
+        return self.raw if self.raw.kind == "f" else np.dtype("f4" if self.raw.itemsize < 4 else "f8")
+
+    @property
+    def fill(self) -> float | int:
+        """What a missing value is in NetCDF."""
+        return -1 if self.raw.kind == "i" else float("nan")
+
+
+def _missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
+    row = variable.field
+    if variable.raw.kind == "i":
+        return np.isin(values, [row.missing, row.missing_text])
+    missing = np.isin(values, np.array([-777, row.missing, row.missing_text], np.float32))
+    if row.column == "HeightOfStation":
+        missing |= values == np.float32(-0.777)  # -777 in metres
+    if row.column == "AvhrrStdDevRadiance":
+        missing |= values < 0  # -700 over a power of ten
+    return missing
+
+
+def mask(variable: Variable, values: Array) -> Array:
+    """Values whose missing ones are NaN, of the type `variable.masked`."""
+    masked = values.astype(variable.masked)
+    masked[_missing(variable, values)] = np.nan
+    return masked
+
+
+def _speaking(name: str) -> str:
+    words = {"o3": "ozone", "co": "CO", "n2o": "N2O", "ch4": "CH4", "co2": "CO2", "avhrr": "AVHRR", "l2": "L2"}
+    return " ".join(words.get(word, word) for word in name.split("_"))
+
+
+def _attributes(row: Field, raw: np.dtype[Any], temperature: bool) -> dict[str, Any]:
+    name = "brightness_temperature" if temperature else row.name
+    attributes: dict[str, Any] = {"long_name": _speaking(name), "vex_name": row.column}
+    unit, standard_name = ("K", "toa_brightness_temperature") if temperature else (row.unit, row.standard_name)
+    if unit or raw.kind == "f" or standard_name:
+        attributes["units"] = unit or "1"
+    if standard_name:
+        attributes["standard_name"] = standard_name
+    if row.meaning:
+        attributes["comment"] = row.meaning.replace("`", "")
+    if row.valid_range:
+        attributes["valid_range"] = np.array(row.valid_range, raw)
+    if row.codes:
+        attributes["flag_values"] = np.array([value for value, _ in row.codes], raw)
+        attributes["flag_meanings"] = " ".join(re.sub(r"[^\w+.@-]+", "_", meaning) for _, meaning in row.codes)
+    return attributes
+
+
+def _of_group(file: VexFile, row: Field, dimensions: tuple[str, ...]) -> Variable | None:
+    if row.type == "text" and not isinstance(file, TextFile):
+        return None
+    raw = TYPES.get(row.type, np.dtype("i4"))
+    shape = (file.pixels, *file.counts(row.name))
+    return Variable(row.name, ("pixel", *dimensions), shape, raw, row, False, _attributes(row, raw, False))
+
+
+def _rows(file: VexFile) -> Iterator[Variable | None]:
+    for block in file.header.blocks:
+        for group in block.groups:
+            if block.spectrum:
+                row, temperature = group.fields[0], file.header.brightness_temperature
+                name = "brightness_temperature" if temperature else row.name
+                yield Variable(name, ("pixel", "channel"), (file.pixels, file.header.channels.size), np.dtype("f4"),
+                               row, True, _attributes(row, np.dtype("f4"), temperature))
+                continue
+            outer = (group.dimension,) if group.times > 1 else ()
+            for row in group.fields:
+                yield _of_group(file, row, outer)
+            for row in group.inner:
+                yield _of_group(file, row, (*outer, group.inner_dimension))
+
+
+def variables(file: VexFile) -> dict[str, Variable]:
+    """All variables of a file by name, in the order of its records; those of time are still year, month and so on."""
+    return {variable.name: variable for variable in _rows(file) if variable}
+
+
+def wavenumbers(channels: npt.NDArray[np.int32]) -> npt.NDArray[np.float64]:
+    """Wavenumbers of channels, cm-1."""
+    return WAVENUMBER_FIRST + WAVENUMBER_STEP * channels
+
+
+def read(file: VexFile, variable: Variable, masked: bool, begin: int, end: int,
+         channels: slice | npt.NDArray[np.int64] = slice(None)) -> Array:
+    """Values of a variable for the pixels from `begin` to before `end`; of a spectrum for some channels."""
+    if variable.spectrum:
+        return file.read_spectrum(begin, end, channels, masked)
+    values = file.read(variable.field.name, begin, end)
+    return mask(variable, values) if masked else values
+
+
+def read_time(file: VexFile, begin: int, end: int) -> npt.NDArray[np.datetime64]:
+    """Times of pixels, datetime64[ns], UTC; NaT where a part of it is missing or cannot be."""
+    year, month, day, hour, minute, milliseconds = (file.read(name, begin, end).astype(np.int64)
+                                                    for name in TIME_FIELDS)
+    there = ((year >= 1678) & (year <= 2261) & (month >= 1) & (month <= 12) & (day >= 1) & (day <= 31) & (hour >= 0)
+             & (hour <= 24) & (minute >= 0) & (minute <= 60) & (milliseconds >= 0))
+    months = np.where(there, (year - 1970) * 12 + month - 1, 0).astype("datetime64[M]")
+    days = months.astype("datetime64[D]") + (day - 1)
+    there &= days.astype("datetime64[M]") == months  # no 31st of April
+    moment = days.astype("datetime64[ms]") + ((hour * 60 + minute) * 60000 + milliseconds)
+    time: npt.NDArray[np.datetime64] = moment.astype("datetime64[ns]")
+    time[~there] = np.datetime64("NaT")
+    return time
