@@ -19,6 +19,8 @@ from .header import Header, read_binary_header
 from .index import Index, Integers, make_index
 from .kept import Kept
 from .layout import Field
+from .plausible import RECORDS, misread_block
+from .scatter import read_rows
 from .shapes import Place, Shape
 
 #: What is read at once, bytes.
@@ -27,8 +29,8 @@ CHUNK = 1 << 20
 LONG = 8192
 #: Records of a block without their spectra.
 BLOCK_RECORDS = 1024
-#: Pieces of memory that the system fills in one call.
-MOST_PIECES = 1024
+#: These bits make any real a NaN.
+NAN = np.int32(0x7FC00000)
 #: Channels further apart than this are read one by one, bytes.
 FAR = 4096
 
@@ -84,11 +86,15 @@ class BinaryFile:
         self._fields = {field.name: field for block in self.header.blocks for group in block.groups
                         for field in (*group.fields, *group.inner)}
         self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
+        self._verified = np.full(self.pixels if not self.index.verified else 0, False)
+        self._kept: Kept[_Block] = Kept()
+        self._long, self._records = False, RECORDS
+        if block := misread_block(self):
+            raise FormatError(path, self.header.length, f"records with what the header says: {block.name}")
         lengths = [shape.length for shape in self.index.used()]
         self._long = bool(self._spectrum) and max(lengths, default=0) > LONG
         self._records = BLOCK_RECORDS if self._long else max(1, CHUNK // max(lengths, default=1))
-        self._verified = np.full(self.pixels if not self.index.verified else 0, False)
-        self._kept: Kept[_Block] = Kept()
+        self._kept = Kept()
 
     @property
     def size(self) -> int:
@@ -253,20 +259,19 @@ class BinaryFile:
                 rows = out[low - begin:high - begin]
                 columns, positions = self._positions(shape, wanted)
                 if positions.size:
-                    self._run_of_spectra(descriptor, low, shape, columns, positions, rows)
-                self._finish(rows, mask)
+                    self._run_of_spectra(descriptor, low, shape, columns, positions, mask, rows)
+                else:
+                    self._finish(rows, mask)
         return out
 
     def _runs(self, begin: int, end: int) -> Iterator[tuple[int, int, Shape]]:
-        """Pieces of runs of about 1 MB."""
+        """Pixels that follow one another in one run."""
         index = self.index
         run = int(np.searchsorted(index.first, begin, "right")) - 1
         while begin < end:
             stop = min(end, int(index.first[run + 1]) if run + 1 < index.first.size else index.count)
             shape = index.shapes[index.shape[run]]
-            step = max(1, min(CHUNK // shape.length, (MOST_PIECES - 1) // 2))
-            for low in range(begin, stop, step):
-                yield low, min(stop, low + step), shape
+            yield begin, stop, shape
             begin, run = stop, run + 1
 
     def _positions(self, shape: Shape, wanted: Integers) -> tuple[slice | Integers, Integers]:
@@ -280,28 +285,42 @@ class BinaryFile:
         return there, place[there]
 
     def _run_of_spectra(self, descriptor: int, begin: int, shape: Shape, columns: slice | Integers,
-                        positions: Integers, out: npt.NDArray[np.float32]) -> None:
+                        positions: Integers, mask: bool, out: npt.NDArray[np.float32]) -> None:
         """Fills the columns of `out` from as many equal records as it has rows."""
-        place, count = shape.places[self._spectrum], len(out)
-        offset = int(self.index.records(begin, begin + 1)[0][0])
+        start = int(self.index.records(begin, begin + 1)[0][0])
         low, high = int(positions.min()), int(positions.max()) + 1
+        first = shape.places[self._spectrum].offset + 4 * low
         straight = isinstance(columns, slice) and positions.size == high - low and bool((np.diff(positions) == 1).all())
-        span = 4 * (high - low)
-        if straight and 2 * span > shape.length:
-            self._scatter(descriptor, begin, offset, shape.length, place.offset + 4 * low, out)
+        if straight and 8 * (high - low) > shape.length:
+            self._straight(descriptor, begin, start, shape.length, first, mask, out)
             return
-        if shape.length <= LONG or 2 * span > shape.length and positions.size > 64:
-            data = self._pread(descriptor, count * shape.length, offset)
-            if not self.index.verified:
-                self._verify(begin, data, shape.length, shape.length, count)
-            values = self._spectra(data, count, place.offset + 4 * low, shape.length, high - low)
-            out[:, columns] = values[:, positions - low]
+        # Parts of records are read one by one when they are small beside the records.
+        parts = np.split(np.arange(positions.size), np.flatnonzero(np.diff(positions) * 4 > FAR) + 1)
+        whole = shape.length <= LONG or len(parts) * FAR > shape.length
+        chunk = max(1, CHUNK // shape.length) if whole else BLOCK_RECORDS
+        for row in range(0, len(out), chunk):
+            rows, offset = out[row:row + chunk], start + row * shape.length
+            if whole:
+                data = self._pread(descriptor, len(rows) * shape.length, offset)
+                self._verify_once(begin + row, len(rows), data, shape.length)
+                values = self._spectra(data, len(rows), first, shape.length, high - low)
+                rows[:, columns] = values[:, positions - low]
+            else:
+                self._verify_once(begin + row, len(rows))
+                for part in parts:
+                    self._sparse(descriptor, offset + first - 4 * low, shape.length, positions[part], rows,
+                                 np.arange(out.shape[1])[columns][part])
+            self._finish(rows, mask)
+
+    def _verify_once(self, begin: int, count: int, data: bytes = b"", length: int = 0) -> None:
+        """Looks at the markers of records when that has not been done."""
+        if self.index.verified or self._verified[begin:begin + count].all():
             return
-        if not self.index.verified and not self._verified[begin:begin + count].all():
-            self.read(self.header.blocks[0].groups[0].fields[-1].name, begin, begin + count)  # looks at the markers
-        for piece in np.split(np.arange(positions.size), np.flatnonzero(np.diff(positions) * 4 > FAR) + 1):
-            self._sparse(descriptor, offset + place.offset, shape.length, positions[piece], out,
-                         np.arange(out.shape[1])[columns][piece])
+        if data:
+            self._verify(begin, data, length, length, count)
+        else:
+            for _ in self._blocks(begin, begin + count):  # looks at them
+                pass
 
     def _spectra(self, data: bytes, count: int, offset: int, step: int, values: int) -> Array:
         return np.ndarray((count, values), self.header.order + "f4", data, offset, (step, 4))
@@ -314,26 +333,26 @@ class BinaryFile:
         data = b"".join([self._pread(descriptor, span, first + i * step) for i in range(len(out))])
         out[:, columns] = self._spectra(data, len(out), 0, span, high - low)[:, positions - low]
 
-    def _scatter(self, descriptor: int, begin: int, offset: int, step: int, low: int,
-                 out: npt.NDArray[np.float32]) -> None:
-        """Reads whole records, the spectra right into `out` and what lies between them elsewhere."""
-        count, row = out.shape[0], 4 * out.shape[1]
-        gap = step - row
-        rest = bytearray(count * gap)
-        gaps, rows = memoryview(rest), out.data.cast("B")
-        pieces = [gaps[:low]]
-        for i in range(count):
-            pieces += [rows[i * row:(i + 1) * row], gaps[i * gap + low:i * gap + gap + low]]
-        if os.preadv(descriptor, pieces, offset) != count * step:
-            raise FormatError(self.path, offset, f"{count} records of {step} bytes, the file ends")
-        if not self.index.verified:
-            self._verify(begin, rest, gap, step, count)
-        if self.header.order == ">":
-            out.byteswap(inplace=True)
+    def _straight(self, descriptor: int, begin: int, offset: int, step: int, low: int, mask: bool,
+                  out: npt.NDArray[np.float32]) -> None:
+        """Neighbouring channels of whole records, right into `out`."""
+        def look(first: int, rows: Array, rest: bytearray) -> None:
+            if not self.index.verified:
+                self._verify(begin + first, rest, step - 4 * out.shape[1], step, len(rows))
+            if self.header.order == ">":
+                rows.byteswap(inplace=True)
+            self._finish(rows, mask)
+
+        try:
+            read_rows(descriptor, offset, step, low, out, look)
+        except EOFError as error:
+            raise FormatError(self.path, offset + error.args[0] * step, f"a record of {step} bytes, the file ends"
+                              ) from None
 
     def _finish(self, rows: npt.NDArray[np.float32], mask: bool) -> None:
         if not mask:
             return
         missing = rows <= 0 if self.header.brightness_temperature else rows == -777
         if missing.any():
-            rows[missing] = np.nan
+            bits = rows.view(np.int32)
+            bits |= np.multiply(missing, NAN, dtype=np.int32)

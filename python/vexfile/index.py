@@ -25,6 +25,8 @@ SMALL = 32 << 20
 SAMPLES = 64
 #: Bytes that the pass over a file reads at once.
 WINDOW = 1 << 20
+#: After so many records of one sort the next ones are guessed to be, too.
+FEW = 8
 #: Of a record, from its leading marker on: where it tells whether it has its L1C pixel (`DayVersion`, -1 without).
 DAY_VERSION = 54
 
@@ -132,8 +134,10 @@ class _Scan:
         self.word = struct.Struct(header.order + "i")
         self.pair = struct.Struct(header.order + "ii")
         self.marker = header.marker
+        self.two = self.pair.pack(self.marker, self.marker)  # the end of a record and the begin of the next one
         self.tells = any(shape.selected is not None for shape in shapes)  # DayVersion tells sorts apart
-        self.longest = max(shape.length for shape in shapes)
+        self.lengths = [shape.length for shape in shapes]
+        self.longest = max(self.lengths)
         # By whether the record lacks its L1C pixel: the sorts that it may be of.
         cut = [i for i, shape in enumerate(shapes) if shape.selected is not None]
         full = [i for i, shape in enumerate(shapes) if i and shape.selected is None]
@@ -143,9 +147,9 @@ class _Scan:
 
     def fits(self, data: bytes, place: int, shape: int, last: bool) -> bool:
         """Whether a record of this sort can end where it would: at a marker that another one or the end follows."""
-        end = place + self.shapes[shape].length
+        end = place + self.lengths[shape]
         if end + 4 <= len(data):
-            return bool(self.pair.unpack_from(data, end - 4) == (self.marker, self.marker))
+            return data.startswith(self.two, end - 4)
         return last and end == len(data) and self.word.unpack_from(data, end - 4)[0] == self.marker
 
     def lacks(self, data: bytes, place: int) -> bool:
@@ -209,7 +213,7 @@ class _Scan:
 
     def all_records(self) -> Index:
         """Looks at every marker of the file."""
-        runs, begin = _Runs(), self.header.length
+        runs, begin, alike, before = _Runs(), self.header.length, 0, -1
         window = max(WINDOW, 2 * self.longest)
         while begin < self.size:
             data = os.pread(self.descriptor, window, begin)
@@ -219,9 +223,11 @@ class _Scan:
             place = 0
             while place < len(data) and (last or place + self.longest + 4 <= len(data)):
                 shape = self.one(data, place, begin, last)
-                count = self.run(data, place, shape)
+                alike = alike + 1 if shape == before else 0
+                count = self.run(data, place, shape) if alike >= FEW else 1
                 runs.add(begin + place, shape, count)
-                place += count * self.shapes[shape].length
+                place += count * self.lengths[shape]
+                before = shape
             begin += place
         return runs.index(self.shapes)
 
