@@ -1,0 +1,256 @@
+"""What the statistics files of ``vex -of txtstat`` look like: their lines of comment and their columns, as tables."""
+
+from __future__ import annotations
+
+import functools
+import itertools
+import re
+from collections.abc import Callable, Mapping
+from dataclasses import dataclass
+
+import numpy as np
+import numpy.typing as npt
+
+MISSING = -777.0
+POSITIONS = ("All pixels", "Pix1", "Pix2", "Pix3", "Pix4")
+GROUPS = ("All", "Clear", "Cloudy")
+CHANNEL_LIMIT = 8700
+RADIANCE = "W/(m2 sr m-1)"
+# Others are spelled alike. The variance of imager radiances is "as in the product", whose element table (0 40 019) has
+# the unit of a radiance.
+UDUNITS = {RADIANCE: "W m-2 sr-1 m", "as in the product": "W m-2 sr-1 m", "kg/m2": "kg m-2", "degrees": "degrees_north"}
+SATELLITES = {"3": "MetOp-B", "4": "MetOp-A", "5": "MetOp-C"}
+
+
+@dataclass(frozen=True)
+class Quantity:
+    """A column of the grid: the product it belongs to, its name behind that, the unit (none for counts of pixels)."""
+
+    product: str
+    name: str
+    unit: str
+    long_name: str
+    standard_name: str
+
+    @property
+    def column(self) -> str:
+        return self.product + self.name
+
+
+PRODUCTS = ("L1C", "ozo", "trg", "clp", "twt", "ems")
+OBSERVATIONS = "number_of_observations"
+QUANTITIES = (
+    Quantity("L1C", "ClearCount", "", "clear pixels, of a cloud fraction of 0", OBSERVATIONS),
+    Quantity("L1C", "CloudyCount", "", "cloudy pixels, of a cloud fraction of 95 percent or more", OBSERVATIONS),
+    Quantity("L1C", "CloudFraction", "percent", "cloud fraction", "cloud_area_fraction"),
+    Quantity("L1C", "AverageIIS", RADIANCE, "imager radiance", ""),
+    Quantity("ozo", "TotalColumn", "kg/m2", "ozone column", "atmosphere_mass_content_of_ozone"),
+    Quantity("trg", "IntegratedN2ODensity", "kg/m2", "N2O column", "atmosphere_mass_content_of_nitrous_oxide"),
+    Quantity("trg", "IntegratedCODensity", "kg/m2", "CO column", "atmosphere_mass_content_of_carbon_monoxide"),
+    Quantity("trg", "IntegratedCH4Density", "kg/m2", "CH4 column", "atmosphere_mass_content_of_methane"),
+    Quantity("trg", "IntegratedCO2Density", "kg/m2", "CO2 column", "atmosphere_mass_content_of_carbon_dioxide"),
+    Quantity("clp", "CloudAmountInSegment", "percent", "cloud amount of the first cloud layer", ""),
+    Quantity("clp", "Pressure", "Pa", "cloud-top pressure of the first cloud layer", "air_pressure_at_cloud_top"),
+    Quantity("clp", "Temperature", "K", "cloud-top temperature of the first cloud layer",
+             "air_temperature_at_cloud_top"),
+    Quantity("twt", "SkinTemperature", "K", "skin temperature", "surface_temperature"),
+    Quantity("ems", "Emissivity", "percent", "surface emissivity, of all points of the spectrum", ""),
+)
+
+
+def quantities(product: str) -> list[Quantity]:
+    """The columns of a product, its count of pixels first."""
+    count = Quantity(product, "Count", "", f"{product} pixels", OBSERVATIONS)
+    return [count] + [quantity for quantity in QUANTITIES if quantity.product == product]
+
+
+FILTERS = ("ef ef2 mf mf2 mila mala milo malo on sln fov va tr tp st qlt mca lca lf sf avg var skip maxres").split()
+TEXT_FILTERS = FILTERS[:4]
+DATE = r"[-\d]\d{3}-[-\d]\d-[-\d]\d"
+VALUES = {"latitude": "degrees", "cloud fraction": "percent", "land fraction": "percent", "snow fraction": "percent",
+          "imager average": RADIANCE, "imager variance": "as in the product"}
+MERGED = ("a mean of a cell where more than one run has values is weighted by pixels, which is exact only when all of "
+          "them have the value")
+COUNT = r"\d{1,18}"
+# What may stand in the place of a name in a line; a name that is not here stands for a count.
+FIELDS = {
+    "satellite": r"unknown|\d+",
+    "first_date": DATE,
+    "last_date": DATE,
+    **{f"filter_{option}": ".+" if option in TEXT_FILTERS else r"\S+" for option in FILTERS},
+    "no_filter": "none",
+    "set": r"all pixels|pixel position [1-4] \(FieldOfViewNumber mod 4 \+ 1\)"
+           "|surface (?:all|sea|land), time of day (?:all|day|night)",
+    "radiance_unit": re.escape(RADIANCE),
+    "reference": "Average|the temperature given with -tbref",
+    "moments": "Skewness",
+    "value": "|".join(re.escape(f"{value}, {unit}") for value, unit in VALUES.items()),
+    "latitudes": r"[1-9]\d{0,9}",
+    "longitudes": r"[1-9]\d{0,9}",
+    "merged": re.escape(MERGED),
+}
+Found = Mapping[str, str]  # what stands in the lines, by the names in the templates
+
+
+@dataclass(frozen=True)
+class Line:
+    """A line of comment: its text with {names}, and when it is there, judged by what the lines above it hold."""
+
+    template: str
+    when: Callable[[Found], bool] = lambda found: True
+    optional: bool = False
+
+    @functools.cached_property
+    def pattern(self) -> re.Pattern[str]:
+        parts = re.split(r"\{(\w+)\}", self.template)  # texts and, in between, names
+        texts = [re.escape(text) for text in parts[0::2]]
+        values = [f"(?P<{name}>{FIELDS.get(name, COUNT)})" for name in parts[1::2]]
+        return re.compile("".join(itertools.chain(*itertools.zip_longest(texts, values, fillvalue=""))))
+
+
+def _has(name: str) -> Callable[[Found], bool]:
+    return lambda found: name in found
+
+
+def _lacks(name: str) -> Callable[[Found], bool]:
+    return lambda found: name not in found
+
+
+def _has_no_filter(found: Found) -> bool:
+    return not any(name.startswith("filter_") for name in found)
+
+
+def _is_imager_average(found: Found) -> bool:
+    return found["value"].startswith("imager average")
+
+
+HEADER = (
+    Line("Satellite: {satellite}"),
+    Line("Dates: {first_date} to {last_date}"),
+    *(Line(f"Filter: -{option} {{filter_{option}}}", optional=True) for option in FILTERS),
+    Line("Filters: {no_filter}", _has_no_filter),
+)
+SKY = "Clear: CloudFraction 0; cloudy: CloudFraction 95 or more"
+CLASS = Line("A class holds ClassMin and what lies between it and ClassMax, the last class also its ClassMax")
+DEVIATION = Line("StdDev divides by Count - 1 and is 0 for one value")
+SPECTRAL = (
+    *HEADER,
+    Line("Set: {set}"),
+    Line("Pixels: {pixels} all, {clear_pixels} clear, {cloudy_pixels} cloudy"),
+    Line(SKY + "; other pixels and those without: in all only"),
+    Line("WaveNumber: cm-1"),
+    Line("Average, StdDev: {radiance_unit}", optional=True),
+    Line("Average: K, brightness temperature of the mean radiance, 0 where that is not above 0",
+         _lacks("radiance_unit")),
+    Line("StdDev: K, deviation of the radiances over the slope of the Planck function at {reference}",
+         _lacks("radiance_unit")),
+    DEVIATION,
+    Line("{moments}: m3 / m2^1.5; Kurtosis: m4 / m2^2 - 3; 0 where m2 is 0; m2, m3, m4 divide by Count",
+         optional=True),
+    Line("Missing radiances are not counted; without a counted value: -777, a temperature 0"),
+)
+
+
+def _outside(name: str) -> str:
+    return f"{{{name}_below}} below, {{{name}_above}} above, {{{name}_missing}} missing"
+
+
+def key(position: str) -> str:
+    """What the names of the counts of a position begin with: "All pixels" to "all"."""
+    return position.split()[0].lower()
+
+
+HISTOGRAM = (
+    *HEADER,
+    Line("Value: {value}"),
+    CLASS,
+    Line("Pix1 to Pix4: pixel positions, FieldOfViewNumber mod 4 + 1"),
+    *(Line(f"{name}: {{{key(name)}_counted}} counted, {_outside(key(name))}") for name in POSITIONS),
+    DEVIATION,
+    Line("Temperature: K, of Average in the imager band, 0 in an empty class", _is_imager_average),
+    Line("Average and StdDev of an empty class: -777"),
+)
+RADIANCES = (
+    *HEADER,
+    Line("Set: {set}"),
+    Line(f"Value: radiance, {RADIANCE}; a column holds the counts of the channel it is named after"),
+    CLASS,
+    Line("Pixels: {pixels}"),
+    Line("Radiances of all channels: " + _outside("radiances")),
+)
+GRID = (
+    *HEADER,
+    Line("Cells: {latitudes} by {longitudes}, from south to north and west to east, in degrees"),
+    Line("A cell holds its LatMin and LonMin; the last ones to the north and the east also LatMax and LonMax"),
+    *(Line(f"{product} pixels: {{{product.lower()}_in_cells}} in cells, {{{product.lower()}_without_cell}} without a "
+           "cell", optional=True) for product in PRODUCTS),
+    *(Line(f"{quantity.column}: mean, {quantity.unit}", _has(f"{quantity.product.lower()}_in_cells"))
+      for quantity in QUANTITIES if quantity.unit),
+    Line(SKY, _has("l1c_in_cells")),
+    Line("Counts are of pixels, with or without values; without a value a mean is -777"),
+    Line("Merged: {merged}", optional=True),
+)
+
+
+def products(found: Found) -> list[str]:
+    """The products that a grid has columns of."""
+    return [product for product in PRODUCTS if f"{product.lower()}_in_cells" in found]
+
+
+def prefixes(kind: str) -> list[str]:
+    """What the columns of a group of pixels begin with."""
+    return list(GROUPS) if kind == "spectral" else ["", *POSITIONS[1:]]
+
+
+def _spectral_names(found: Found) -> list[str]:
+    moments = ["Count", "Average", "StdDev"] + ["Skewness", "Kurtosis"] * ("moments" in found)
+    return ["Channel", "WaveNumber"] + [group + name for group in GROUPS for name in moments]
+
+
+def _histogram_names(found: Found) -> list[str]:
+    moments = ["Count", "Average"] + ["Temperature"] * _is_imager_average(found) + ["StdDev"]
+    return ["ClassMin", "ClassMax"] + [prefix + name for prefix in prefixes("histogram") for name in moments]
+
+
+def _grid_names(found: Found) -> list[str]:
+    columns = [quantity.column for product in products(found) for quantity in quantities(product)]
+    return ["LatMin", "LatMax", "LonMin", "LonMax", *columns]
+
+
+@dataclass(frozen=True)
+class Kind:
+    """A kind of file: its title, its lines of comment, its columns (None: they are named by channels)."""
+
+    title: str
+    lines: tuple[Line, ...]
+    names: Callable[[Found], list[str]] | None
+
+
+KINDS = {
+    "spectral": Kind("Statistics of the radiances of each channel", SPECTRAL, _spectral_names),
+    "histogram": Kind("Histogram of one value a pixel", HISTOGRAM, _histogram_names),
+    "radiance_histogram": Kind("Histogram of the radiances of each channel", RADIANCES, None),
+    "grid": Kind("Statistics of the pixels on a grid of latitude and longitude", GRID, _grid_names),
+}
+
+
+def comments(kind: str, found: Found) -> list[str]:
+    """The lines of comment of a file, without their "# ", from what they hold."""
+    lines = [line for line in KINDS[kind].lines
+             if line.when(found) and (not line.optional or line.pattern.groupindex.keys() <= found.keys())]
+    return [KINDS[kind].title] + [line.template.format_map(found) for line in lines]
+
+
+def is_count(name: str) -> bool:
+    """True for columns of integers."""
+    return name == "Channel" or name.endswith("Count") or name.isdecimal()
+
+
+def edges(low: float, high: float, count: int) -> npt.NDArray[np.float64]:
+    """The edges of equal classes, (count + 1,)."""
+    return np.append(low + (high - low) * np.arange(count) / count, high)
+
+
+def wavenumber(channel: npt.ArrayLike) -> npt.NDArray[np.float64]:
+    """Wavenumbers in cm-1 of channels, which are numbered from 1."""
+    return 644.75 + 0.25 * np.asarray(channel, np.float64)
