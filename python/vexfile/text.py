@@ -60,10 +60,10 @@ class TextFile:
             self.header: Header = read_text_header(path, head)
             self._offsets, columns = _lines(path, file, len(head))
         self.pixels = len(columns)
+        self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
         self.shapes, self._shape = self._sorts(columns)
         self._fields = {field.name: field for block in self.header.blocks for group in block.groups
                         for field in (*group.fields, *group.inner)}
-        self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
         self._kept: Kept[dict[int, tuple[Integers, Array]]] = Kept()
         if self.pixels:
             first = self.read("satellite", 0, 1), self.read("tb", 0, 1)
@@ -82,7 +82,9 @@ class TextFile:
             sort = np.zeros(columns.size, np.uint8)
             known = columns == 0
             for number, shape in enumerate(shapes[1:], 1):
-                fit = ~known & (columns == shape.length) & (lacking == (shape.selected is None))
+                fit = ~known & (columns == shape.length)
+                if lacking is not None:
+                    fit &= lacking == (shape.selected is None)
                 sort[fit], known = number, known | fit
             wrong = np.flatnonzero(~known)
             if not wrong.size:
@@ -93,38 +95,50 @@ class TextFile:
         assert error is not None
         raise error
 
-    def _ideas(self, columns: npt.NDArray[np.int32], lacking: npt.NDArray[np.bool_]) -> Iterator[list[Shape]]:
-        """Sets of sorts that the lines may be of. Channels below 0 have no name, but a value in lines without L1C."""
+    def _ideas(self, columns: npt.NDArray[np.int32],
+               lacking: npt.NDArray[np.bool_] | None) -> Iterator[list[Shape]]:
+        """Sets of sorts that the lines may be of."""
         named = self.header.channels.size
         extras = list(extra_blocks(self.header.blocks))
-        least = int(columns[lacking & (columns > 0)].min(initial=np.iinfo(np.int32).max))
+        hidden = 0
+        if lacking is not None and lacking.any():
+            hidden = self._hidden(int(lacking.argmax()), int(columns[lacking.argmax()]))
         for selected in channel_selections(self.header.channels):
-            for extra in ([None, *extras] if self.header.l1c else [None]):
-                full = make_shape(self.header, Choice(extra or frozenset(), named)).length
-                hidden = 0 if extra is None else least - full
-                if extra is not None and not 0 < hidden < np.iinfo(np.int32).max // 2:
-                    continue
-                counts: list[tuple[int, npt.NDArray[np.intp] | None]] = [(named + hidden, None)]
-                if selected is not None or hidden:
-                    present = np.arange(named) if selected is None else selected
-                    counts.append((present.size, present))
-                yield [EMPTY] + [make_shape(self.header, Choice(e, *count)) for count in counts for e in extras]
+            counts: list[tuple[int, npt.NDArray[np.intp] | None]] = [(named + hidden, None)]
+            if lacking is not None:
+                counts.append((named, np.arange(named)) if selected is None else (selected.size, selected))
+            yield [EMPTY] + [make_shape(self.header, Choice(e, *count)) for count in counts for e in extras]
 
-    def _lacking(self, columns: npt.NDArray[np.int32]) -> npt.NDArray[np.bool_]:
-        """Which lines lack their L1C pixel, as far as that matters: else all."""
-        lacking = np.ones(columns.size, bool)
-        plain = make_shape(self.header, Choice(frozenset(), self.header.channels.size))
-        usual = {make_shape(self.header, Choice(extra, self.header.channels.size)).length
-                 for extra in extra_blocks(self.header.blocks)} | {0}
-        alike = channel_selections(self.header.channels)[0] is None and set(np.unique(columns).tolist()) <= usual
-        if alike or not self.header.l1c:
-            return lacking
-        place = plain.places["day_version"].offset
-        with open(self.path, "rb") as file:
-            for number in np.flatnonzero(columns > place):
-                file.seek(self._offsets[number])
-                lacking[number] = file.read(1024).split(b"\t", place + 1)[place] == b"-1"
+    def _usual(self) -> list[int]:
+        """Columns that lines have when all channels have a name and a value."""
+        return [make_shape(self.header, Choice(extra, self.header.channels.size)).length
+                for extra in extra_blocks(self.header.blocks)]
+
+    def _lacking(self, columns: npt.NDArray[np.int32]) -> npt.NDArray[np.bool_] | None:
+        """Which lines lack their L1C pixel; None where that makes no difference."""
+        if channel_selections(self.header.channels)[0] is None and set(np.unique(columns)) <= {0, *self._usual()}:
+            return None
+        lacking = np.zeros(columns.size, bool)
+        if self.header.l1c:
+            place = make_shape(self.header, Choice(frozenset(), 0)).places["day_version"].offset
+            for number in np.flatnonzero(columns > place).tolist():
+                lacking[number] = self._line(number)[place] == b"-1"
         return lacking
+
+    def _line(self, number: int) -> list[bytes]:
+        with open(self.path, "rb") as file:
+            file.seek(self._offsets[number])
+            return file.readline().rstrip(b"\n").split(b"\t")
+
+    def _hidden(self, number: int, columns: int) -> int:
+        """Channels without a name of a line that lacks its L1C pixel, those of ranges that begin below 0: it has a
+        missing value for each of them, too."""
+        place = make_shape(self.header, Choice(frozenset(), 0)).places[self._spectrum].offset
+        values = self._line(number)[place:]
+        missing = b"0" if b"0" in values[:1] else b"-777"
+        equal = next((i for i, value in enumerate(values) if value != missing), len(values))
+        return max((columns - usual for usual in self._usual() if columns - usual <= equal - self.header.channels.size),
+                   default=0)
 
     def counts(self, name: str) -> tuple[int, ...]:
         """Values of a field in each of its dimensions, in the line that has most."""
