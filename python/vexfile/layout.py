@@ -31,6 +31,10 @@ class Field:
         ``int1``, ``int2``, ``int4``, ``real4``, or ``text`` when only text files have it.
     missing, missing_text
         What stands in a record whose product is missing, in binary and in text.
+    text
+        ``int`` or ``real``: how text files print it.
+    day_one
+        What text files have in its place in a record of the day 1 archive; None: its value.
     """
 
     column: str
@@ -44,6 +48,8 @@ class Field:
     valid_range: tuple[float, float] | None
     standard_name: str
     codes: tuple[tuple[int, str], ...]
+    text: str
+    day_one: str | None
 
     @property
     def size(self) -> int:
@@ -120,11 +126,12 @@ def _codes(text: str) -> tuple[tuple[int, str], ...]:
 
 
 def _field(row: dict[str, Any], prefix: str) -> Field:
-    valid = row["valid_range"]
+    valid, day_one = row["valid_range"], row["day_one"]
     variable = row["variable"]
     return Field(row["name"], variable if variable.startswith(prefix) else prefix + variable, row["type"],
                  row["missing"], row["missing_text"], row["divisor"], row["unit"], row["meaning"],
-                 (valid[0], valid[1]) if valid else None, row["standard_name"], _codes(row["codes"]))
+                 (valid[0], valid[1]) if valid else None, row["standard_name"], _codes(row["codes"]),
+                 row["text"], day_one["text"] if day_one else None)
 
 
 def _group(group: dict[str, Any], prefix: str) -> Group:
