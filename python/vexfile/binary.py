@@ -107,6 +107,12 @@ class BinaryFile:
         places = places or [shape.places[name] for shape in self.index.shapes[1:2]]
         return tuple(max(place.counts[i] for place in places) for i in range(len(places[0].counts)))
 
+    def sorts(self) -> list[tuple[Shape, int]]:
+        """The sorts of records that the file has, and how many records are of each."""
+        counts = np.diff(np.append(self.index.first, self.index.count))
+        return [(self.index.shapes[sort], int(counts[self.index.shape == sort].sum()))
+                for sort in np.unique(self.index.shape)]
+
     @contextlib.contextmanager
     def _open(self) -> Iterator[int]:
         descriptor = os.open(self.path, os.O_RDONLY | os.O_CLOEXEC)

@@ -182,6 +182,23 @@ class TextFile:
             found[sort] = (rows, self._parse(lines, begin + rows, shape.length, wanted))
         return self._kept.put(number, found, sum(values.nbytes for _, values in found.values()))
 
+    def sorts(self) -> list[tuple[Shape, int]]:
+        """The sorts of lines that the file has, and how many lines are of each."""
+        return [(self.shapes[sort], int(count)) for sort, count in zip(*np.unique(self._shape, return_counts=True))]
+
+    def tables(self, begin: int, end: int) -> Iterator[tuple[Shape, Integers, Array]]:
+        """All columns of the lines from `begin` to before `end`.
+
+        Returns
+        -------
+        iterator
+            Of each sort of lines that have content: the sort, the pixels, and the values as float64 (line, column); an
+            empty column is NaN.
+        """
+        for sort, rows, lines in self._lines_of(begin, end):
+            shape = self.shapes[sort]
+            yield shape, rows + begin, self._parse(lines, rows + begin, shape.length, np.arange(shape.length))
+
     def _lines_of(self, begin: int, end: int) -> Iterator[tuple[int, Integers, list[bytes]]]:
         """Sorts, rows (from `begin`) and contents of lines."""
         first, last = int(self._offsets[begin]), int(self._offsets[end])
