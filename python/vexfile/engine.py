@@ -14,10 +14,9 @@ from xarray.backends import BackendArray, BackendEntrypoint
 from xarray.core import indexing
 
 from . import variables
-from .binary import BinaryFile
 from .header import is_binary, is_text
+from .opening import HEAD, open_file
 from .statistics import is_statistics, open_statistics
-from .text import TextFile
 from .variables import Variable, VexFile
 
 Array = npt.NDArray[Any]
@@ -25,8 +24,6 @@ Array = npt.NDArray[Any]
 DASK_CHUNK = 64 << 20
 #: Pixels that are read as one stretch, with those between them, are at most this far apart.
 NEAR = 16
-#: What tells the sorts of files apart, bytes.
-HEAD = 512
 
 
 class LazyArray(BackendArray):  # type: ignore[misc]
@@ -145,15 +142,6 @@ def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = ()) -> xarra
     lazy |= {name: value for name, value in _coordinates(file, found).items() if name not in dropped}
     data = xarray.Dataset(lazy, attrs=attributes(file))
     return data.set_coords([name for name in (*variables.COORDINATES, "wavenumber") if name in data])
-
-
-def open_file(path: str, index: bool = False) -> VexFile:
-    """Opens a binary or text file of vex; see `vexfile.open` for what is raised."""
-    with open(path, "rb") as file:
-        head = file.read(HEAD)
-    if is_text(head):
-        return TextFile(path)
-    return BinaryFile(path, index)
 
 
 class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]
