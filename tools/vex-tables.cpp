@@ -1,29 +1,79 @@
-// Prints the blocks of a record as JSON, from the tables that vex itself walks over, for the checks of
-// docs/formats.md: offsets in a binary record as formulas, types, names of columns, what stands where a
-// product is missing or its archive is of day 1.
+// Prints what vex knows of its formats and options as one JSON object, from the tables that it walks over
+// itself: for scripts/tables, which makes pages and the layout of the Python package from it.
+//
+// Offsets are formulas from the begin of the block or of the header record: N is the number of channels, K
+// that of L2 products, L of layers and levels of a pixel, i and j are the repetition and the inner one, from
+// 0. missing: what stands there when the product has no pixel in the record; missing_value: what stands there
+// for a value that the product does not have. The unit of the spectrum has its other form, that of -tb 1, in
+// with_tb.
 
 #include <cstdio>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "output/BinarySink.h"
 #include "output/Block.h"
 #include "output/Record.h"
 #include "prod/ProductKind.h"
 
 namespace {
 
-/// An offset in a block: bytes, bytes for each repetition of the groups in front (L of them), and for the
-/// repetition at hand (i) and the inner one (j).
+std::string Quoted(std::string_view szText) {
+  std::string szQuoted = "\"";
+  for (const char c : szText) {
+    if (c == '"' || c == '\\') szQuoted += '\\';
+    szQuoted += c;
+  }
+  return szQuoted + '"';
+}
+
+std::string Number(double fNumber) {
+  char szNumber[32];
+  std::snprintf(szNumber, sizeof szNumber, "%.9g", fNumber);
+  return szNumber;
+}
+std::string Number(int nNumber) { return std::to_string(nNumber); }
+
+/// {"name": value, ...} or [value, ...] of values in JSON.
+class CJson {
+ public:
+  explicit CJson(const char* szBrackets) : m_szBrackets(szBrackets) {}
+  CJson& Add(const std::string& szValue) {
+    m_szContent += (m_szContent.empty() ? "" : ", ") + szValue;
+    return *this;
+  }
+  CJson& Add(const char* szName, const std::string& szValue) { return Add(Quoted(szName) + ": " + szValue); }
+  CJson& Text(const char* szName, std::string_view szText) { return Add(szName, Quoted(szText)); }
+  /// One value a line.
+  CJson& AddLine(const std::string& szValue) { return Add("\n" + szValue); }
+  std::string Get() const { return m_szBrackets[0] + m_szContent + m_szBrackets[1]; }
+
+ private:
+  const char* m_szBrackets;
+  std::string m_szContent;
+};
+CJson Object() { return CJson("{}"); }
+CJson List() { return CJson("[]"); }
+
+const char* TypeName(EBin eBin) {
+  constexpr const char* NAMES[] = {"text", "int1", "int2", "int4", "real4"};
+  return NAMES[static_cast<int>(eBin)];
+}
+
+/// An offset: bytes, and bytes for each of what the letters count.
 struct SOffset {
-  int nBytes = 0, nPerL = 0, nPerI = 0, nPerJ = 0;
+  int nBytes = 0, nPerN = 0, nPerK = 0, nPerL = 0, nPerI = 0, nPerJ = 0;
 
   std::string Formula() const {
     std::string szFormula = std::to_string(nBytes);
     const auto term = [&](int nFactor, const char* szIndex) {
       if (nFactor) szFormula += " + " + std::to_string(nFactor) + "\302\267" + szIndex;
     };
+    term(nPerN, "N");
+    term(nPerK, "K");
     term(nPerL, "L");
     term(nPerI, "i");
     term(nPerJ, "j");
@@ -31,18 +81,80 @@ struct SOffset {
   }
 };
 
-struct SRow {
-  std::string szOffset, szType, szColumn, szMissing, szDayOne;
-};
-
-const char* TypeName(EBin eBin) {
-  constexpr const char* NAMES[] = {"text", "int1", "int2", "int4", "real4"};
-  return NAMES[static_cast<int>(eBin)];
+std::string Header() {
+  SOffset at;
+  CJson list = List();
+  for (const SHeaderField& field : HeaderFields()) {
+    constexpr const char* TIMES[] = {"1", "N", "K"};
+    const int nSize = BinarySizeOf(field.eBin);
+    list.AddLine(Object()
+                     .Text("variable", field.szVariable)
+                     .Text("offset", at.Formula())
+                     .Text("type", TypeName(field.eBin))
+                     .Text("times", TIMES[static_cast<int>(field.eTimes)])
+                     .Text("meaning", field.szMeaning)
+                     .Get());
+    int* const arpFactors[] = {&at.nBytes, &at.nPerN, &at.nPerK};
+    *arpFactors[static_cast<int>(field.eTimes)] += nSize;
+  }
+  return list.Get();
 }
 
-/// The form in binary and in text, once when they are the same.
-std::string Forms(const std::string& szBinary, const std::string& szText) {
-  return szBinary == szText ? szText : szBinary + " / " + szText;
+std::string Kinds() {
+  CJson list = List();
+  for (const SProductKind& kind : PRODUCT_KINDS)
+    if (kind.nHeaderCode)
+      list.Add(Object().Text("name", kind.szName).Add("code", Number(kind.nHeaderCode)).Get());
+  return list.Get();
+}
+
+/// The first moment with many layers and levels. What the writers compare with is no time of day: a minute of
+/// 60 seconds.
+std::string Recent() {
+  const auto nDate = static_cast<int>(RECENT_DATE), nTime = static_cast<int>(RECENT_TIME);
+  const int nSeconds = nTime / 10000 * 3600 + nTime / 100 % 100 * 60 + nTime % 100;
+  char szRecent[64];
+  std::snprintf(szRecent, sizeof szRecent, "%04d-%02d-%02dT%02d:%02d:%02d", nDate / 10000, nDate / 100 % 100,
+                nDate % 100, nSeconds / 3600, nSeconds / 60 % 60, nSeconds % 60);
+  return szRecent;
+}
+
+CJson FieldObject(const SField& field, const SOffset& at) {
+  const SAbout& about = field.about;
+  const SDayOne& dayOne = field.dayOne;
+  const EForm eForm = field.source.eForm;
+  const bool bReal = eForm == EForm::REALS || (eForm == EForm::NONE && field.eBin == EBin::REAL4);
+  const SValid& valid = about.valid;
+  CJson object = Object();
+  object.Text("name", field.szName)
+      .Text("variable", about.szVariable)
+      .Text("type", TypeName(field.eBin))
+      .Text("text", field.eText == EText::INT ? "int" : "real")
+      .Add("missing", Number(field.nMissingBin))
+      .Add("missing_text", Number(field.nMissingText))
+      .Add("missing_value", Number(bReal ? -777 / field.fDivisor : -1))
+      .Add("divisor", Number(field.fDivisor))
+      .Text("unit", about.szUnit)
+      .Text("meaning", about.szMeaning)
+      .Add("valid_range",
+           valid.fMin == valid.fMax ? "null" : List().Add(Number(valid.fMin)).Add(Number(valid.fMax)).Get())
+      .Text("standard_name", about.szStandardName)
+      .Text("codes", about.szCodes)
+      .Add("day_one", dayOne.bFixed
+                          ? Object().Add("binary", Number(dayOne.nBin)).Text("text", dayOne.szText).Get()
+                          : "null")
+      .Text("offset", field.eBin == EBin::NONE ? "-" : at.Formula());
+  return object;
+}
+
+/// Fields one behind the other from an offset on, which moves on.
+std::string Fields(std::span<const SField> fields, SOffset& at) {
+  CJson list = List();
+  for (const SField& field : fields) {
+    list.AddLine(FieldObject(field, at).Get());
+    at.nBytes += BinarySizeOf(field.eBin);
+  }
+  return list.Get();
 }
 
 int SizeOf(std::span<const SField> fields) {
@@ -51,83 +163,83 @@ int SizeOf(std::span<const SField> fields) {
   return nSize;
 }
 
-/// The rows of one block, and its length at the end.
-class CBlockRows {
- public:
-  explicit CBlockRows(const SBlock& block) {
-    for (const SGroup& group : block.groups) AddGroup(group);
-  }
-  void AddSpectrum() {
-    m_next.nPerI = 4;
-    m_arRows.push_back({m_next.Formula(), TypeName(EBin::REAL4), "channel", "-777", ""});
-    m_next.nPerI = 0;
-    m_szLengthOfSpectrum = " + 4\302\267N";
-  }
-  const std::vector<SRow>& Rows() const { return m_arRows; }
-  std::string Length() const { return m_next.Formula() + m_szLengthOfSpectrum; }
+CJson GroupObject(int nTimes, int nTimesRecent, const char* szDimension, const std::string& szFields,
+                  const std::string& szInner = "null") {
+  CJson object = Object();
+  object.Add("times", Number(nTimes))
+      .Add("times_recent", Number(nTimesRecent))
+      .Text("dimension", szDimension)
+      .Add("fields", szFields)
+      .Add("inner", szInner);
+  return object;
+}
 
- private:
-  void AddFields(std::span<const SField> fields, SOffset at) {
-    for (const SField& field : fields) {
-      const SDayOne& dayOne = field.dayOne;
-      m_arRows.push_back({field.eBin == EBin::NONE ? "-" : at.Formula(), TypeName(field.eBin), field.szName,
-                          Forms(std::to_string(field.nMissingBin), std::to_string(field.nMissingText)),
-                          dayOne.bFixed
-                              ? Forms(std::to_string(dayOne.nBin), *dayOne.szText ? dayOne.szText : "empty")
-                              : ""});
-      at.nBytes += BinarySizeOf(field.eBin);
-    }
-  }
-
-  void AddGroup(const SGroup& group) {
-    const bool bGrows = group.nTimes != group.nTimesRecent;
-    const int nFields = SizeOf(group.fields), nInner = SizeOf(group.inner);
-    const int nSize = nFields + nInner * group.nInner;
-    SOffset at = m_next;
-    if (group.nTimes > 1) at.nPerI = nSize;
-    AddFields(group.fields, at);
-    at.nBytes += nFields;
+/// A group at an offset, which moves behind it.
+std::string Group(const SGroup& group, SOffset& next) {
+  const int nInner = SizeOf(group.inner), nSize = SizeOf(group.fields) + nInner * group.nInner;
+  SOffset at = next;
+  if (group.nTimes > 1) at.nPerI = nSize;
+  const std::string szFields = Fields(group.fields, at);
+  std::string szInner = "null";
+  if (group.nInner) {
     at.nPerJ = nInner;
-    AddFields(group.inner, at);
-    (bGrows ? m_next.nPerL : m_next.nBytes) += bGrows ? nSize : nSize * group.nTimes;
+    szInner = Object()
+                  .Add("times", Number(group.nInner))
+                  .Text("dimension", group.szInnerDimension)
+                  .Add("fields", Fields(group.inner, at))
+                  .Get();
   }
+  const bool bGrows = group.nTimes != group.nTimesRecent;
+  (bGrows ? next.nPerL : next.nBytes) += bGrows ? nSize : nSize * group.nTimes;
+  return GroupObject(group.nTimes, group.nTimesRecent, group.szDimension, szFields, szInner).Get();
+}
 
-  SOffset m_next;
-  std::vector<SRow> m_arRows;
-  std::string m_szLengthOfSpectrum;
-};
+/// One value for each channel, of which there are 0 here.
+std::string SpectrumGroup(SOffset& next) {
+  const int nSize = BinarySizeOf(SPECTRUM_FIELDS[0].eBin);
+  SOffset at = next;
+  at.nPerI = next.nPerN = nSize;
+  CJson field = FieldObject(SPECTRUM_FIELDS[0], at);
+  field.Add("with_tb", FieldObject(SPECTRUM_FIELDS[1], at).Get());
+  return GroupObject(0, 0, "channel", List().AddLine(field.Get()).Get()).Get();
+}
 
-void Print(const std::string& szName, int nShortest, const CBlockRows& block, bool bLast) {
-  std::printf("  {\"name\": \"%s\", \"length\": \"%s\", \"shortest\": %d, \"rows\": [\n", szName.c_str(),
-              block.Length().c_str(), nShortest);
-  for (const SRow& row : block.Rows())
-    std::printf(
-        "    {\"Offset\": \"%s\", \"Type\": \"%s\", \"Column\": \"%s\", \"Missing\": \"%s\", \"Day 1\": "
-        "\"%s\"}%s\n",
-        row.szOffset.c_str(), row.szType.c_str(), row.szColumn.c_str(), row.szMissing.c_str(),
-        row.szDayOne.c_str(), &row == &block.Rows().back() ? "" : ",");
-  std::printf("  ]}%s\n", bLast ? "" : ",");
+std::string Block(const SBlock& block) {
+  SOffset at;
+  CJson groups = List();
+  for (const SGroup& group : block.groups) groups.AddLine(Group(group, at));
+  if (block.bSpectrum) groups.AddLine(SpectrumGroup(at));
+  return Object()
+      .Text("name", block.szName)
+      .Text("prefix", block.szPrefix)
+      .Text("length", at.Formula())
+      .Add("shortest", Number(BinarySize(block)))
+      .Add("spectrum", block.bSpectrum ? "true" : "false")
+      .Add("groups", groups.Get())
+      .Get();
+}
+
+std::string Blocks() {
+  CConfigParam everything;
+  everything.arChannels.Add(new CValueRange(1, 1));
+  everything.bAvhrr = true;
+  for (int i = FIRST_L2; i < PRODUCTS; ++i) everything.arbL2[i] = true;
+  CJson list = List();
+  const CRecordLayout layout(everything, 0);
+  for (const SPart& part : layout.Parts()) list.AddLine(Block(*part.pBlock));
+  return list.Get();
 }
 
 }  // namespace
 
 int main() {
-  CConfigParam everything;
-  everything.arChannels.Add(new CValueRange(1, 1));
-  everything.bAvhrr = true;
-  for (int i = FIRST_L2; i < PRODUCTS; ++i) everything.arbL2[i] = true;
-  const CRecordLayout layout(everything, 0);
-  std::printf("[\n");
-  const auto& arParts = layout.Parts();
-  for (size_t i = 0; i < arParts.size(); ++i) {
-    CBlockRows block(*arParts[i].pBlock);
-    const size_t nPart = i;
-    if (i + 1 < arParts.size() &&
-        arParts[i + 1].pBlock->bSpectrum) {  // the page has it in the block in front
-      block.AddSpectrum();
-      ++i;
-    }
-    Print(arParts[nPart].pBlock->szName, BinarySize(*arParts[nPart].pBlock), block, i + 1 == arParts.size());
-  }
-  std::printf("]\n");
+  const std::string szAll = Object()
+                                .Add("header", Header())
+                                .Add("kinds", Kinds())
+                                .Text("recent", Recent())
+                                .Add("channels", Number(8461))
+                                .Add("blocks", Blocks())
+                                .Add("options", List().Get())
+                                .Get();
+  std::puts(szAll.c_str());
 }

@@ -1,7 +1,7 @@
 #include "output/BinarySink.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <vector>
 
 #include "app/ConfigParam.h"
 #include "kernel/Reporter.h"
@@ -14,33 +14,66 @@
 #include "prod/ProdL1C.h"
 
 namespace {
-/// Bytes of the header but for the lists of channels and kinds.
-constexpr int HEADER_LENGTH = 21;
-/// Two numbers that every header has, as ever. What they stand for is not known.
-constexpr int HEADER_CONSTANT_1 = 5, HEADER_CONSTANT_2 = 95;
+
+using enum EBin;
+using enum EHeaderTimes;
+using H = SHeaderView;
+
+// The two numbers that every header has stand there as ever. What they stand for is not known.
+constexpr SHeaderField HEADER[] = {
+    {"big_endian", INT1, "1: big-endian, 0: little-endian",
+     [](const H& h) -> int64_t { return h.config.bBigEndian; }},
+    {"constant_1", INT4, "5", [](const H&) -> int64_t { return 5; }},
+    {"satellite", INT4,
+     "satellite identifier (3 MetOp-B, 4 MetOp-A, 5 MetOp-C), of the first pixel read; -1 when nothing was "
+     "read",
+     [](const H& h) -> int64_t { return h.nSatellite; }},
+    {"constant_2", INT4, "95", [](const H&) -> int64_t { return 95; }},
+    {"tb", INT1, "1: spectra are brightness temperatures (`-tb 1`), 0: radiances",
+     [](const H& h) -> int64_t { return h.config.bBrightnessTemperature; }},
+    {"channel_count", INT4, "N, 0 without L1C", [](const H& h) { return h.layout.Channels(); }},
+    {"channels", INT4, "the channel numbers in the order of the spectrum", nullptr, CHANNELS},
+    {"avhrr", INT1, "1: records have the AVHRR block", [](const H& h) -> int64_t { return h.config.bAvhrr; }},
+    {"kind_count", INT2, "K", [](const H& h) { return static_cast<int64_t>(h.layout.HeaderCodes().size()); }},
+    {"kinds", INT4, "codes of the L2 products in ascending order", nullptr, KINDS},
+};
 
 int AsInt4(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue)); }
+
+int64_t Times(const SHeaderField& field, const CRecordLayout& layout) {
+  if (field.eTimes == ONCE) return 1;
+  return field.eTimes == CHANNELS ? layout.Channels() : static_cast<int64_t>(layout.HeaderCodes().size());
+}
+
+void Put(CStreamWriter& writer, EBin eBin, int64_t nValue) {
+  if (eBin == INT1)
+    writer.WriteBinInt1(static_cast<unsigned char>(nValue));
+  else if (eBin == INT2)
+    writer.WriteBinInt2(static_cast<short>(nValue));
+  else
+    writer.WriteBinInt4(AsInt4(nValue));
+}
+
 }  // namespace
+
+std::span<const SHeaderField> HeaderFields() { return HEADER; }
 
 CBinarySink::CBinarySink(const CConfigParam& config, const CChannelSelection& selection)
     : CFileSink(config, selection), m_nMarker(AsInt4(m_layout.BinaryLength())) {}
 
 bool CBinarySink::PutHeader(CStreamWriter& writer, int nSatellite) {
-  const int64_t nChannels = m_layout.Channels();
-  const std::vector<int>& arCodes = m_layout.HeaderCodes();
-  const int nMarker = AsInt4(HEADER_LENGTH + 4 * nChannels + 4 * static_cast<int64_t>(arCodes.size()));
-  writer.WriteBinInt4(nMarker);
-  writer.WriteBinInt1(m_config.bBigEndian);
-  writer.WriteBinInt4(HEADER_CONSTANT_1);
-  writer.WriteBinInt4(nSatellite);
-  writer.WriteBinInt4(HEADER_CONSTANT_2);
-  writer.WriteBinInt1(m_config.bBrightnessTemperature);
-  writer.WriteBinInt4(AsInt4(nChannels));
-  m_selection.EachHeaderChannel(false, [&](int64_t nChannel) { writer.WriteBinInt4(AsInt4(nChannel)); });
-  writer.WriteBinInt1(m_config.bAvhrr);
-  writer.WriteBinInt2(static_cast<short>(arCodes.size()));
-  for (const int nCode : arCodes) writer.WriteBinInt4(nCode);
-  if (writer.WriteBinInt4(nMarker) > 0) return true;
+  const SHeaderView header = {m_config, m_layout, nSatellite};
+  int64_t nLength = 0;
+  for (const SHeaderField& field : HEADER) nLength += BinarySizeOf(field.eBin) * Times(field, m_layout);
+  writer.WriteBinInt4(AsInt4(nLength));
+  for (const SHeaderField& field : HEADER) {
+    const auto put = [&](int64_t nValue) { Put(writer, field.eBin, nValue); };
+    if (field.eTimes == ONCE) put(field.pValue(header));
+    if (field.eTimes == CHANNELS) m_selection.EachHeaderChannel(false, put);
+    if (field.eTimes == KINDS)
+      std::for_each(m_layout.HeaderCodes().begin(), m_layout.HeaderCodes().end(), put);
+  }
+  if (writer.WriteBinInt4(AsInt4(nLength)) > 0) return true;
   CReporter::Line("ERROR: Unable to write header on file!");
   return false;
 }

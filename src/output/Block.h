@@ -58,6 +58,22 @@ struct SDayOne {
   const char* szText = "";
 };
 
+/// The values that an instrument or a code table allows, both ends included, in the unit that is written.
+struct SValid {
+  double fMin = 0, fMax = 0;  // equal: none are known
+};
+
+/// What a reader needs to know of a field, for docs/formats.md, the manual and variables in other formats.
+/// Runs do not look at it.
+struct SAbout {
+  const char* szVariable;  // unique in its block, which puts its prefix in front
+  const char* szMeaning = "";
+  const char* szUnit = "";  // as UDUNITS spells it; empty: none
+  SValid valid = {};
+  const char* szStandardName = "";  // of the CF conventions, where they have one
+  const char* szCodes = "";         // "0 land, 1 sea": what the values of a code table stand for
+};
+
 struct SField {
   const char* szName;  // '#' stands for the number of the repetition, from 1
   SSource source;
@@ -65,6 +81,7 @@ struct SField {
   EText eText;
   int nMissingBin;
   int nMissingText;
+  SAbout about;
   double fDivisor = 1;  // reals are written divided by it
   SDayOne dayOne = {};
 };
@@ -75,13 +92,16 @@ struct SGroup {
   std::span<const SField> fields;
   int nTimes = 1;
   int nTimesRecent = 1;
+  const char* szDimension = "";        // what the repetitions are
   std::span<const SField> inner = {};  // repeated nInner times behind each repetition of the rows
   int nInner = 0;
+  const char* szInnerDimension = "";
 };
 
 /// One block of a record, and what is particular about it.
 struct SBlock {
-  const char* szName = "";  // as docs/formats.md calls it
+  const char* szName = "";    // as docs/formats.md calls it
+  const char* szPrefix = "";  // of the variables
   std::span<const SGroup> groups = {};
   bool bFirst = false;     // begins the record: its text has no tab in front
   bool bSpectrum = false;  // a value for each selected channel, in place of rows
@@ -104,12 +124,17 @@ void EachField(const SBlock& block, bool bRecent, TVisit visit) {
 extern const SBlock COMMON_BLOCK;  // from any product
 extern const SBlock L1C_BLOCK;     // bands, cloud and surface: what stands before the spectrum
 extern const SBlock SPECTRUM_BLOCK;
+/// A value of the spectrum block, without and with -tb 1.
+extern const SField SPECTRUM_FIELDS[2];
 extern const SBlock AVHRR_BLOCK;
 extern const SBlock L2_BLOCK;  // common to the L2 kinds
 
 /// The block of an L2 kind alone.
 const SBlock& KindBlock(int nProduct);
 
+/// From this instant on, ozone and temperature products have 101 layers and levels: yyyymmdd and hhmmss. The
+/// time of day is none: it is what the writers of the format compare with.
+constexpr int64_t RECENT_DATE = 20140930, RECENT_TIME = 72260;
 /// Whether a pixel's ozone and temperature blocks have their recent number of repetitions.
 bool IsRecent(const CProd& prod, int nPixel);
 
