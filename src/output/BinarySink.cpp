@@ -21,21 +21,20 @@ using H = SHeaderView;
 
 // The two numbers that every header has stand there as ever. What they stand for is not known.
 constexpr SHeaderField HEADER[] = {
-    {"big_endian", INT1, "1: big-endian, 0: little-endian",
-     [](const H& h) -> int64_t { return h.config.bBigEndian; }},
+    // variable, type, meaning, value or list, codes
+    {"big_endian", INT1, "byte order", [](const H& h) -> int64_t { return h.config.bBigEndian; }, ONCE,
+     "0 little-endian, 1 big-endian"},
     {"constant_1", INT4, "5", [](const H&) -> int64_t { return 5; }},
-    {"satellite", INT4,
-     "satellite identifier (3 MetOp-B, 4 MetOp-A, 5 MetOp-C), of the first pixel read; -1 when nothing was "
-     "read",
-     [](const H& h) -> int64_t { return h.nSatellite; }},
+    {"satellite", INT4, "satellite of the first pixel read; -1 when nothing was read",
+     [](const H& h) -> int64_t { return h.nSatellite; }, ONCE, SATELLITES},
     {"constant_2", INT4, "95", [](const H&) -> int64_t { return 95; }},
-    {"tb", INT1, "1: spectra are brightness temperatures (`-tb 1`), 0: radiances",
-     [](const H& h) -> int64_t { return h.config.bBrightnessTemperature; }},
+    {"tb", INT1, "what spectra are", [](const H& h) -> int64_t { return h.config.bBrightnessTemperature; },
+     ONCE, "0 radiances, 1 brightness temperatures"},
     {"channel_count", INT4, "N, 0 without L1C", [](const H& h) { return h.layout.Channels(); }},
     {"channels", INT4, "the channel numbers in the order of the spectrum", nullptr, CHANNELS},
     {"avhrr", INT1, "1: records have the AVHRR block", [](const H& h) -> int64_t { return h.config.bAvhrr; }},
     {"kind_count", INT2, "K", [](const H& h) { return static_cast<int64_t>(h.layout.HeaderCodes().size()); }},
-    {"kinds", INT4, "codes of the L2 products in ascending order", nullptr, KINDS},
+    {"kinds", INT4, "codes of the L2 products, ascending", nullptr, KINDS},
 };
 
 int AsInt4(int64_t nValue) { return static_cast<int>(static_cast<uint32_t>(nValue)); }
@@ -46,12 +45,12 @@ int64_t Times(const SHeaderField& field, const CRecordLayout& layout) {
 }
 
 void Put(CStreamWriter& writer, EBin eBin, int64_t nValue) {
-  if (eBin == INT1)
-    writer.WriteBinInt1(static_cast<unsigned char>(nValue));
+  if (eBin == INT4)
+    writer.WriteBinInt4(AsInt4(nValue));
   else if (eBin == INT2)
     writer.WriteBinInt2(static_cast<short>(nValue));
   else
-    writer.WriteBinInt4(AsInt4(nValue));
+    writer.WriteBinInt1(static_cast<unsigned char>(nValue));
 }
 
 }  // namespace
@@ -67,7 +66,7 @@ bool CBinarySink::PutHeader(CStreamWriter& writer, int nSatellite) {
   for (const SHeaderField& field : HEADER) nLength += BinarySizeOf(field.eBin) * Times(field, m_layout);
   writer.WriteBinInt4(AsInt4(nLength));
   for (const SHeaderField& field : HEADER) {
-    const auto put = [&](int64_t nValue) { Put(writer, field.eBin, nValue); };
+    const auto put = [&writer, eBin = field.eBin](int64_t nValue) { Put(writer, eBin, nValue); };
     if (field.eTimes == ONCE) put(field.pValue(header));
     if (field.eTimes == CHANNELS) m_selection.EachHeaderChannel(false, put);
     if (field.eTimes == KINDS)

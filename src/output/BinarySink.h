@@ -31,6 +31,7 @@ struct SHeaderField {
   const char* szMeaning;
   int64_t (*pValue)(const SHeaderView& header);  // of fields that stand there once
   EHeaderTimes eTimes = EHeaderTimes::ONCE;
+  const char* szCodes = "";  // as in SAbout
 };
 std::span<const SHeaderField> HeaderFields();
 

@@ -67,12 +67,16 @@ struct SValid {
 /// Runs do not look at it.
 struct SAbout {
   const char* szVariable;  // unique in its block, which puts its prefix in front
-  const char* szMeaning = "";
+  const char* szMeaning =
+      "";                   // what is not the meaning itself, such as an odd value, stands behind a semicolon
   const char* szUnit = "";  // as UDUNITS spells it; empty: none
   SValid valid = {};
   const char* szStandardName = "";  // of the CF conventions, where they have one
   const char* szCodes = "";         // "0 land, 1 sea": what the values of a code table stand for
 };
+
+/// Codes of satellites, from code table 0 01 007 of BUFR.
+inline constexpr char SATELLITES[] = "3 MetOp-B, 4 MetOp-A, 5 MetOp-C";
 
 struct SField {
   const char* szName;  // '#' stands for the number of the repetition, from 1

@@ -6,6 +6,7 @@
 
 #include "kernel/SpectrumKernels.h"
 #include "kernel/TextReal.h"
+#include "output/Block.h"
 #include "output/StreamWriter.h"
 #include "prod/BrightnessTemperature.h"
 #include "prod/Prod.h"
@@ -48,6 +49,10 @@ void CSpectrumWriter::WriteBinary(CStreamWriter& writer, const CProdL1C& prod, i
     if (writer.Reverses()) ReverseBytes4(pOut, stretch.nCount);
     writer.Commit(stretch.nCount * SIZE);
   }
+}
+
+float CSpectrumWriter::Missing() const {
+  return static_cast<float>(SPECTRUM_FIELDS[m_bTemperatures].nMissingBin);
 }
 
 void CSpectrumWriter::WriteBinaryMissing(CStreamWriter& writer) const {

@@ -4,7 +4,6 @@
 
 #include "kernel/RadianceText.h"
 #include "prod/ChannelSelection.h"
-#include "prod/Prod.h"
 #include "prod/Spectrum.h"
 
 class CProdL1C;
@@ -28,7 +27,7 @@ class CSpectrumWriter {
   void WriteTextNames(CStreamWriter& writer) const;
 
  private:
-  float Missing() const { return m_bTemperatures ? 0.0F : static_cast<float>(CProd::DEFAULT_VALUE_REAL); }
+  float Missing() const;
 
   /// The texts of the radiances of one scale.
   struct STexts {

@@ -9,6 +9,8 @@ class CChannelSelection {
  public:
   /// Channel numbers run from 1 to at most this: a message has 87 groups of 100 samples.
   static constexpr int LIMIT = 8700;
+  /// The last channel of the spectrum. What a message has behind it fills up the last group.
+  static constexpr int SPECTRUM = 8461;
 
   /// Inclusive, as given: it may lie outside of the archive's channels, or hold nothing.
   struct SRange {
