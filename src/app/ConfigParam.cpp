@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <span>
 #include <utility>
 #include <vector>
 
 #include "app/Format.h"
+#include "app/Option.h"
 #include "bufr/StreamReader.h"
 #include "kernel/Reporter.h"
 #include "kernel/ScanInt.h"
@@ -20,16 +22,17 @@ EResult Accepted(bool bValid) { return bValid ? CConfigParam::ACCEPTED : CConfig
 
 struct SWord {
   const char* szWord;
+  const char* szHelp;
   int nValue;
   const char* szEcho;  // printf format of the value
 };
 
-constexpr SWord PERIODS[] = {{"day", CConfigParam::PERIOD_DAY, "-tp day (%d)\n"},
-                             {"night", CConfigParam::PERIOD_NIGHT, "-tp night (%d)\n"},
-                             {"all", CConfigParam::PERIOD_ALL, "-tp all (%d)\n"}};
-constexpr SWord SURFACES[] = {{"sea", CConfigParam::SURFACE_SEA, "-st %d\n"},
-                              {"land", CConfigParam::SURFACE_LAND, "-st %d\n"},
-                              {"all", CConfigParam::SURFACE_ALL, "-st %d\n"}};
+constexpr SWord PERIODS[] = {{"day", "day", CConfigParam::PERIOD_DAY, "-tp day (%d)\n"},
+                             {"night", "night", CConfigParam::PERIOD_NIGHT, "-tp night (%d)\n"},
+                             {"all", "all", CConfigParam::PERIOD_ALL, "-tp all (%d)\n"}};
+constexpr SWord SURFACES[] = {{"sea", "sea", CConfigParam::SURFACE_SEA, "-st %d\n"},
+                              {"land", "earth", CConfigParam::SURFACE_LAND, "-st %d\n"},
+                              {"all", "all", CConfigParam::SURFACE_ALL, "-st %d\n"}};
 template <size_t nWords>
 const SWord* FindWord(const SWord (&arWords)[nWords], const char* szText) {
   const auto* pWord = std::find_if(std::begin(arWords), std::end(arWords),
@@ -43,10 +46,7 @@ int ScanInts(const char* szText, int& nFirst, int& nSecond) {
   return *szText == '-' && ScanInt(++szText, nSecond) ? 2 : 1;
 }
 
-// The ways of reading and echoing a value, named by the table of options. Each takes the name of its option
-// and a value that is not null; a value that is not accepted may have changed part of its target.
-
-using TApply = EResult (*)(CConfigParam& config, const char* szName, const char* szValue);
+// The ways of reading and echoing a value, named by the tables of options.
 
 template <TOwnedString CConfigParam::*pMember>
 EResult Path(CConfigParam& config, const char* szName, const char* szValue) {
@@ -280,74 +280,111 @@ EResult Box(CConfigParam& config, const char* szName, const char* szValue) {
   return CConfigParam::ACCEPTED;
 }
 
+// The degree signs are single bytes of ISO 8859-1, whatever the locale.
+constexpr SChoice MESHES[] = {{"1", "default 2\260*2\260 mesh"},
+                              {"180-360", "180 boxes in latitude, 360 in longitude"}};
+
+template <class TRows>
+std::vector<SChoice> Choices(const TRows& arRows) {
+  std::vector<SChoice> arChoices;
+  for (const auto& row : arRows) arChoices.push_back({row.szWord, row.szHelp});
+  return arChoices;
+}
+template <const auto& arWords>
+std::vector<SChoice> Words() {
+  return Choices(arWords);
+}
+std::vector<SChoice> FormatWords() { return Choices(Formats()); }
+std::vector<SChoice> L2Words() {
+  std::vector<SChoice> arChoices;
+  for (int i = FIRST_L2; i < PRODUCTS; ++i) arChoices.push_back({PRODUCT_KINDS[i].szName, ""});
+  return arChoices;
+}
+
 EResult Help(CConfigParam& config, const char*, const char*) {
   config.bHelp = true;
   return CConfigParam::ACCEPTED;
 }
 
-struct SOption {
-  const char* szName;
-  TApply pApply;
-  bool bNullAllowed = false;  // pApply takes a missing value itself
-};
-
 using C = CConfigParam;
 
-constexpr SOption OPTIONS[] = {
-    {"h", Help, true},
-    {"cfg", Path<&C::szConfigPath>},
-    {"alt", Path<&C::szAltitudePath>},
-    {"d", Path<&C::szL1CDir>},
-    {"d2", Path<&C::szL2Dir>},
-    {"myd2", Path<&C::szIndepL2Dir>},
-    {"ef", List<&C::arL1CExtensions, '|'>},
-    {"ef2", List<&C::arL2Extensions, '|'>},
-    {"mf", List<&C::arL1CMotifs, ','>},
-    {"mf2", List<&C::arL2Motifs, ','>},
-    {"out", Path<&C::szOutputPath>},
-    {"of", Format},
-    {"fd", Date<&C::firstDate>},
-    {"ld", Date<&C::lastDate>},
-    {"bi", NumericSwitch<&C::bBigEndian>},
-    {"t2", L2Kinds},
-    {"mila", Real<&C::fMinLatitude>},
-    {"mala", Real<&C::fMaxLatitude>},
-    {"milo", Real<&C::fMinLongitude>},
-    {"malo", Real<&C::fMaxLongitude>},
-    {"c", RangeList<&C::arChannels, CHANNEL>},
-    {"mca", Int<&C::nMaxCloudAmount>},
-    {"lca", Int<&C::nMinCloudAmount>},
-    {"lf", RealRange<&C::landFraction>},
-    {"sf", RealRange<&C::snowFraction>},
-    {"avg", RealRange<&C::averageIIS>},
-    {"var", RealRange<&C::varianceIIS>},
-    {"maxres", Int<&C::nMaxResults>},
-    {"skip", Int<&C::nSkip>},
-    {"on", RangeList<&C::arOrbits, ORBIT>},
-    {"sln", RangeList<&C::arScanLines, SCAN_LINE>},
-    {"fov", RangeList<&C::arFieldsOfView, FIELD_OF_VIEW>},
-    {"va", RealRange<&C::viewingAngle, true>},
-    {"tb", Switch<&C::bBrightnessTemperature>},
-    {"tbref", Real<&C::fReferenceTemperature>},
-    {"tp", Word<&C::nPeriod, PERIODS>},
-    {"st", Word<&C::nSurface, SURFACES>},
-    {"qlt", Quality, true},
-    {"avhrr", Switch<&C::bAvhrr>},
-    {"tr", TimePeriods},
-    {"sk", Switch<&C::bSkewnessKurtosis>},
-    {"stsext", Switch<&C::bSurfacePeriodStat>},
-    {"boxstat", BoxStat},
-    {"histlat", Histo<HISTO_LAT>},
-    {"histpix", Histo<HISTO_PIX>},
-    {"histcloud", Histo<HISTO_CLOUD>},
-    {"histland", Histo<HISTO_LAND>},
-    {"histsnow", Histo<HISTO_SNOW>},
-    {"histavg", Histo<HISTO_AVG>},
-    {"histvar", Histo<HISTO_VAR>},
-    {"box", Box},
+constexpr SOption GENERAL[] = {
+    {"h", Help, "", "show help", nullptr, true},
+    {"cfg", Path<&C::szConfigPath>, "cfg_file_path", "specify a path for the configuration file"},
+    {"d", Path<&C::szL1CDir>, "input_dir_path", "specify a path for the input directory"},
+    {"d2", Path<&C::szL2Dir>, "L2_input_dir_path", "specify a path for the L2 input directory"},
+    {"myd2", Path<&C::szIndepL2Dir>, "Indep_L2_input_dir_path",
+     "specify a path for Indep L2 input directory"},
+    {"out", Path<&C::szOutputPath>, "output_file_path", "specify a path for the output file"},
+    {"of", Format, "output_format", "specify a format for the output file", FormatWords},
+    {"fd", Date<&C::firstDate>, "first_date", "first date to take into account yyyy-mm-dd"},
+    {"ld", Date<&C::lastDate>, "last_date", "last date to take into account yyyy-mm-dd"},
+    {"c", RangeList<&C::arChannels, CHANNEL>, "channel_number",
+     "L1C channel ranges to extract cccc,cccc-cccc"},
+    {"avhrr", Switch<&C::bAvhrr>, "1", "extracts L1C avhrr data"},
+    {"t2", L2Kinds, "", "specify the L2 product types to extract", L2Words},
+    {"tb", Switch<&C::bBrightnessTemperature>, "1", "convert to brightness temperature"},
+    {"tbref", Real<&C::fReferenceTemperature>, "280",
+     "reference temperature used for expression of standard deviations in brightness temperature"},
+    {"maxres", Int<&C::nMaxResults>, "max_spectrum", "maximum data count to extract"},
+    {"skip", Int<&C::nSkip>, "skip_spectrum", "spectrum count to skip", nullptr, false, true},
+    {"bi", NumericSwitch<&C::bBigEndian>, "1", "write data in big  endian byte order"},
+    {"box", Box, "43-44,1-2,Marevill", "extraction in geographical boxes. 1 file created per box"},
 };
 
+constexpr SOption FILTERING[] = {
+    {"mila", Real<&C::fMinLatitude>, "min_latitude", "minimum latitude to take into account"},
+    {"mala", Real<&C::fMaxLatitude>, "max_latitude", "maximum latitude to take into account"},
+    {"milo", Real<&C::fMinLongitude>, "min_longitude", "minimum longitude to take into account"},
+    {"malo", Real<&C::fMaxLongitude>, "max_longitude", "maximum longitude to take into account"},
+    {"on", RangeList<&C::arOrbits, ORBIT>, "orbit_number", "orbit range to extract o-o"},
+    {"sln", RangeList<&C::arScanLines, SCAN_LINE>, "scan_line_number", "scan line range s-s"},
+    {"fov", RangeList<&C::arFieldsOfView, FIELD_OF_VIEW>, "field_of_view_number", "field of view range s-s"},
+    {"va", RealRange<&C::viewingAngle, true>, "viewing_angle", "viewing angle range v-v"},
+    {"tr", TimePeriods, "time_period", "filtering time periods xxhxxmxxs-xxhxxmxxs,xxhxxmxxs-xxhxxmxxs"},
+    {"tp", Word<&C::nPeriod, PERIODS>, "time_period", "specify the requested time period", Words<PERIODS>},
+    {"st", Word<&C::nSurface, SURFACES>, "surface type", "specify the requested surface type",
+     Words<SURFACES>},
+    {"alt", Path<&C::szAltitudePath>, "altitude_database_path",
+     "specify a path for the altitude database file"},
+    {"qlt", Quality, "xxx", "L1C level 1 quality flags", nullptr, true},
+    {"mca", Int<&C::nMaxCloudAmount>, "max_cloud_amount", "L1C cloud amount maximum value"},
+    {"lca", Int<&C::nMinCloudAmount>, "min_cloud_amount", "L1C cloud amount minimum value"},
+    {"sf", RealRange<&C::snowFraction>, "snow_fraction", "snow fraction range s-s"},
+    {"lf", RealRange<&C::landFraction>, "land_fraction", "land fraction range l-l"},
+    {"avg", RealRange<&C::averageIIS>, "averageIIS_range", "averageIIS range s-s"},
+    {"var", RealRange<&C::varianceIIS>, "varianceIIS_range", "varianceIIS range s-s"},
+    {"ef", List<&C::arL1CExtensions, '|'>, "extension_filter", "specify an extension filter (l1_bufr)"},
+    {"ef2", List<&C::arL2Extensions, '|'>, "L2_extension_filter", "specify an extension filter (l2_bufr)"},
+    {"mf", List<&C::arL1CMotifs, ','>, "motif_filter", "specify a generic motif filter for L1c products"},
+    {"mf2", List<&C::arL2Motifs, ','>, "L2_motif_filter", "specify a generic motif filter for L2 products"},
+};
+
+constexpr SOption STAT[] = {
+    {"sk", Switch<&C::bSkewnessKurtosis>, "1", "Adds skewness and kurtosis to txtstat"},
+    {"stsext", Switch<&C::bSurfacePeriodStat>, "1", "pixel stats and precise end of file names"},
+    {"boxstat", BoxStat, "1", "statistics on pixel geographical repartition", Words<MESHES>},
+    {"histlat", Histo<HISTO_LAT>, "-90-90,180",
+     "histogram with latitude classes: range and number of classes"},
+    {"histpix", Histo<HISTO_PIX>, "0.0001-0.001,100",
+     "histogram with radiance classes: range and number of classes"},
+    {"histcloud", Histo<HISTO_CLOUD>, "0-100,10",
+     "histogram with cloud fraction classes: range and number of classes"},
+    {"histland", Histo<HISTO_LAND>, "0-100,10",
+     "histogram with land fraction classes: range and number of classes"},
+    {"histsnow", Histo<HISTO_SNOW>, "0-100,10",
+     "histogram with snow fraction classes: range and number of classes"},
+    {"histavg", Histo<HISTO_AVG>, "0-0.002,100",
+     "histogram with averageIIS classes: range and number of classes"},
+    {"histvar", Histo<HISTO_VAR>, "0-0.001,100",
+     "histogram with varianceIIS classes: range and number of classes"},
+};
+
+constexpr SOptionSection SECTIONS[] = {{"GENERAL", GENERAL}, {"FILTERING", FILTERING}, {"STAT", STAT}};
+
 }  // namespace
+
+std::span<const SOptionSection> OptionSections() { return SECTIONS; }
 
 CConfigParam::CConfigParam() : szAltitudePath(DuplicateString("/korvat/IASI/LSM/land_sea_alti_map.dat")) {
   arL1CExtensions.SplitAdd("l1_bufr|bin", '|', true);
@@ -365,10 +402,12 @@ TOwnedString CConfigParam::DuplicateString(const char* pszText) {
 }
 
 int CConfigParam::InterpretParam(const char* szName, const char* szValue) {
-  for (const SOption& option : OPTIONS) {
-    if (std::strcmp(option.szName, szName) != 0) continue;
-    if (!szValue && !option.bNullAllowed) return MISSING_VALUE;
-    return option.pApply(*this, szName, szValue);
+  for (const SOptionSection& section : SECTIONS) {
+    for (const SOption& option : section.options) {
+      if (std::strcmp(option.szName, szName) != 0) continue;
+      if (!szValue && !option.bNullAllowed) return MISSING_VALUE;
+      return option.pApply(*this, szName, szValue);
+    }
   }
   return UNKNOWN;
 }

@@ -7,97 +7,37 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "app/Option.h"
 #include "bufr/StreamReader.h"
 #include "extract/Extractor.h"
 #include "kernel/Reporter.h"
-#include "prod/ProductKind.h"
 
 namespace {
 
-// clang-format off
-// With the words of -t2 for %s. The degree signs are single bytes of ISO 8859-1, whatever the locale.
-constexpr char HELP[] =
-    "VEX application\n"
-    "Usage:\n"
-    "********** GENERAL OPTIONS **********\n"
-    " -skip skip_spectrum : spectrum count to skip\n"
-    " -h : show help\n"
-    " -cfg cfg_file_path : specify a path for the configuration file\n"
-    " -d input_dir_path : specify a path for the input directory\n"
-    " -d2 L2_input_dir_path : specify a path for the L2 input directory\n"
-    " -myd2 Indep_L2_input_dir_path : specify a path for Indep L2 input directory\n"
-    " -out output_file_path : specify a path for the output file\n"
-    " -of output_format : specify a format for the output file\n"
-    "   bin : binary extraction\n"
-    "   txt : text extraction\n"
-    "   txtstat : statistics processing\n"
-    " -fd first_date : first date to take into account yyyy-mm-dd\n"
-    " -ld last_date : last date to take into account yyyy-mm-dd\n"
-    " -c channel_number : L1C channel ranges to extract cccc,cccc-cccc\n"
-    " -avhrr 1 : extracts L1C avhrr data\n"
-    " -t2 : specify the L2 product types to extract (%s)\n"
-    " -tb 1 : convert to brightness temperature\n"
-    " -tbref 280 : reference temperature used for expression of standard deviations in brightness temperature\n"
-    " -maxres max_spectrum : maximum data count to extract\n"
-    " -skip skip_spectrum : spectrum count to skip\n"
-    " -bi 1 : write data in big  endian byte order\n"
-    " -box 43-44,1-2,Marevill : extraction in geographical boxes. 1 file created per box\n"
-    "********** FILTERING OPTIONS **********\n"
-    " -mila min_latitude : minimum latitude to take into account\n"
-    " -mala max_latitude : maximum latitude to take into account\n"
-    " -milo min_longitude : minimum longitude to take into account\n"
-    " -malo max_longitude : maximum longitude to take into account\n"
-    " -on orbit_number : orbit range to extract o-o\n"
-    " -sln scan_line_number : scan line range s-s\n"
-    " -fov field_of_view_number : field of view range s-s\n"
-    " -va viewing_angle : viewing angle range v-v\n"
-    " -tr time_period : filtering time periods xxhxxmxxs-xxhxxmxxs,xxhxxmxxs-xxhxxmxxs\n"
-    " -tp time_period : specify the requested time period\n"
-    "   day : day\n"
-    "   night : night\n"
-    "   all : all\n"
-    " -st surface type : specify the requested surface type\n"
-    "   sea : sea\n"
-    "   land : earth\n"
-    "   all : all\n"
-    " -alt altitude_database_path : specify a path for the altitude database file\n"
-    " -qlt xxx : L1C level 1 quality flags\n"
-    " -mca max_cloud_amount : L1C cloud amount maximum value\n"
-    " -lca min_cloud_amount : L1C cloud amount minimum value\n"
-    " -sf snow_fraction : snow fraction range s-s\n"
-    " -lf land_fraction : land fraction range l-l\n"
-    " -avg averageIIS_range : averageIIS range s-s\n"
-    " -var varianceIIS_range : varianceIIS range s-s\n"
-    " -ef extension_filter : specify an extension filter (l1_bufr)\n"
-    " -ef2 L2_extension_filter : specify an extension filter (l2_bufr)\n"
-    " -mf motif_filter : specify a generic motif filter for L1c products\n"
-    " -mf2 L2_motif_filter : specify a generic motif filter for L2 products\n"
-    "********** STAT OPTIONS **********\n"
-    " -sk 1 : Adds skewness and kurtosis to txtstat\n"
-    " -stsext 1 : pixel stats and precise end of file names\n"
-    " -boxstat 1 : statistics on pixel geographical repartition\n"
-    "   1 : default 2\260*2\260 mesh\n"
-    "   180-360 : 180 boxes in latitude, 360 in longitude\n"
-    " -histlat -90-90,180 : histogram with latitude classes: range and number of classes\n"
-    " -histpix 0.0001-0.001,100 : histogram with radiance classes: range and number of classes\n"
-    " -histcloud 0-100,10 : histogram with cloud fraction classes: range and number of classes\n"
-    " -histland 0-100,10 : histogram with land fraction classes: range and number of classes\n"
-    " -histsnow 0-100,10 : histogram with snow fraction classes: range and number of classes\n"
-    " -histavg 0-0.002,100 : histogram with averageIIS classes: range and number of classes\n"
-    " -histvar 0-0.001,100 : histogram with varianceIIS classes: range and number of classes\n"
+constexpr char EXAMPLES[] =
     "Examples:\n"
     " vex -h\n"
     " vex -d /korvat/IASI/L1C -out result.bin -fd 2011-03-15 -ld 2011-03-15 -c 1-8461\n"
     " vex -d2 /korvat/IASI/L2 -out 20130420trg.bin -fd 2013-04-20 -ld 2013-04-20 -t2 trg\n"
-    " vex -d /korvat/IASI/L1C -d2 /korvat/IASI/L2 -out 20120510L1L2.bin -fd 2012-05-10 -ld 2012-05-10 -c 1-5 -t2 ozo\n";
-// clang-format on
+    " vex -d /korvat/IASI/L1C -d2 /korvat/IASI/L2 -out 20120510L1L2.bin -fd 2012-05-10 -ld 2012-05-10 -c 1-5 "
+    "-t2 ozo\n";
 
-std::string L2Words() {
-  std::string szWords = PRODUCT_KINDS[FIRST_L2].szName;
-  for (int i = FIRST_L2 + 1; i < PRODUCTS; ++i)
-    szWords.append(i + 1 < PRODUCTS ? ", " : " or ").append(PRODUCT_KINDS[i].szName);
-  return szWords;
+/// Words without a text of their own: " (a, b or c)".
+std::string ListOf(const std::vector<SChoice>& arChoices) {
+  std::string szList;
+  for (size_t i = 0; i < arChoices.size() && !*arChoices[i].szHelp; ++i)
+    szList.append(i == 0 ? " (" : i + 1 < arChoices.size() ? ", " : " or ").append(arChoices[i].szWord);
+  return szList.empty() ? "" : szList + ")";
+}
+
+void ShowOption(const SOption& option) {
+  const auto arChoices = option.pChoices ? option.pChoices() : std::vector<SChoice>();
+  CReporter::Print(" -%s%s%s : %s%s\n", option.szName, *option.szArgument ? " " : "", option.szArgument,
+                   option.szHelp, ListOf(arChoices).c_str());
+  for (const SChoice& choice : arChoices)
+    if (*choice.szHelp) CReporter::Print("   %s : %s\n", choice.szWord, choice.szHelp);
 }
 
 /// What the consistency checks look at.
@@ -291,7 +231,16 @@ bool CVexApp::InterpretOption(const char* szKind, const char* szName, const char
   return nResult == CConfigParam::ACCEPTED;
 }
 
-void CVexApp::ShowHelp() { CReporter::Print(HELP, L2Words().c_str()); }
+void CVexApp::ShowHelp() {
+  CReporter::Text("VEX application\nUsage:\n");
+  for (const SOptionSection& section : OptionSections()) {
+    CReporter::Print("********** %s OPTIONS **********\n", section.szTitle);
+    for (const SOption& option : section.options)
+      if (option.bShownFirst) ShowOption(option);
+    for (const SOption& option : section.options) ShowOption(option);
+  }
+  CReporter::Text(EXAMPLES);
+}
 
 bool CVexApp::ExtractL1L2() {
   const auto pExtractor = std::make_unique<CExtractor>();

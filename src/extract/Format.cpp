@@ -13,9 +13,9 @@ std::unique_ptr<CRecordSink> Make(const CConfigParam& config, const CChannelSele
 }
 
 constexpr SFormat FORMATS[] = {
-    {"bin", CConfigParam::FORMAT_BIN, Make<CBinarySink>},
-    {"txt", CConfigParam::FORMAT_TXT, Make<CTextSink>},
-    {"txtstat", CConfigParam::FORMAT_TXTSTAT, Make<CStatSink>},
+    {"bin", "binary extraction", CConfigParam::FORMAT_BIN, Make<CBinarySink>},
+    {"txt", "text extraction", CConfigParam::FORMAT_TXT, Make<CTextSink>},
+    {"txtstat", "statistics processing", CConfigParam::FORMAT_TXTSTAT, Make<CStatSink>},
 };
 
 constexpr bool NumbersAreDistinct() {
