@@ -1,11 +1,11 @@
 // Prints what vex knows of its formats and options as one JSON object, from the tables that it walks over
 // itself: for scripts/tables, which makes pages and the layout of the Python package from it.
 //
-// Offsets are formulas from the begin of the block or of the header record: N is the number of channels, K
-// that of L2 products, L of layers and levels of a pixel, i and j are the repetition and the inner one, from
-// 0. missing: what stands there when the product has no pixel in the record; missing_value: what stands there
-// for a value that the product does not have. The unit of the spectrum has its other form, that of -tb 1, in
-// with_tb.
+// Offsets and lengths are formulas from the begin of the block or of the header record: N is the number of
+// channels, K that of L2 products, L that of a pixel's layers or levels; i and j count the repetition and the
+// inner one from 0. Of a field, "missing" is what stands there when the product has no pixel in the record,
+// "missing_value" when the pixel has no such value; "with_tb" is the field that stands there with -tb 1.
+// "channels" are those of the spectrum; a record ends at channel "channel_limit", whatever its header counts.
 
 #include <cstdio>
 #include <span>
@@ -14,9 +14,12 @@
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "app/Option.h"
 #include "output/BinarySink.h"
 #include "output/Block.h"
 #include "output/Record.h"
+#include "prod/ChannelSelection.h"
+#include "prod/Prod.h"
 #include "prod/ProductKind.h"
 
 namespace {
@@ -68,9 +71,12 @@ struct SOffset {
   int nBytes = 0, nPerN = 0, nPerK = 0, nPerL = 0, nPerI = 0, nPerJ = 0;
 
   std::string Formula() const {
-    std::string szFormula = std::to_string(nBytes);
+    const bool bBytes = nBytes || !(nPerN || nPerK || nPerL || nPerI || nPerJ);
+    std::string szFormula = bBytes ? std::to_string(nBytes) : "";
     const auto term = [&](int nFactor, const char* szIndex) {
-      if (nFactor) szFormula += " + " + std::to_string(nFactor) + "\302\267" + szIndex;
+      if (!nFactor) return;
+      szFormula.append(szFormula.empty() ? "" : " + ").append(std::to_string(nFactor)).append("\302\267");
+      szFormula += szIndex;
     };
     term(nPerN, "N");
     term(nPerK, "K");
@@ -93,6 +99,7 @@ std::string Header() {
                      .Text("type", TypeName(field.eBin))
                      .Text("times", TIMES[static_cast<int>(field.eTimes)])
                      .Text("meaning", field.szMeaning)
+                     .Text("codes", field.szCodes)
                      .Get());
     int* const arpFactors[] = {&at.nBytes, &at.nPerN, &at.nPerK};
     *arpFactors[static_cast<int>(field.eTimes)] += nSize;
@@ -119,11 +126,20 @@ std::string Recent() {
   return szRecent;
 }
 
+double MissingValue(const SField& field) {
+  switch (field.source.eForm) {
+    case EForm::REALS:
+      return CProd::DEFAULT_VALUE_REAL / field.fDivisor;
+    case EForm::NONE:
+      return field.nMissingBin;
+    default:
+      return CProd::DEFAULT_VALUE_M1;
+  }
+}
+
 CJson FieldObject(const SField& field, const SOffset& at) {
   const SAbout& about = field.about;
   const SDayOne& dayOne = field.dayOne;
-  const EForm eForm = field.source.eForm;
-  const bool bReal = eForm == EForm::REALS || (eForm == EForm::NONE && field.eBin == EBin::REAL4);
   const SValid& valid = about.valid;
   CJson object = Object();
   object.Text("name", field.szName)
@@ -132,7 +148,7 @@ CJson FieldObject(const SField& field, const SOffset& at) {
       .Text("text", field.eText == EText::INT ? "int" : "real")
       .Add("missing", Number(field.nMissingBin))
       .Add("missing_text", Number(field.nMissingText))
-      .Add("missing_value", Number(bReal ? -777 / field.fDivisor : -1))
+      .Add("missing_value", Number(MissingValue(field)))
       .Add("divisor", Number(field.fDivisor))
       .Text("unit", about.szUnit)
       .Text("meaning", about.szMeaning)
@@ -230,6 +246,41 @@ std::string Blocks() {
   return list.Get();
 }
 
+/// The help is in ISO 8859-1.
+std::string AsUtf8(const char* szText) {
+  std::string szUtf8;
+  for (; *szText; ++szText) {
+    const auto c = static_cast<unsigned char>(*szText);
+    if (c < 0x80)
+      szUtf8 += *szText;
+    else
+      szUtf8.append({static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F))});
+  }
+  return szUtf8;
+}
+
+std::string Choices(const SOption& option) {
+  CJson list = List();
+  if (!option.pChoices) return list.Get();
+  for (const SChoice& choice : option.pChoices())
+    list.Add(Object().Text("word", choice.szWord).Text("help", AsUtf8(choice.szHelp)).Get());
+  return list.Get();
+}
+
+std::string Options() {
+  CJson list = List();
+  for (const SOptionSection& section : OptionSections())
+    for (const SOption& option : section.options)
+      list.AddLine(Object()
+                       .Text("name", option.szName)
+                       .Text("argument", option.szArgument)
+                       .Text("help", AsUtf8(option.szHelp))
+                       .Text("section", section.szTitle)
+                       .Add("sub", Choices(option))
+                       .Get());
+  return list.Get();
+}
+
 }  // namespace
 
 int main() {
@@ -237,9 +288,10 @@ int main() {
                                 .Add("header", Header())
                                 .Add("kinds", Kinds())
                                 .Text("recent", Recent())
-                                .Add("channels", Number(8461))
+                                .Add("channels", Number(CChannelSelection::SPECTRUM))
+                                .Add("channel_limit", Number(CChannelSelection::LIMIT))
                                 .Add("blocks", Blocks())
-                                .Add("options", List().Get())
+                                .Add("options", Options())
                                 .Get();
   std::puts(szAll.c_str());
 }
