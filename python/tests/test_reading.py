@@ -174,6 +174,9 @@ def test_xarray_and_dask(runs: Runs) -> None:
     xarray.testing.assert_identical(xarray.open_dataset(paths[0], engine="vex").load(), plain[0])
     xarray.testing.assert_identical(xarray.open_dataset(paths[0]).load(), plain[0])  # engine guessed
     joined = vexfile.open(paths, chunks={})
+    for wrong in (10**6, [0, 10**6], [-10**6]):
+        with pytest.raises(IndexError):
+            vexfile.open(paths[0]).latitude[wrong].load()
     assert joined.radiance.chunks is not None and joined.sizes["ozo_layer"] == 101
     assert np.array_equal(joined.radiance, np.concatenate([data.radiance for data in plain]), equal_nan=True)
     first = joined.ozo_integrated_o3_density[:plain[0].sizes["pixel"]]

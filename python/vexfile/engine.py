@@ -58,7 +58,7 @@ class LazyArray(BackendArray):  # type: ignore[misc]
     def _pixels(self, pixels: Any, *channels: Any) -> Array:
         """Values of pixels: a number, a slice or an array of them."""
         if _is_number(pixels):
-            pixel = int(pixels) % self.shape[0]
+            pixel = int(self._from_begin(np.array([pixels]))[0])
             one: Array = self._read(pixel, pixel + 1, *channels)[0]
             return one
         if isinstance(pixels, slice):
@@ -66,13 +66,20 @@ class LazyArray(BackendArray):  # type: ignore[misc]
             if step == 1:
                 return self._read(begin, max(begin, end), *channels)
             pixels = np.arange(begin, end, step)
-        unique, back = np.unique(np.asarray(pixels, np.int64) % max(1, self.shape[0]), return_inverse=True)
+        unique, back = np.unique(self._from_begin(np.asarray(pixels, np.int64)), return_inverse=True)
         if not unique.size:
             return self._read(0, 0, *channels)
         pieces = np.split(unique, np.flatnonzero(np.diff(unique) > NEAR) + 1)
         found = [self._read(int(p[0]), int(p[-1]) + 1, *channels)[p - p[0]] for p in pieces]
         values: Array = np.concatenate(found)[back]
         return values
+
+    def _from_begin(self, pixels: npt.NDArray[np.int64]) -> npt.NDArray[np.int64]:
+        """Negative numbers count from the end."""
+        count = self.shape[0]
+        if pixels.size and (pixels.min() < -count or pixels.max() >= count):
+            raise IndexError(f"there are {count} pixels")
+        return np.where(pixels < 0, pixels + count, pixels)
 
 
 def _is_number(key: Any) -> bool:

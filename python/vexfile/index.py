@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import struct
+from array import array
 from collections.abc import Sequence
 from dataclasses import dataclass, field
 from typing import Any
@@ -69,9 +70,9 @@ class Index:
 class _Runs:
     """Runs as they are found."""
 
-    first: list[int] = field(default_factory=list)
-    offset: list[int] = field(default_factory=list)
-    shape: list[int] = field(default_factory=list)
+    first: array[int] = field(default_factory=lambda: array("q"))
+    offset: array[int] = field(default_factory=lambda: array("q"))
+    shape: array[int] = field(default_factory=lambda: array("q"))
     count: int = 0
 
     def add(self, offset: int, shape: int, count: int) -> None:

@@ -35,6 +35,10 @@ class Field:
         ``int`` or ``real``: how text files print it.
     day_one
         What text files have in its place in a record of the day 1 archive; None: its value.
+    missing_value
+        What stands when the product is there and the value is missing.
+    temperature : Field or None
+        What stands in its place with brightness temperatures.
     """
 
     column: str
@@ -50,6 +54,8 @@ class Field:
     codes: tuple[tuple[int, str], ...]
     text: str
     day_one: str | None
+    missing_value: float
+    temperature: Field | None
 
     @property
     def size(self) -> int:
@@ -131,7 +137,8 @@ def _field(row: dict[str, Any], prefix: str) -> Field:
     return Field(row["name"], variable if variable.startswith(prefix) else prefix + variable, row["type"],
                  row["missing"], row["missing_text"], row["divisor"], row["unit"], row["meaning"],
                  (valid[0], valid[1]) if valid else None, row["standard_name"], _codes(row["codes"]),
-                 row["text"], day_one["text"] if day_one else None)
+                 row["text"], day_one["text"] if day_one else None, row["missing_value"],
+                 _field(row["with_tb"], prefix) if "with_tb" in row else None)
 
 
 def _group(group: dict[str, Any], prefix: str) -> Group:
@@ -148,4 +155,4 @@ def layout() -> Layout:
     table = json.loads(text)
     blocks = {block["name"]: Block(block["name"], tuple(_group(g, block["prefix"]) for g in block["groups"]),
                                    block["spectrum"]) for block in table["blocks"]}
-    return Layout(blocks, {kind["name"]: kind["code"] for kind in table["kinds"] if kind["code"]}, table.get("samples", 8700))
+    return Layout(blocks, {kind["name"]: kind["code"] for kind in table["kinds"] if kind["code"]}, table["channel_limit"])

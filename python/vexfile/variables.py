@@ -66,10 +66,8 @@ class Variable:
 def _missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
     row = variable.field
     if variable.raw.kind == "i":
-        return np.isin(values, [row.missing, row.missing_text])
-    missing = np.isin(values, np.array([-777, row.missing, row.missing_text], np.float32))
-    if row.column == "HeightOfStation":
-        missing |= values == np.float32(-0.777)  # -777 in metres
+        return np.isin(values, [row.missing, row.missing_text, row.missing_value])
+    missing = np.isin(values, np.array([row.missing, row.missing_text, row.missing_value], np.float32))
     if row.column == "AvhrrStdDevRadiance":
         missing |= values < 0  # -700 over a power of ten
     return missing
@@ -87,14 +85,12 @@ def _speaking(name: str) -> str:
     return " ".join(words.get(word, word) for word in name.split("_"))
 
 
-def _attributes(row: Field, raw: np.dtype[Any], temperature: bool) -> dict[str, Any]:
-    name = "brightness_temperature" if temperature else row.name
-    attributes: dict[str, Any] = {"long_name": _speaking(name), "vex_name": row.column}
-    unit, standard_name = ("K", "toa_brightness_temperature") if temperature else (row.unit, row.standard_name)
-    if unit or raw.kind == "f" or standard_name:
-        attributes["units"] = unit or "1"
-    if standard_name:
-        attributes["standard_name"] = standard_name
+def _attributes(row: Field, raw: np.dtype[Any]) -> dict[str, Any]:
+    attributes: dict[str, Any] = {"long_name": _speaking(row.name), "vex_name": row.column}
+    if row.unit or raw.kind == "f" or row.standard_name:
+        attributes["units"] = row.unit or "1"
+    if row.standard_name:
+        attributes["standard_name"] = row.standard_name
     if row.meaning:
         attributes["comment"] = row.meaning.replace("`", "")
     if row.valid_range:
@@ -110,17 +106,18 @@ def _of_group(file: VexFile, row: Field, dimensions: tuple[str, ...]) -> Variabl
         return None
     raw = TYPES.get(row.type, np.dtype("i4"))
     shape = (file.pixels, *file.counts(row.name))
-    return Variable(row.name, ("pixel", *dimensions), shape, raw, row, False, _attributes(row, raw, False))
+    return Variable(row.name, ("pixel", *dimensions), shape, raw, row, False, _attributes(row, raw))
 
 
 def _rows(file: VexFile) -> Iterator[Variable | None]:
     for block in file.header.blocks:
         for group in block.groups:
             if block.spectrum:
-                row, temperature = group.fields[0], file.header.brightness_temperature
-                name = "brightness_temperature" if temperature else row.name
-                yield Variable(name, ("pixel", "channel"), (file.pixels, file.header.channels.size), np.dtype("f4"),
-                               row, True, _attributes(row, np.dtype("f4"), temperature))
+                row = group.fields[0]
+                if file.header.brightness_temperature and row.temperature:
+                    row = row.temperature
+                yield Variable(row.name, ("pixel", "channel"), (file.pixels, file.header.channels.size), np.dtype("f4"),
+                               row, True, _attributes(row, np.dtype("f4")))
                 continue
             outer = (group.dimension,) if group.times > 1 else ()
             for row in group.fields:
