@@ -65,8 +65,9 @@ class TextFile:
         self._fields = {field.name: field for block in self.header.blocks for group in block.groups
                         for field in (*group.fields, *group.inner)}
         self._kept: Kept[dict[int, tuple[Integers, Array]]] = Kept()
-        if self.pixels:
-            first = self.read("satellite", 0, 1), self.read("tb", 0, 1)
+        if self._shape.any():
+            pixel = int(np.flatnonzero(self._shape)[0])  # the first one with content
+            first = self.read("satellite", pixel, pixel + 1), self.read("tb", pixel, pixel + 1)
             self.header = replace(self.header, satellite=int(first[0][0]), brightness_temperature=first[1][0] == 1)
 
     @property
@@ -186,18 +187,15 @@ class TextFile:
         """The sorts of lines that the file has, and how many lines are of each."""
         return [(self.shapes[sort], int(count)) for sort, count in zip(*np.unique(self._shape, return_counts=True))]
 
-    def tables(self, begin: int, end: int) -> Iterator[tuple[Shape, Integers, Array]]:
-        """All columns of the lines from `begin` to before `end`.
-
-        Returns
-        -------
-        iterator
-            Of each sort of lines that have content: the sort, the pixels, and the values as float64 (line, column); an
-            empty column is NaN.
-        """
+    def lines(self, begin: int, end: int) -> Iterator[tuple[Shape, Integers, list[bytes]]]:
+        """The lines from `begin` to before `end` that have content: of each sort that sort, the pixels and the lines."""
         for sort, rows, lines in self._lines_of(begin, end):
-            shape = self.shapes[sort]
-            yield shape, rows + begin, self._parse(lines, rows + begin, shape.length, np.arange(shape.length))
+            yield self.shapes[sort], rows + begin, lines
+
+    def tables(self, begin: int, end: int) -> Iterator[tuple[Shape, Integers, Array]]:
+        """The same, with all columns as float64 (line, column) in place of lines; an empty column is NaN."""
+        for shape, pixels, lines in self.lines(begin, end):
+            yield shape, pixels, self._parse(lines, pixels, shape.length, np.arange(shape.length))
 
     def _lines_of(self, begin: int, end: int) -> Iterator[tuple[int, Integers, list[bytes]]]:
         """Sorts, rows (from `begin`) and contents of lines."""
