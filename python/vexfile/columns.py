@@ -60,6 +60,12 @@ def _of_group(group: Group, times: int) -> Iterator[Column]:
                 yield Column(row.column.replace("#", str(i + 1)), row, (*outer, j))
 
 
+def header_names(header: Header) -> list[str]:
+    """The columns that the header line of a text file names."""
+    named = (filter(None, channel_names(header)) if block.spectrum else block.column_names() for block in header.blocks)
+    return [name for names in named for name in names]
+
+
 def channel_names(header: Header) -> list[str]:
     """The names of channels; ranges that begin below 0 give none.
 
@@ -82,13 +88,7 @@ def unique_names(found: Sequence[Column]) -> list[str]:
 
 
 def positions(found: Sequence[Column], shape: Shape) -> npt.NDArray[np.int64]:
-    """Where columns are in the lines of one sort, counted from 0; -1 for those that these do not have.
-
-    Parameters
-    ----------
-    shape
-        Of a text file.
-    """
+    """Where columns are in the records of one sort, in columns or bytes; -1 for those that these do not have."""
     return np.array([_position(column, shape) for column in found], np.int64)
 
 
