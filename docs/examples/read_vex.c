@@ -6,7 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#define ARCHIVE_CHANNELS 8461
+#define ARCHIVE_CHANNELS 8700 /* samples of a message; the last 239 are behind the spectrum */
 enum { CLP = 1, TWT, OZO, TRG, EMS };
 
 static struct {

@@ -5,7 +5,7 @@ program read_vex
   use, intrinsic :: iso_fortran_env, only: error_unit, int8, int16, int32, int64, output_unit, real32
   implicit none
 
-  integer, parameter :: archive_channels = 8461
+  integer, parameter :: archive_channels = 8700 ! samples of a message; the last 239 are behind the spectrum
   integer, parameter :: clp = 1, twt = 2, ozo = 3, trg = 4, ems = 5
   character(*), parameter :: tab = achar(9)
 

@@ -19,7 +19,7 @@ import sys
 import numpy as np
 
 KINDS = {3: "ozo", 4: "trg", 1: "clp", 2: "twt", 5: "ems"}  # header code and name, in the order of the blocks
-CHANNELS = 8461
+CHANNELS = 8700  # samples of a message; the last 239 are behind the spectrum
 
 
 def fields(form, names):
