@@ -308,25 +308,25 @@ class BinaryFile:
             rows, offset = out[row:row + chunk], start + row * shape.length
             if whole:
                 data = self._pread(descriptor, len(rows) * shape.length, offset)
-                self._verify_once(begin + row, len(rows), data, shape.length)
+                if not self.index.verified:
+                    self._verify(begin + row, data, shape.length, shape.length, len(rows))
                 values = self._spectra(data, len(rows), first, shape.length, high - low)
                 rows[:, columns] = values[:, positions - low]
             else:
-                self._verify_once(begin + row, len(rows))
+                self._verify_only(descriptor, begin + row, offset, shape.length, len(rows))
                 for part in parts:
                     self._sparse(descriptor, offset + first - 4 * low, shape.length, positions[part], rows,
                                  np.arange(out.shape[1])[columns][part])
             self._finish(rows, mask)
 
-    def _verify_once(self, begin: int, count: int, data: bytes = b"", length: int = 0) -> None:
-        """Looks at the markers of records when that has not been done."""
+    def _verify_only(self, descriptor: int, begin: int, offset: int, step: int, count: int) -> None:
+        """Looks at the markers of equal records of which only parts are read, when that has not been done."""
         if self.index.verified or self._verified[begin:begin + count].all():
             return
-        if data:
-            self._verify(begin, data, length, length, count)
-        else:
-            for _ in self._blocks(begin, begin + count):  # looks at them
-                pass
+        # The end of the record in front, the marker, and the number behind it; at last the end of the last record.
+        words = [self._pread(descriptor, 12, place - 4) for place in range(offset, offset + count * step, step)]
+        words.append(self._pread(descriptor, 4, offset + count * step - 4))
+        self._verify(begin, b"".join(words)[4:], 12, step, count)
 
     def _spectra(self, data: bytes, count: int, offset: int, step: int, values: int) -> Array:
         return np.ndarray((count, values), self.header.order + "f4", data, offset, (step, 4))
