@@ -13,11 +13,11 @@ from numpy.typing import NDArray
 
 from . import plot_data as data
 from . import plot_style as style
-from .plot_globe import add_map, bar_width, project, projection_of
+from .plot_globe import add_map, bar_width, middle_and_width, project, projection_of
 from .plot_spectra import spectrum_of
 from .plot_style import Array, PathName
 
-CELL = 0.1  # degrees, less than a footprint (12 km): of several pixels in such a cell one can be seen, the last
+CELLS = 1500  # across a map, about a dot of print each: of several pixels in one the last can be seen
 MOST = 1_000_000  # pixels that are drawn before those that others hide are left out
 LARGEST = 8.0  # points, of the mark of a pixel; the smallest is a dot of print
 SMALLEST = 0.5
@@ -129,9 +129,10 @@ def join(parts: Sequence[Pixels]) -> Pixels:
 
 def thin(pixels: Pixels) -> Pixels:
     """Without pixels that a later one of the same small cell hides, so that any number of them fits into memory."""
-    row = np.floor((pixels.latitude + 90) / CELL)
-    column = np.floor((pixels.longitude % 360) * np.cos(np.radians((row + 0.5) * CELL - 90)) / CELL)
-    last = len(pixels) - 1 - np.unique((row * 1e5 + column)[::-1], return_index=True)[1]
+    cell = max(float(np.ptp(pixels.latitude)), middle_and_width(pixels.longitude)[1]) / CELLS
+    row = np.floor((pixels.latitude + 90) / cell)
+    column = np.floor((pixels.longitude % 360) * np.cos(np.radians(row * cell - 90)) / cell)
+    last = len(pixels) - 1 - np.unique((row * 1e6 + column)[::-1], return_index=True)[1]
     last.sort()
     return Pixels(pixels.longitude[last], pixels.latitude[last], pixels.values[last])
 
@@ -231,14 +232,14 @@ def draw_colour_bar(
 def spacing(x: Array, y: Array) -> float:
     """About the distance of neighbouring pixels, in the units of `x` and `y`; 0 for a single pixel.
 
-    It is that of a square lattice whose eighth neighbour is as far as that of half of a sample of the pixels.
+    It is that of a square lattice whose eighth neighbour is as far as that of most pixels of a sample.
     """
     neighbours = min(8, len(x) - 1)
     if not neighbours:
         return 0.0
     sample = np.linspace(0, len(x) - 1, min(len(x), max(20, min(200, 10**7 // len(x))))).astype(int)
     distances = [np.partition((x - x[i]) ** 2 + (y - y[i]) ** 2, neighbours)[neighbours] for i in sample]
-    return float(np.sqrt(np.median(distances) * np.pi / neighbours))
+    return float(np.sqrt(np.percentile(distances, 75) * np.pi / neighbours))
 
 
 def local_spacing(x: Array, y: Array) -> Array:
