@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import struct
 from array import array
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from dataclasses import dataclass, field
 from typing import Any
 
@@ -17,6 +17,7 @@ from .header import Header
 from .shapes import Choice, Shape, channel_selections, extra_blocks, make_shape
 
 Integers = npt.NDArray[np.int64]
+Take = Callable[[int, memoryview], None]
 
 #: A record without content is its two markers.
 EMPTY = Shape(8, {})
@@ -96,7 +97,7 @@ def sorts(header: Header, selected: npt.NDArray[np.intp] | None) -> list[Shape]:
                       for extra in extra_blocks(header.blocks)]
 
 
-def make_index(path: str, descriptor: int, size: int, header: Header, whole: bool) -> Index:
+def make_index(path: str, descriptor: int, size: int, header: Header, whole: bool, take: Take | None = None) -> Index:
     """Finds the records of a binary file.
 
     Parameters
@@ -107,6 +108,8 @@ def make_index(path: str, descriptor: int, size: int, header: Header, whole: boo
         Its bytes.
     whole
         Look at all markers, however large the file is.
+    take
+        Gets the records that have been looked at, with their place in the file; some perhaps more than once.
 
     Raises
     ------
@@ -120,7 +123,7 @@ def make_index(path: str, descriptor: int, size: int, header: Header, whole: boo
         if not whole and size > SMALL and selected is None and (index := scan.equal_records()):
             return index
         try:
-            return scan.all_records()
+            return scan.all_records(take)
         except FormatError as found:
             error = found if error is None or found.offset > error.offset else error
     assert error is not None
@@ -212,7 +215,7 @@ class _Scan:
             found, count = found + count, 16 * count
         return max(1, found)
 
-    def all_records(self) -> Index:
+    def all_records(self, take: Take | None = None) -> Index:
         """Looks at every marker of the file."""
         runs, begin, alike, before = _Runs(), self.header.length, 0, -1
         window = max(WINDOW, 2 * self.longest)
@@ -229,6 +232,8 @@ class _Scan:
                 runs.add(begin + place, shape, count)
                 place += count * self.lengths[shape]
                 before = shape
+            if take:
+                take(begin, memoryview(data)[:place])
             begin += place
         return runs.index(self.shapes)
 
