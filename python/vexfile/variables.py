@@ -80,6 +80,15 @@ def mask(variable: Variable, values: Array) -> Array:
     return masked
 
 
+def filled(variable: Variable, values: Array) -> Array:
+    """Values of the file's own type whose missing ones are `Variable.fill`."""
+    if variable.raw.kind == "f":
+        return mask(variable, values)
+    out = values.copy()
+    out[_missing(variable, values)] = variable.fill
+    return out
+
+
 def _speaking(name: str) -> str:
     words = {"o3": "ozone", "co": "CO", "n2o": "N2O", "ch4": "CH4", "co2": "CO2", "avhrr": "AVHRR", "l2": "L2"}
     return " ".join(words.get(word, word) for word in name.split("_"))
