@@ -11,6 +11,7 @@ import numpy.typing as npt
 
 from .binary import BinaryFile
 from .columns import Column, columns, header_names, positions, unique_names
+from .errors import FormatError
 from .layout import Block
 from .opening import open_file, sort_of
 from .text import TextFile
@@ -59,18 +60,41 @@ def dump(path: str, out: BinaryIO, pixels: Sequence[int] | None = None, fields: 
     if sort == "statistics":
         from .statistics import read_statistics
         read_statistics(path)
-    file = None if sort == "statistics" else open_file(path, index=True)
+    file = None if sort == "statistics" else open_file(path)
     if file is None or pixels is None and fields is None and isinstance(file, TextFile):
         _copy(path, out)
         return
-    found = columns(file)
-    chosen = choose(file, found, fields or ())
-    printer = _Printer(file, found if fields is None else list(chosen.values()), fields is not None)
-    runs = [(0, file.pixels)] if pixels is None else _runs(file, pixels)
-    out.write("\t".join(header_names(file.header) if fields is None else chosen).encode() + b"\n")
+    if fields is not None and any(block.extra for block in file.header.blocks):
+        file = open_file(path, index=True)  # the longest record tells the columns
+    wanted = [(0, file.pixels)] if pixels is None else _runs(file, pixels)
+    out.write("\t".join(header_names(file.header) if fields is None else choose(file, fields)).encode() + b"\n")
+    done = 0
+    try:
+        for count, text in _printed(file, fields, wanted):
+            out.write(text)
+            done += count
+    except FormatError:
+        file = open_file(path, index=True)  # a large file may have other records than the few that were looked at
+        wanted = [(0, file.pixels)] if pixels is None else wanted
+        for _, text in _printed(file, fields, _behind(wanted, done)):
+            out.write(text)
+
+
+def _behind(runs: Iterable[tuple[int, int]], count: int) -> Iterator[tuple[int, int]]:
+    """What is left of runs behind so many pixels."""
+    for begin, end in runs:
+        yield min(begin + count, end), end
+        count = max(0, count - (end - begin))
+
+
+def _printed(file: VexFile, fields: Sequence[str] | None, runs: Iterable[tuple[int, int]]) -> Iterator[tuple[int, bytes]]:
+    """Numbers of pixels, and their lines."""
+    chosen = columns(file) if fields is None else list(choose(file, fields).values())
+    printer = _Printer(file, chosen, fields is not None)
     for begin, end in runs:
         for low in range(begin, end, printer.step):
-            out.write("".join(printer.lines(low, min(end, low + printer.step))).encode("latin-1"))
+            high = min(end, low + printer.step)
+            yield high - low, "".join(printer.lines(low, high)).encode("latin-1")
 
 
 def _copy(path: str, out: BinaryIO) -> None:
@@ -79,9 +103,10 @@ def _copy(path: str, out: BinaryIO) -> None:
             out.write(data)
 
 
-def choose(file: VexFile, found: Sequence[Column], fields: Iterable[str]) -> dict[str, Column]:
+def choose(file: VexFile, fields: Iterable[str]) -> dict[str, Column]:
     """The columns of fields by their unique names, in the order of the fields."""
     chosen: dict[str, Column] = {}
+    found = columns(file)
     names = unique_names(found)
     for name in fields:
         wanted = TIME_FIELDS if name == "time" else (name,)
