@@ -139,17 +139,15 @@ class _Reader:
     def block(self, end: int, dtype: np.dtype[Any]) -> npt.NDArray[Any]:
         """The rows up to a place."""
         text = self.data[self.place:end]
-        if text.translate(None, b"0123456789+-.einfa\t\n"):
+        row = b"\t" * (len(self.names) - 1) + b"\n"
+        if text.translate(None, b"0123456789+-.einfa") != row * text.count(b"\n"):
             raise self.blame(end)
         try:
             with warnings.catch_warnings():
-                warnings.simplefilter("error")  # integers that are given as reals, rows that are empty
-                rows = np.loadtxt(io.BytesIO(text), dtype, delimiter="\t", comments=None, ndmin=1)
-        except (ValueError, DeprecationWarning, UserWarning) as error:
+                warnings.simplefilter("error", DeprecationWarning)  # of reals that are read as integers
+                return np.loadtxt(io.BytesIO(text), dtype, delimiter="\t", comments=None, ndmin=1)
+        except (ValueError, DeprecationWarning) as error:
             raise self.blame(end) from error
-        if rows.size != text.count(b"\n"):
-            raise self.blame(end)
-        return rows
 
     def blame(self, end: int) -> FormatError:
         """Looks for the first field from the place at hand on that is not what it has to be."""
@@ -271,9 +269,6 @@ def read_statistics(path: str | os.PathLike[str]) -> Statistics:
         reader.require(columns[name] >= 0, name, "a count")
     CHECKS[kind](reader, columns, found)
     return Statistics(reader.path, kind, comments(kind, found), reader.names, columns, found)
-
-
-# --- As a Dataset ---------------------------------------------------------------------------------------------------
 
 
 def _variable(dims: Sequence[str], values: npt.ArrayLike, long_name: str, units: str, vex_name: str,
