@@ -69,8 +69,13 @@ TEXT_FILTERS = FILTERS[:4]
 DATE = r"[-\d]\d{3}-[-\d]\d-[-\d]\d"
 VALUES = {"latitude": "degrees", "cloud fraction": "percent", "land fraction": "percent", "snow fraction": "percent",
           "imager average": RADIANCE, "imager variance": "as in the product"}
-MERGED = ("a mean of a cell where more than one run has values is weighted by pixels, which is exact only when all of "
-          "them have the value")
+# What merging says of values that the files of the runs do not tell.
+REMARKS = {
+    "weighted": "a mean of a cell where more than one run has values is weighted by pixels, which is exact only when "
+                "all of them have the value",
+    "hidden": "a temperature of 0 or a deviation of -777 does not tell the radiances; where such a run and others have "
+              "values Average is 0, StdDev and what follows -777",
+}
 COUNT = r"\d{1,18}"
 # What may stand in the place of a name in a line; a name that is not here stands for a count.
 FIELDS = {
@@ -87,7 +92,7 @@ FIELDS = {
     "value": "|".join(re.escape(f"{value}, {unit}") for value, unit in VALUES.items()),
     "latitudes": r"[1-9]\d{0,9}",
     "longitudes": r"[1-9]\d{0,9}",
-    "merged": re.escape(MERGED),
+    **{name: re.escape(remark) for name, remark in REMARKS.items()},
 }
 Found = Mapping[str, str]  # what stands in the lines, by the names in the templates
 
@@ -148,6 +153,7 @@ SPECTRAL = (
     Line("{moments}: m3 / m2^1.5; Kurtosis: m4 / m2^2 - 3; 0 where m2 is 0; m2, m3, m4 divide by Count",
          optional=True),
     Line("Missing radiances are not counted; without a counted value: -777, a temperature 0"),
+    Line("Merged: {hidden}", _lacks("radiance_unit"), optional=True),
 )
 
 
@@ -188,7 +194,7 @@ GRID = (
       for quantity in QUANTITIES if quantity.unit),
     Line(SKY, _has("l1c_in_cells")),
     Line("Counts are of pixels, with or without values; without a value a mean is -777"),
-    Line("Merged: {merged}", optional=True),
+    Line("Merged: {weighted}", optional=True),
 )
 
 
