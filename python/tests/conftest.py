@@ -1,13 +1,17 @@
-"""Archives and files of the real programs, made once for all tests."""
+"""What tests share: the programs, named by their folder in VEX_BUILD, archives made by vex-sample, and runs of vex."""
 
 from __future__ import annotations
 
+import functools
 import os
+import pathlib
 import subprocess
 from collections.abc import Callable
-from pathlib import Path
 
 import pytest
+
+Archive = Callable[..., pathlib.Path]
+Run = Callable[..., pathlib.Path]
 
 #: Archives by name: the first date and what `vex-sample` is told besides.
 ARCHIVES = {
@@ -18,52 +22,87 @@ ARCHIVES = {
 }
 
 
+@pytest.fixture(scope="session")
+def build() -> pathlib.Path:
+    """The folder of vex and vex-sample."""
+    folder = os.environ.get("VEX_BUILD")
+    if not folder:
+        pytest.skip("VEX_BUILD does not name the folder of vex and vex-sample")
+    for program in ("vex", "vex-sample"):
+        if not os.access(pathlib.Path(folder, program), os.X_OK):
+            pytest.fail(f"there is no {program} in VEX_BUILD, {folder}")
+    return pathlib.Path(folder).resolve()
+
+
+@pytest.fixture(scope="session")
+def vex(build: pathlib.Path) -> pathlib.Path:
+    return build / "vex"
+
+
+@pytest.fixture(scope="session")
+def sample(build: pathlib.Path) -> pathlib.Path:
+    return build / "vex-sample"
+
+
+@pytest.fixture(scope="session")
+def archive(sample: pathlib.Path, tmp_path_factory: pytest.TempPathFactory) -> Archive:
+    """archive(*options): the folder of an archive that vex-sample makes; one for the same options."""
+
+    @functools.cache
+    def make(*options: str) -> pathlib.Path:
+        folder = tmp_path_factory.mktemp("an archive")
+        subprocess.run([sample, folder, *options], check=True, stdout=subprocess.DEVNULL)
+        return folder
+
+    return make
+
+
+@pytest.fixture(scope="session")
+def run(vex: pathlib.Path, tmp_path_factory: pytest.TempPathFactory) -> Run:
+    """run(archive, *options): the path that was given as -out, in a folder of its own; one run for the same options.
+
+    The archive's folders and grid need not be given, first and last date (-fd, -ld) have to be.
+    """
+
+    @functools.cache
+    def make(archive: pathlib.Path, *options: str) -> pathlib.Path:
+        out = tmp_path_factory.mktemp("a run") / "out"
+        words: list[str | pathlib.Path] = [vex, "-d", archive / "L1C", "-d2", archive / "L2", "-out", out]
+        words += ["-alt", archive / "land_sea_alti_map.dat", *options]
+        done = subprocess.run(words, capture_output=True, text=True, errors="replace")
+        assert "Extraction succeeded" in done.stdout, done.stdout
+        return out
+
+    return make
+
+
 class Runs:
-    """Runs vex on sample archives, each run once a session."""
+    """Runs over the archives of `ARCHIVES`, each done once."""
 
-    def __init__(self, build: Path, folder: Path) -> None:
-        self.build, self.folder = build, folder
-        self._done: dict[tuple[str, ...], Path] = {}
+    def __init__(self, run: Run, archive: Archive) -> None:
+        self._run, self._archive = run, archive
 
-    def archive(self, name: str) -> Path:
-        """The folder of an archive of `ARCHIVES`."""
-        place = self.folder / name
-        if not place.exists():
-            date, options = ARCHIVES[name]
-            subprocess.run([self.build / "vex-sample", place, "--first-date", date, *options.split()],
-                           check=True, capture_output=True)
-        return place
+    def archive(self, name: str) -> pathlib.Path:
+        """The folder of an archive."""
+        date, options = ARCHIVES[name]
+        return self._archive("--first-date", date, *options.split())
 
-    def run(self, archive: str, options: str, form: str = "bin") -> Path:
+    def run(self, archive: str, options: str, form: str = "bin") -> pathlib.Path:
         """The output file of a run over an archive's day, in the format `form`."""
-        key = (archive, options, form)
-        if key not in self._done:
-            place, date = self.archive(archive), ARCHIVES[archive][0]
-            out = self.folder / f"{len(self._done)}.{form}"
-            said = subprocess.run([self.build / "vex", "-d", place / "L1C", "-d2", place / "L2", "-fd", date, "-ld", date,
-                                   "-alt", place / "land_sea_alti_map.dat", "-out", out, "-of", form, *options.split()],
-                                  check=True, capture_output=True).stdout
-            assert b"Extraction succeeded" in said, said
-            self._done[key] = out
-        return self._done[key]
+        date = ARCHIVES[archive][0]
+        return self._run(self.archive(archive), "-fd", date, "-ld", date, "-of", form, *options.split())
 
 
 @pytest.fixture(scope="session")
-def build() -> Path:
-    """The folder of vex and vex-sample, from the environment variable VEX_BUILD."""
-    return Path(os.environ["VEX_BUILD"]).resolve()
-
-
-@pytest.fixture(scope="session")
-def runs(build: Path, tmp_path_factory: pytest.TempPathFactory) -> Runs:
+def runs(run: Run, archive: Archive) -> Runs:
     """Archives and output files."""
-    return Runs(build, tmp_path_factory.mktemp("runs"))
+    return Runs(run, archive)
 
 
 @pytest.fixture
-def copy(tmp_path: Path) -> Callable[[Path, bytes], Path]:
+def copy(tmp_path: pathlib.Path) -> Callable[[pathlib.Path, bytes], pathlib.Path]:
     """Writes other bytes under a file's name, to a folder of the test's own."""
-    def write(path: Path, data: bytes) -> Path:
+    def write(path: pathlib.Path, data: bytes) -> pathlib.Path:
         (tmp_path / path.name).write_bytes(data)
         return tmp_path / path.name
     return write
