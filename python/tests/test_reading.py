@@ -57,31 +57,31 @@ def agree(value: np.generic, text: str) -> bool:
     return shown == text or (value, text) in ((0, "-1"), (-1, "-777"))
 
 
-@pytest.mark.parametrize("archive", ARCHIVES)
+@pytest.mark.parametrize("day", ARCHIVES)
 @pytest.mark.parametrize("options", OPTIONS)
-def test_values_are_those_of_the_text(runs: Runs, archive: str, options: str) -> None:
+def test_values_are_those_of_the_text(runs: Runs, day: str, options: str) -> None:
     """Every value of every variable of both byte orders; and text that is read gives the same Dataset."""
-    if archive == "day1":  # has no products of level 2
+    if day == "day1":  # has no products of level 2
         options = options.partition("-t2")[0].strip() or "-c 1-3"
-    path = runs.run(archive, options, "txt")
+    path = runs.run(day, options, "txt")
     lines = [line.split("\t") for line in path.read_text().splitlines()[1:]]
     with vexfile.open(path) as text, vexfile.open(path, mask=False) as plain:
         text.load(), plain.load()
     for order in ("", " -bi 1"):
-        with vexfile.open(runs.run(archive, options + order), mask=False) as data:
+        with vexfile.open(runs.run(day, options + order), mask=False) as data:
             data.load()
         assert data.sizes["pixel"] == len(lines)
         for pixel, line in enumerate(lines):
             values = values_of_line(header_of(path), data, pixel, len(line))
             wrong = [(i, v, t) for i, (v, t) in enumerate(zip(values, line[2:], strict=True)) if not agree(v, t)]
             assert not wrong, (pixel, wrong[:3])
-        with vexfile.open(runs.run(archive, options + order)) as masked:
+        with vexfile.open(runs.run(day, options + order)) as masked:
             assert set(text.variables) - set(masked.variables) == {"satellite", "tb"}
             xarray.testing.assert_allclose(masked.load(), text[list(masked.variables)], rtol=6e-6)
     for name in ("latitude", "cloud_fraction", "twt_temperature", "ozo_integrated_o3_density", "ems_emissivity"):
         if name in text and len(lines):
             missing = np.isin(plain[name], [-777, -1])
-            assert np.array_equal(missing, np.isnan(text[name])) and (missing.any() or archive != "old" or name == "latitude")
+            assert np.array_equal(missing, np.isnan(text[name])) and (missing.any() or day != "old" or name == "latitude")
 
 
 @pytest.mark.parametrize(("options", "there", "same"), [
