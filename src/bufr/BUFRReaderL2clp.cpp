@@ -16,7 +16,7 @@ using P = CProdL2clp;
 constexpr uint64_t MISSING_CLP = MissingFlag(PRODUCT_CLP);
 
 constexpr SElement SURFACE[] = {
-    {"0 08 023", "vertical significance", INT, All(6), 0, 0, MISSING_CLP, Into<&P::VerticalSignificance>()},
+    {"0 08 003", "vertical significance", INT, All(6), 0, 0, MISSING_CLP, Into<&P::VerticalSignificance>()},
 };
 
 constexpr SElement LAYER[] = {
