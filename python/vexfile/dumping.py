@@ -64,8 +64,9 @@ def dump(path: str, out: BinaryIO, pixels: Sequence[int] | None = None, fields: 
     if file is None or pixels is None and fields is None and isinstance(file, TextFile):
         _copy(path, out)
         return
-    if fields is not None and any(block.extra for block in file.header.blocks):
-        file = open_file(path, index=True)  # the longest record tells the columns
+    grows = fields is not None and any(block.extra for block in file.header.blocks)
+    if grows or max(pixels or [0]) >= file.pixels:  # all records tell the columns, and how many pixels there are
+        file = open_file(path, index=True)
     wanted = [(0, file.pixels)] if pixels is None else _runs(file, pixels)
     out.write("\t".join(header_names(file.header) if fields is None else choose(file, fields)).encode() + b"\n")
     done = 0
