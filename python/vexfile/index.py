@@ -118,6 +118,8 @@ def make_index(path: str, descriptor: int, size: int, header: Header, whole: boo
     """
     error: FormatError | None = None
     for selected in channel_selections(header.channels):
+        if error and selected is not None and not _can_begin(descriptor, size, header, selected.size):
+            continue
         shapes = sorts(header, selected)
         scan = _Scan(path, descriptor, size, header, shapes)
         if not whole and size > SMALL and selected is None and (index := scan.equal_records()):
@@ -128,6 +130,21 @@ def make_index(path: str, descriptor: int, size: int, header: Header, whole: boo
             error = found if error is None or found.offset > error.offset else error
     assert error is not None
     raise error
+
+
+def _can_begin(descriptor: int, size: int, header: Header, spectrum: int) -> bool:
+    """Whether the first record can be one with its L1C pixel and a spectrum of so many values."""
+    pair = struct.Struct(header.order + "ii")
+    begin = os.pread(descriptor, DAY_VERSION + 2, header.length)
+    if len(begin) < DAY_VERSION + 2 or begin[DAY_VERSION:] == b"\xff\xff" or pair.unpack_from(begin)[1] == header.marker:
+        return True  # it lacks the pixel, or has no content, and tells nothing
+    two = pair.pack(header.marker, header.marker)
+    for extra in extra_blocks(header.blocks):
+        fixed = sum(block.size(block.name in extra) for block in header.blocks)
+        end = header.length + 4 + fixed + 4 * spectrum
+        if os.pread(descriptor, 8, end) == (two if end + 4 < size else two[:4]):
+            return True
+    return False
 
 
 class _Scan:
