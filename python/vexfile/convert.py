@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import errno
 import os
 from collections.abc import Callable, Iterator, Sequence
 from concurrent.futures import Future, ThreadPoolExecutor
@@ -14,11 +15,10 @@ import numpy.typing as npt
 
 from . import variables
 from .binary import LONG
-from .errors import FormatError
 from .joining import difference
-from .opening import open_file, sort_of
+from .opening import open_file, sort_of, with_index
 from .variables import VexFile
-from .writing import remove, replacing
+from .writing import replacing
 
 Array = npt.NDArray[Any]
 #: Is told how many bytes more have been written.
@@ -337,20 +337,25 @@ def convert(paths: Sequence[str], out: str, force: bool = False, level: int | No
     """
     suffix = os.path.splitext(out.rstrip(os.sep))[1]
     if suffix not in FORMS:
-        raise ValueError(f"{out}: a file that ends in {', '.join(FORMS)} can be written")
-    level = LEVELS[suffix] if level is None else level
+        raise ValueError(f"{out}: the name of what is written ends in .nc, .zarr or .csv")
+    chosen = LEVELS[suffix] if level is None else level
     sorts = [sort_of(path) for path in paths]
     if "statistics" in sorts and len(paths) > 1:
         raise ValueError(f"{paths[sorts.index('statistics')]}: statistics are converted one by one; see merge-stat")
-    with replacing(out, force, paths) as part:
+    with replacing(out, force, paths) as part, _told_of(out):
         if "statistics" in sorts:
-            _convert_statistics(paths[0], suffix, part, level)
+            _convert_statistics(paths[0], suffix, part, chosen)
             return
-        try:
-            _convert(Source(paths, False), suffix, part, level, bar)
-        except FormatError:  # a large file may have other records than the few that were looked at
-            remove(part)
-            _convert(Source(paths, True), suffix, part, level, bar)
+        with_index(lambda index: _convert(Source(paths, index), suffix, part, chosen, bar))
+
+
+@contextlib.contextmanager
+def _told_of(out: str) -> Iterator[None]:
+    """Errors of the library of NetCDF as those of a file that cannot be written."""
+    try:
+        yield
+    except RuntimeError as error:
+        raise OSError(errno.EIO, f"cannot be written ({error})", out) from error
 
 
 def _convert(source: Source, suffix: str, part: str, level: int, shown: bool) -> None:

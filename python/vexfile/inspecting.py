@@ -14,7 +14,7 @@ import numpy.typing as npt
 from .binary import BinaryFile
 from .columns import columns, positions
 from .errors import FormatError
-from .opening import open_file, sort_of
+from .opening import open_file, sort_of, with_index
 from .text import TextFile
 from .variables import VexFile, read_time
 
@@ -68,12 +68,7 @@ def facts(path: str) -> Facts:
     found: Facts = {"path": path, "sort": sort, "bytes": os.path.getsize(path)}
     if sort == "statistics":
         return found | _of_statistics(path)
-    try:
-        return found | _of_records(open_file(path))
-    except FormatError:
-        if sort == "text":
-            raise
-    return found | _of_records(open_file(path, index=True))  # not all records are as the few that were looked at
+    return found | with_index(lambda index: _of_records(open_file(path, index)))
 
 
 def _of_statistics(path: str) -> Facts:

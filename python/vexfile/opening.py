@@ -2,12 +2,15 @@
 
 from __future__ import annotations
 
-from typing import Literal
+from collections.abc import Callable
+from typing import Literal, TypeVar
 
 from .binary import BinaryFile
+from .errors import FormatError
 from .header import is_binary, is_text
 from .text import TextFile
 
+T = TypeVar("T")
 Sort = Literal["binary", "text", "statistics"]
 
 #: What tells the sorts of files apart, bytes.
@@ -38,3 +41,14 @@ def sort_of(path: str) -> Sort:
 def open_file(path: str, index: bool = False) -> BinaryFile | TextFile:
     """Opens a binary or text file of vex; see `vexfile.open` for what is raised."""
     return TextFile(path) if sort_of(path) == "text" else BinaryFile(path, index)
+
+
+def with_index(work: Callable[[bool], T]) -> T:
+    """Works on files that are opened with the argument as `index`: first without, then, when that fails, with it.
+
+    A large file may have other records than the few that are looked at when it is opened.
+    """
+    try:
+        return work(False)
+    except FormatError:
+        return work(True)

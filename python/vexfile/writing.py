@@ -8,6 +8,9 @@ import os
 import shutil
 from collections.abc import Iterable, Iterator
 
+#: Errors of what is written, not of what is read.
+FULL = (errno.ENOSPC, errno.EDQUOT, errno.EFBIG)
+
 
 def refuse(out: str, force: bool, inputs: Iterable[str] = ()) -> None:
     """Looks whether a file or folder may be written.
@@ -16,9 +19,14 @@ def refuse(out: str, force: bool, inputs: Iterable[str] = ()) -> None:
     ------
     FileExistsError
         It is there, and not to be replaced.
+    FileNotFoundError
+        The folder that it is to be in is not there.
     ValueError
         It is one of the inputs, or a folder that is not of zarr.
     """
+    folder = os.path.dirname(out) or os.curdir
+    if not os.path.isdir(folder):
+        raise FileNotFoundError(errno.ENOENT, "no such folder", folder)
     if not os.path.lexists(out):
         return
     if any(os.path.exists(path) and os.path.samefile(path, out) for path in inputs if os.path.exists(out)):
@@ -52,6 +60,9 @@ def replacing(out: str, force: bool, inputs: Iterable[str] = ()) -> Iterator[str
         if os.path.isdir(out):
             shutil.rmtree(out)
         os.replace(part, out)
-    except BaseException:
+    except BaseException as error:
         remove(part)
+        if isinstance(error, OSError) and (
+                error.filename in (part, os.fsencode(part)) or error.errno in FULL and not error.filename):
+            error.filename = out
         raise
