@@ -1,0 +1,7 @@
+"""``python3 -m vexfile`` is the command `vexfile`."""
+
+import sys
+
+from .command import main
+
+sys.exit(main())

@@ -1,0 +1,355 @@
+"""The command `vexfile`. What a subcommand needs is imported when it runs."""
+
+from __future__ import annotations
+
+import argparse
+import contextlib
+import io
+import os
+import re
+import sys
+import warnings
+from collections.abc import Callable, Iterator, Sequence
+from typing import Any, NoReturn
+
+from .errors import FormatError
+
+VERSION = "1.0.0"
+#: Does what a subcommand is for, and gives the exit status.
+Run = Callable[[argparse.Namespace], int]
+
+FINE, BAD_FILE, BAD_USE, INTERRUPTED, CLOSED = 0, 1, 2, 130, 141
+
+DESCRIPTION = "Looks into, verifies, prints, converts, joins and draws the files that vex writes."
+EXAMPLES = """\
+examples:
+  vexfile info *.bin                        what is in files
+  vexfile check night.bin night.txt         whether they are sound
+  vexfile dump spectra.bin | head           records as vex -of txt would have printed them
+  vexfile convert spectra.bin spectra.nc    NetCDF, zarr or CSV, by the suffix
+  vexfile cat mon.bin tue.bin -o both.bin   one file of several
+  vexfile plot map spectra.bin map.png --channel 1021
+
+exit status:
+  0    all went well
+  1    a file is damaged or not of vex, or cannot be read or written
+  2    the command line is wrong, or asks for what the files do not have
+  130  interrupted
+  141  nobody reads the output any more
+An error is one line: vexfile: PATH: at byte N: expected ...
+"""
+
+INFO = """\
+examples:
+  vexfile info spectra.bin
+  vexfile info --json *.txt | python3 -m json.tool
+"""
+CHECK = """\
+Of a binary file every record and marker is looked at, of a text or statistics file every number of every line.
+
+example:
+  vexfile check /data/*.bin || echo "not all are sound"
+"""
+DUMP = """\
+Without options a binary file is printed byte for byte as vex -of txt would have written it. With --pixels the lines of
+these follow the names of the columns. With --fields each line has the columns of the fields, by the names of variables
+(docs/formats.md, all their layers or channels), of columns, or "time". A value that a record does not have is left empty.
+
+examples:
+  vexfile dump spectra.bin > spectra.txt
+  vexfile dump spectra.bin --pixels 0,5-7
+  vexfile dump retrievals.bin --fields time,latitude,longitude,twt_skin_temperature
+"""
+CONVERT = """\
+The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.8), .zarr (a folder) or .csv (a line for each pixel). Files of
+equal layout follow one another. Statistics files are converted one by one.
+
+examples:
+  vexfile convert spectra.bin spectra.nc
+  vexfile convert day1.bin day2.bin days.zarr --compression 7
+"""
+CAT = """\
+Binary files of one header, or text files of one, are joined; each is verified while it is copied.
+
+example:
+  vexfile cat 2013*.bin -o year.bin
+"""
+MERGE = """\
+Statistics of separate runs become those that one run over all their pixels would have written. Other files of a run
+(histograms, surfaces, grids) are merged one by one.
+
+example:
+  vexfile merge-stat mon.txt tue.txt wed.txt -o days.txt
+"""
+PLOT = """\
+OUT ends in .png, .pdf or .svg and is replaced if it is there.
+
+examples:
+  vexfile plot map spectra.bin map.png --channel 1021
+  vexfile plot map spectra.bin map.png --channel 899.75 --limits 220,300
+  vexfile plot map clouds.bin clouds.png --field clp_cloud_top_pressure --index 0
+  vexfile plot spectrum spectra.bin spectra.pdf --pixels 0,5-7
+  vexfile plot profile twt.bin profile.png
+  vexfile plot statistics stat.txt stat.svg
+"""
+
+
+class Parser(argparse.ArgumentParser):
+    """Says what is wrong in one line."""
+
+    def __init__(self, **options: Any) -> None:
+        super().__init__(formatter_class=argparse.RawDescriptionHelpFormatter, **options)
+
+    def error(self, message: str) -> NoReturn:
+        self.exit(BAD_USE, f"vexfile: {message} (see {self.prog} --help)\n")
+
+
+# --- Words of the command line --------------------------------------------------------------------------------------
+
+
+def pixels(text: str) -> list[int]:
+    """Numbers and ranges as ``0,5-7``."""
+    found: list[int] = []
+    for part in text.split(","):
+        match = re.fullmatch(r"(\d{1,18})(?:-(\d{1,18}))?", part)
+        if not match or match[2] and int(match[2]) < int(match[1]):
+            raise argparse.ArgumentTypeError(f"{text!r} is not a list of pixels as 0,5-7")
+        found += range(int(match[1]), int(match[2] or match[1]) + 1)
+    return found
+
+
+def fields(text: str) -> list[str]:
+    """Names between commas."""
+    return [name for name in text.split(",") if name]
+
+
+def limits(text: str) -> tuple[float, float]:
+    """Two numbers as ``220,300``."""
+    low, high = map(float, text.split(","))
+    return low, high
+
+
+def channel(text: str) -> float:
+    """The number of a channel, or with a point a wavenumber (cm-1)."""
+    return int(text) if text.isdigit() else float(text)
+
+
+def _parser() -> Parser:
+    parser = Parser(prog="vexfile", description=DESCRIPTION, epilog=EXAMPLES)
+    parser.add_argument("--version", action="version", version=f"vexfile {VERSION}")
+    commands = parser.add_subparsers(metavar="COMMAND", required=True)
+
+    def command(name: str, run: Run, words: str, epilog: str, many: bool = True) -> Parser:
+        made: Parser = commands.add_parser(name, help=words, description=words[0].upper() + words[1:] + ".", epilog=epilog)
+        made.set_defaults(run=run)
+        if many:
+            made.add_argument("files", metavar="FILE", nargs="+")
+        else:
+            made.add_argument("file", metavar="FILE")
+        return made
+
+    info = command("info", _info, "say what is in files", INFO)
+    info.add_argument("--json", action="store_true", help="as a list of objects")
+    command("check", _check, "verify files", CHECK)
+    dump = command("dump", _dump, "print records as text", DUMP, many=False)
+    dump.add_argument("--pixels", type=pixels, metavar="0,5-7", help="which records, counted from 0")
+    dump.add_argument("--fields", type=fields, metavar="NAME,...", help="which variables or columns")
+    convert = command("convert", _convert, "write files as NetCDF, zarr or CSV", CONVERT)
+    convert.add_argument("out", metavar="OUT")
+    level = convert.add_mutually_exclusive_group()
+    level.add_argument("--compression", type=int, choices=range(10), metavar="N",
+                       help="0 to 9; 1 is usual of NetCDF (zlib), 5 of zarr (zstd)")
+    level.add_argument("--uncompressed", dest="compression", action="store_const", const=0, help="as --compression 0")
+    cat = command("cat", _cat, "join files", CAT)
+    merge = command("merge-stat", _merge, "merge statistics of separate runs", MERGE)
+    merge.add_argument("--tbref", type=float, metavar="K", help="the temperature of -tbref, if these runs had that option")
+    for one in (cat, merge):
+        one.add_argument("-o", "--out", metavar="OUT", required=True)
+    for one in (convert, cat, merge):
+        one.add_argument("--force", action="store_true", help="replace OUT if it is there")
+    _add_plots(commands)
+    return parser
+
+
+def _add_plots(commands: Any) -> None:
+    plot = commands.add_parser("plot", help="draw maps, spectra, profiles and statistics", epilog=PLOT,
+                               description="Draw maps, spectra, profiles and statistics.")
+    kinds = plot.add_subparsers(metavar="KIND", required=True)
+    made = {}
+    for name, words in (("map", "pixels of a channel or a field on a map"), ("spectrum", "the mean spectrum, or some"),
+                        ("profile", "the mean profiles, or some"), ("statistics", "what a statistics file has")):
+        made[name] = kinds.add_parser(name, help=words, description=f"Draw {words}.", epilog=PLOT)
+        made[name].set_defaults(run=_plot, kind=name)
+        made[name].add_argument("file", metavar="FILE")
+        made[name].add_argument("out", metavar="OUT")
+    for name in ("spectrum", "profile"):
+        made[name].add_argument("--pixels", type=pixels, metavar="0,5-7", help="which pixels, counted from 0")
+    made["map"].add_argument("--channel", type=channel, metavar="N", help="its number, or with a point its wavenumber, cm-1")
+    made["map"].add_argument("--index", type=pixels, metavar="0", help="which layer of a field, counted from 0")
+    made["map"].add_argument("--title", help="in place of satellite, dates and counts")
+    for name in ("map", "statistics"):
+        made[name].add_argument("--field", metavar="NAME", help="which variable" + " of a grid" * (name != "map"))
+        made[name].add_argument("--limits", type=limits, metavar="LOW,HIGH",
+                                help="of the colours; write --limits=-5,5 when LOW is below 0")
+        made[name].add_argument("--projection", metavar="NAME", help="robinson, platecarree, lambert or stereographic")
+
+
+# --- Subcommands ----------------------------------------------------------------------------------------------------
+
+
+def _each(paths: Sequence[str], work: Callable[[str], None]) -> int:
+    """Works on files one by one; what is wrong with one does not keep the others."""
+    status = FINE
+    for path in paths:
+        try:
+            work(path)
+        except BrokenPipeError:
+            raise
+        except (FormatError, OSError) as error:
+            status, said = _explained(error)
+            print(f"vexfile: {said}", file=sys.stderr)
+    return status
+
+
+def _info(arguments: argparse.Namespace) -> int:
+    import json
+
+    from .inspecting import facts, table
+    found: list[dict[str, Any]] = []
+
+    def look(path: str) -> None:
+        found.append(facts(path))
+        if not arguments.json:
+            print("\n" * (len(found) > 1) + table(found[-1]))
+
+    status = _each(arguments.files, look)
+    if arguments.json:
+        print(json.dumps(found, indent=2))
+    return status
+
+
+def _check(arguments: argparse.Namespace) -> int:
+    from .inspecting import check
+    return _each(arguments.files, lambda path: print(check(path), flush=True))
+
+
+def _dump(arguments: argparse.Namespace) -> int:
+    from .dumping import dump
+    sys.stdout.flush()
+    dump(arguments.file, sys.stdout.buffer, arguments.pixels, arguments.fields)
+    return FINE
+
+
+def _convert(arguments: argparse.Namespace) -> int:
+    from .convert import convert
+    convert(arguments.files, arguments.out, arguments.force, arguments.compression, sys.stderr.isatty())
+    return FINE
+
+
+def _cat(arguments: argparse.Namespace) -> int:
+    from .joining import join
+    join(arguments.files, arguments.out, arguments.force)
+    return FINE
+
+
+def _merge(arguments: argparse.Namespace) -> int:
+    from .merging import merge_statistics
+    from .writing import refuse
+    refuse(arguments.out, arguments.force, arguments.files)
+    for said in merge_statistics(arguments.files, arguments.out, arguments.tbref):
+        print(f"vexfile: warning: {said}", file=sys.stderr)
+    return FINE
+
+
+def _plot(arguments: argparse.Namespace) -> int:
+    from . import open as open_dataset
+    from . import plots
+    from .opening import with_index
+    from .writing import refuse
+    refuse(arguments.out, True, [arguments.file])
+    draw: Callable[..., object] = getattr(plots, "plot_" + arguments.kind)
+    given = {name: value for name, value in vars(arguments).items()
+             if name not in ("run", "kind", "file", "out") and value is not None}
+    if arguments.kind == "statistics":
+        draw(arguments.file, arguments.out, **given)
+    else:
+        with_index(lambda index: draw(open_dataset(arguments.file, index=index), arguments.out, **given))
+    return FINE
+
+
+# --- What goes wrong ------------------------------------------------------------------------------------------------
+
+
+def _explained(error: BaseException) -> tuple[int, str]:
+    """The exit status of an error, and what it says in one line."""
+    if isinstance(error, FormatError):
+        return BAD_FILE, str(error)
+    if isinstance(error, OSError) and error.strerror:
+        return BAD_FILE, f"{os.fsdecode(error.filename) if error.filename else 'output'}: {error.strerror}"
+    if isinstance(error, ImportError):
+        return BAD_USE, f"the Python package {error.name} is needed" if error.name else str(error)
+    if isinstance(error, ValueError):
+        return BAD_USE, " ".join(str(error).split())
+    if isinstance(error, MemoryError):
+        return BAD_FILE, "not enough memory"
+    return BAD_FILE, " ".join(f"{type(error).__name__}: {error}".split())
+
+
+def _let_go_of_output() -> None:
+    """What is still to be written to the standard output is not: it would fail again when Python ends."""
+    with contextlib.suppress(OSError, ValueError):
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+
+
+@contextlib.contextmanager
+def _warnings() -> Iterator[None]:
+    """What libraries warn of is one line; what they say of their own code or of numbers is nothing to a user."""
+    def show(message: Warning | str, *_: Any, **__: Any) -> None:
+        print("vexfile: warning:", " ".join(str(message).split()), file=sys.stderr)
+
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore")
+        warnings.simplefilter("default", UserWarning)
+        warnings.showwarning = show
+        yield
+
+
+def main(argv: Sequence[str] | None = None) -> int:
+    """Runs the command.
+
+    Parameters
+    ----------
+    argv
+        The words behind its name; None: those that it was started with.
+
+    Returns
+    -------
+    int
+        The exit status: 0 all went well, 1 a file is damaged or not of vex or cannot be read or written, 2 the command
+        line is wrong or asks for what the files do not have, 130 interrupted, 141 nobody reads the output any more.
+    """
+    if isinstance(sys.stdout, io.TextIOWrapper):
+        sys.stdout.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
+    try:
+        with _warnings():
+            arguments = _parser().parse_args(argv)
+            status: int = arguments.run(arguments)
+            sys.stdout.flush()
+            return status
+    except SystemExit as end:  # of argparse
+        return end.code if isinstance(end.code, int) else BAD_USE
+    except KeyboardInterrupt:
+        print("vexfile: interrupted", file=sys.stderr)
+        return INTERRUPTED
+    except BrokenPipeError:
+        _let_go_of_output()
+        return CLOSED
+    except Exception as error:
+        status, said = _explained(error)
+        with contextlib.suppress(OSError):
+            sys.stdout.flush()
+        print(f"vexfile: {said}", file=sys.stderr, flush=True)
+        _let_go_of_output()
+        if argv is None and "netCDF4" in sys.modules:
+            os._exit(status)  # HDF5 crashes when Python ends and it could not write all
+        return status
