@@ -192,6 +192,7 @@ def _add_plots(commands: Any) -> None:
         made[name].add_argument("--limits", type=limits, metavar="LOW,HIGH",
                                 help="of the colours; write --limits=-5,5 when LOW is below 0")
         made[name].add_argument("--projection", metavar="NAME", help="robinson, platecarree, lambert or stereographic")
+        made[name].add_argument("--land", metavar="GRID", help="the grid of vex -alt, whose coasts are drawn")
 
 
 # --- Subcommands ----------------------------------------------------------------------------------------------------
