@@ -93,7 +93,7 @@ def pick_field(dataset: xr.Dataset, name: str, index: int | Sequence[int]) -> tu
     others = [str(dim) for dim in field.dims if dim != "pixel"]
     at = [index] * len(others) if isinstance(index, (int, np.integer)) else list(index)
     if len(at) != len(others):
-        raise ValueError(f"{name}: an index is needed for each of {data.listed(others)}")
+        raise ValueError(f"{name}: {len(at)} indices, and {len(others)} dimensions besides pixel")
     for dim, place in zip(others, at):
         if not 0 <= place < field.sizes[dim]:
             raise ValueError(f"{name}: {dim} {place} is not there; it counts from 0 to {field.sizes[dim] - 1}")
