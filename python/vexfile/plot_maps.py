@@ -170,8 +170,9 @@ def key_texts(found: Sequence[tuple[float, str]], width: float) -> tuple[list[st
     letters = int(15 * width / len(found)) - 1
     if max(len(word) for _, words in found for word in words.split()) <= letters:
         return [textwrap.fill(words, letters) for _, words in found], ""
-    listed = ", ".join(words if words == f"{value:g}" else f"{value:g}\N{NO-BREAK SPACE}{words}" for value, words in found)
-    return [f"{value:g}" for value, _ in found], "\n" + textwrap.fill(listed, int(15 * width))
+    numbers = [f"{value:g}" for value, _ in found]
+    listed = [f"{number}\N{NO-BREAK SPACE}{words}" for number, (_, words) in zip(numbers, found) if words != number]
+    return numbers, "\n" + textwrap.fill(", ".join(listed), int(15 * width)) if listed else ""
 
 
 def category_colours(found: Sequence[tuple[float, str]]) -> Colours:
