@@ -296,10 +296,12 @@ def _explained(error: BaseException) -> tuple[int, str]:
     return BAD_FILE, " ".join(f"{type(error).__name__}: {error}".split())
 
 
-def _let_go_of_output() -> None:
-    """What is still to be written to the standard output is not: it would fail again when Python ends."""
-    with contextlib.suppress(OSError, ValueError):
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+def _end(status: int) -> NoReturn:
+    """Ends at once, without what Python and libraries still do: output that failed would fail again, and HDF5 crashes."""
+    with contextlib.suppress(OSError):
+        sys.stdout.flush()
+    sys.stderr.flush()
+    os._exit(status)
 
 
 @contextlib.contextmanager
@@ -331,26 +333,27 @@ def main(argv: Sequence[str] | None = None) -> int:
     """
     if isinstance(sys.stdout, io.TextIOWrapper):
         sys.stdout.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
+    status, said = _run(argv)
+    if said:
+        print(f"vexfile: {said}", file=sys.stderr)
+    if status not in (FINE, BAD_USE) and argv is None:
+        _end(status)
+    return status
+
+
+def _run(argv: Sequence[str] | None) -> tuple[int, str]:
+    """The exit status, and what is to be said of an error."""
     try:
         with _warnings():
             arguments = _parser().parse_args(argv)
             status: int = arguments.run(arguments)
             sys.stdout.flush()
-            return status
+            return status, ""
     except SystemExit as end:  # of argparse
-        return end.code if isinstance(end.code, int) else BAD_USE
+        return end.code if isinstance(end.code, int) else BAD_USE, ""
     except KeyboardInterrupt:
-        print("vexfile: interrupted", file=sys.stderr)
-        return INTERRUPTED
+        return INTERRUPTED, "interrupted"
     except BrokenPipeError:
-        _let_go_of_output()
-        return CLOSED
+        return CLOSED, ""
     except Exception as error:
-        status, said = _explained(error)
-        with contextlib.suppress(OSError):
-            sys.stdout.flush()
-        print(f"vexfile: {said}", file=sys.stderr, flush=True)
-        _let_go_of_output()
-        if argv is None and "netCDF4" in sys.modules:
-            os._exit(status)  # HDF5 crashes when Python ends and it could not write all
-        return status
+        return _explained(error)

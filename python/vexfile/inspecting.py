@@ -26,6 +26,8 @@ VALUES = 1 << 22
 GAP = 5.0
 #: What numbers of text files, inf and nan among them, are made of, and what stands between them.
 PRINTED = b"0123456789+-.einfa\t\n"
+#: The largest integer.
+LARGEST = (1 << 31) - 1
 #: Bytes that are read at once.
 CHUNK = 1 << 22
 #: Width of the table for people, columns of the screen.
@@ -222,10 +224,10 @@ def check_numbers(file: TextFile) -> None:
         for shape, rows, values in file.tables(begin, min(file.pixels, begin + step)):
             places = positions(found, shape)
             integers = values[:, places[whole & (places >= 0)]]
-            wrong = np.isfinite(integers) & (integers != np.floor(integers))
+            wrong = np.isfinite(integers) & ((integers != np.floor(integers)) | (np.abs(integers) > LARGEST))
             if wrong.any():
                 raise FormatError(file.path, _place_of_line(file, int(rows[wrong.any(axis=1)][0])),
-                                  f"integers, found {integers[wrong][0]:g}")
+                                  f"integers of 32 bits, found {integers[wrong][0]:g}")
 
 
 def _check_bytes(file: TextFile) -> None:
