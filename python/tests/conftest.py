@@ -79,24 +79,36 @@ def run(vex: pathlib.Path, tmp_path_factory: pytest.TempPathFactory) -> Run:
 class Runs:
     """Runs over the archives of `ARCHIVES`, each done once."""
 
-    def __init__(self, run: Run, archive: Archive) -> None:
-        self._run, self._archive = run, archive
+    def __init__(self, run: Run, archive: Archive, folder: pathlib.Path) -> None:
+        self._run, self._archive, self._folder = run, archive, folder
+
+    def _real(self) -> pathlib.Path:
+        message = pathlib.Path(os.environ.get("VEX_TEST_DATA", ""), "ias1_240.bufr")
+        if not message.is_file():
+            pytest.skip("VEX_TEST_DATA does not name a folder with the real message ias1_240.bufr")
+        day = self._folder / "L1C/2012/11/02"
+        if not day.exists():
+            day.mkdir(parents=True)
+            (day / "real.l1_bufr").write_bytes(message.read_bytes())
+        return self._folder
 
     def archive(self, name: str) -> pathlib.Path:
-        """The folder of an archive."""
+        """The folder of an archive; "real" is that of a message of the folder VEX_TEST_DATA."""
+        if name == "real":
+            return self._real()
         date, options = ARCHIVES[name]
         return self._archive("--first-date", date, *options.split())
 
     def run(self, archive: str, options: str, form: str = "bin") -> pathlib.Path:
         """The output file of a run over an archive's day, in the format `form`."""
-        date = ARCHIVES[archive][0]
+        date = "2012-11-02" if archive == "real" else ARCHIVES[archive][0]
         return self._run(self.archive(archive), "-fd", date, "-ld", date, "-of", form, *options.split())
 
 
 @pytest.fixture(scope="session")
-def runs(run: Run, archive: Archive) -> Runs:
+def runs(run: Run, archive: Archive, tmp_path_factory: pytest.TempPathFactory) -> Runs:
     """Archives and output files."""
-    return Runs(run, archive)
+    return Runs(run, archive, tmp_path_factory.mktemp("real"))
 
 
 @pytest.fixture
