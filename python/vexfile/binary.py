@@ -50,12 +50,15 @@ class _Block:
         The first pixel.
     offset, shape : numpy.ndarray
         Where in `data` each record begins, and its sort (record).
+    sorts : list of int
+        The sorts that there are.
     """
 
     begin: int
     data: bytes
     offset: Integers
     shape: Integers
+    sorts: list[int]
 
 
 class BinaryFile:
@@ -160,15 +163,15 @@ class BinaryFile:
 
     def _take(self, block: _Block, field: Field, rows: slice, out: Array) -> None:
         offsets, shapes = block.offset[rows], block.shape[rows]
-        for number in np.unique(shapes):
+        for number in block.sorts:
             shape = self.index.shapes[number]
             place = shape.places.get(field.name)
-            if place is None:
+            there: slice | Integers = slice(None) if len(block.sorts) == 1 else np.flatnonzero(shapes == number)
+            begins = offsets[there]
+            if place is None or not begins.size:
                 continue
-            there = np.flatnonzero(shapes == number)
-            values = self._values(block.data, offsets[there] + place.offset - self._cut_before(shape, place),
-                                  field, place)
-            out[(there if there.size < shapes.size else slice(None), *map(slice, place.counts))] = values
+            values = self._values(block.data, begins + place.offset - self._cut_before(shape, place), field, place)
+            out[(there, *map(slice, place.counts))] = values
 
     def _values(self, data: bytes, offsets: Integers, field: Field, place: Place) -> Array:
         """The values that begin at these places, (offset, ...)."""
@@ -211,7 +214,7 @@ class BinaryFile:
         with self._open() as descriptor:
             data = self._without_spectra(descriptor, offset, lengths, cuts)
         kept = lengths - (cuts[:, 1] - cuts[:, 0])
-        block = _Block(begin, data, np.cumsum(kept) - kept, shape)
+        block = _Block(begin, data, np.cumsum(kept) - kept, shape, np.unique(shape).tolist())
         if not self.index.verified:
             self._verify(begin, data, int(kept[0]), int(lengths[0]), len(offset))
         return self._kept.put(number, block, len(data))
