@@ -31,7 +31,7 @@ CHUNK = 1 << 20
 #: The most channels of a chunk. One channel of many pixels and one spectrum then take about as long to read.
 CHANNELS = 512
 #: What is read together but for spectra, bytes.
-BLOCK = 16 << 20
+BLOCK = 24 << 20
 #: The most pixels that are read together.
 PIXELS = 1 << 16
 #: Rows of CSV that are made together, values.
@@ -164,7 +164,7 @@ class Source:
         variable = self.found[number][item.name]
         if variable.spectrum:
             return file.read_spectrum(begin, end, slice(None), True)
-        return variables.filled(variable, file.read(variable.field.name, begin, end))
+        return variables.fill(variable, file.read(variable.field.name, begin, end))
 
     def _pieces(self) -> Iterator[Piece]:
         """All that is to be read, whole chunks at a time."""
@@ -231,6 +231,8 @@ def _to_netcdf(source: Source, part: str, level: int, progress: Progress) -> Non
                                                   shuffle=not item.spectrum, chunksizes=chunks)
             made[item.name].setncatts(item.attributes)
             made[item.name].set_auto_maskandscale(False)
+            if chunks:  # each is put as a whole, and need not be kept
+                made[item.name].set_var_chunk_cache(int(np.prod(chunks)) * item.dtype.itemsize, preemption=1.0)
             if item.values is not None:
                 made[item.name][:] = item.values
 

@@ -65,9 +65,7 @@ class Variable:
 
 def _missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
     row = variable.field
-    if variable.raw.kind == "i":
-        return np.isin(values, [row.missing, row.missing_text, row.missing_value])
-    missing = np.isin(values, np.array([row.missing, row.missing_text, row.missing_value], np.float32))
+    missing = np.isin(values, np.array([*{row.missing, row.missing_text, row.missing_value}], values.dtype))
     if row.column == "AvhrrStdDevRadiance":
         missing |= values < 0  # -700 over a power of ten
     return missing
@@ -80,13 +78,10 @@ def mask(variable: Variable, values: Array) -> Array:
     return masked
 
 
-def filled(variable: Variable, values: Array) -> Array:
-    """Values of the file's own type whose missing ones are `Variable.fill`."""
-    if variable.raw.kind == "f":
-        return mask(variable, values)
-    out = values.copy()
-    out[_missing(variable, values)] = variable.fill
-    return out
+def fill(variable: Variable, values: Array) -> Array:
+    """The same values, of the file's own type; missing ones are made `Variable.fill`."""
+    values[_missing(variable, values)] = variable.fill
+    return values
 
 
 def _speaking(name: str) -> str:
