@@ -86,16 +86,13 @@ class BinaryFile:
             self.header: Header = read_binary_header(path, file, self._size)
             self.index: Index = make_index(path, file.fileno(), self._size, self.header, whole)
         self.pixels = self.index.count
-        self._fields = {field.name: field for block in self.header.blocks for group in block.groups
-                        for field in (*group.fields, *group.inner)}
-        self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
         self._verified = np.full(self.pixels if not self.index.verified else 0, False)
         self._kept: Kept[_Block] = Kept()
         self._long, self._records = False, RECORDS
         if block := misread_block(self):
             raise FormatError(path, self.header.length, f"records with what the header says: {block.name}")
         lengths = [shape.length for shape in self.index.used()]
-        self._long = bool(self._spectrum) and max(lengths, default=0) > LONG
+        self._long = bool(self.header.spectrum) and max(lengths, default=0) > LONG
         self._records = BLOCK_RECORDS if self._long else max(1, CHUNK // max(lengths, default=1))
         self._kept = Kept()
 
@@ -154,7 +151,7 @@ class BinaryFile:
             (pixel, ...) with the dimensions of `counts`. Where a record has fewer values, or none, stands the field's
             missing value.
         """
-        field = self._fields[name]
+        field = self.header.fields[name]
         out = np.full((end - begin, *self.counts(name)), field.missing, TYPES[field.type])
         for block in self._blocks(begin, end):
             low, high = max(begin, block.begin), min(end, block.begin + len(block.offset))
@@ -194,7 +191,7 @@ class BinaryFile:
 
     def _span(self, shape: Shape) -> tuple[int, int]:
         """From where to where in a record the spectrum is that blocks leave out."""
-        place = shape.places.get(self._spectrum) if self._long else None
+        place = shape.places.get(self.header.spectrum) if self._long else None
         return (place.offset, place.offset + 4 * place.counts[0]) if place else (shape.length, shape.length)
 
     def _cut_before(self, shape: Shape, place: Place) -> int:
@@ -298,7 +295,7 @@ class BinaryFile:
         """Fills the columns of `out` from as many equal records as it has rows."""
         start = int(self.index.records(begin, begin + 1)[0][0])
         low, high = int(positions.min()), int(positions.max()) + 1
-        first = shape.places[self._spectrum].offset + 4 * low
+        first = shape.places[self.header.spectrum].offset + 4 * low
         straight = isinstance(columns, slice) and positions.size == high - low and bool((np.diff(positions) == 1).all())
         if straight and 8 * (high - low) > shape.length:
             self._straight(descriptor, begin, start, shape.length, first, mask, out)

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import functools
 import struct
 from dataclasses import dataclass
 from typing import BinaryIO
@@ -10,7 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from .errors import FormatError
-from .layout import HEADER_CONSTANTS, HEADER_LENGTH, Block, layout
+from .layout import HEADER_CONSTANTS, HEADER_LENGTH, Block, Field, layout
 
 #: Satellite identifiers of the archive (WMO common code table C-5).
 PLATFORMS = {3: "MetOp-B", 4: "MetOp-A", 5: "MetOp-C"}
@@ -64,13 +65,18 @@ class Header:
     @property
     def l1c(self) -> bool:
         """Whether records have the blocks of L1C."""
-        return any(block.spectrum for block in self.blocks)
+        return bool(self.spectrum)
 
-    def same_layout(self, other: Header) -> bool:
-        """Whether records of both files have the same fields in the same form."""
-        return (self.text, self.brightness_temperature, self.avhrr, self.kinds, self.blocks) == (
-            other.text, other.brightness_temperature, other.avhrr, other.kinds, other.blocks) and np.array_equal(
-                self.channels, other.channels)
+    @functools.cached_property
+    def fields(self) -> dict[str, Field]:
+        """All fields of the records by their names."""
+        return {field.name: field for block in self.blocks for group in block.groups
+                for field in (*group.fields, *group.inner)}
+
+    @functools.cached_property
+    def spectrum(self) -> str:
+        """Name of the spectrum's field, empty without one."""
+        return next((block.groups[0].fields[0].name for block in self.blocks if block.spectrum), "")
 
 
 def blocks_of(channels: int, avhrr: bool, kinds: tuple[str, ...]) -> tuple[Block, ...]:

@@ -60,10 +60,7 @@ class TextFile:
             self.header: Header = read_text_header(path, head)
             self._offsets, columns = _lines(path, file, len(head))
         self.pixels = len(columns)
-        self._spectrum = next((b.groups[0].fields[0].name for b in self.header.blocks if b.spectrum), "")
         self.shapes, self._shape = self._sorts(columns)
-        self._fields = {field.name: field for block in self.header.blocks for group in block.groups
-                        for field in (*group.fields, *group.inner)}
         self._kept: Kept[dict[int, tuple[Integers, Array]]] = Kept()
         if self._shape.any():
             pixel = int(np.flatnonzero(self._shape)[0])  # the first one with content
@@ -134,7 +131,7 @@ class TextFile:
     def _hidden(self, number: int, columns: int) -> int:
         """Channels without a name of a line that lacks its L1C pixel, those of ranges that begin below 0: it has a
         missing value for each of them, too."""
-        place = make_shape(self.header, Choice(frozenset(), 0)).places[self._spectrum].offset
+        place = make_shape(self.header, Choice(frozenset(), 0)).places[self.header.spectrum].offset
         values = self._line(number)[place:]
         missing = b"0" if b"0" in values[:1] else b"-777"
         equal = next((i for i, value in enumerate(values) if value != missing), len(values))
@@ -149,7 +146,7 @@ class TextFile:
 
     def read(self, name: str, begin: int, end: int) -> Array:
         """Values of a field as they stand in the file; see `BinaryFile.read`. An empty column is the missing value."""
-        field = self._fields[name]
+        field = self.header.fields[name]
         kind = TYPES.get(field.type, np.dtype("i4"))
         out = np.full((end - begin, *self.counts(name)), field.missing_text, kind)
         for number in range(begin // LINES, -(-end // LINES) if end > begin else 0):
@@ -166,7 +163,7 @@ class TextFile:
         return out
 
     def _without_spectrum(self, shape: Shape, place: Place) -> Place:
-        spectrum = shape.places.get(self._spectrum)
+        spectrum = shape.places.get(self.header.spectrum)
         behind = spectrum and place.offset > spectrum.offset
         return replace(place, offset=place.offset - spectrum.counts[0]) if spectrum and behind else place
 
@@ -176,7 +173,7 @@ class TextFile:
         found = {}
         for sort, rows, lines in self._lines_of(begin, min(self.pixels, begin + LINES)):
             shape = self.shapes[sort]
-            spectrum = shape.places.get(self._spectrum)
+            spectrum = shape.places.get(self.header.spectrum)
             wanted = np.arange(shape.length)
             if spectrum:
                 wanted = np.delete(wanted, slice(spectrum.offset, spectrum.offset + spectrum.counts[0]))
@@ -245,7 +242,7 @@ class TextFile:
         for low in range(begin, end, step):
             for sort, rows, lines in self._lines_of(low, min(end, low + step)):
                 shape = self.shapes[sort]
-                place = shape.places[self._spectrum]
+                place = shape.places[self.header.spectrum]
                 there = wanted if shape.selected is None else np.searchsorted(shape.selected, wanted)
                 held = np.full(wanted.size, True) if shape.selected is None else np.isin(wanted, shape.selected)
                 unique, back = np.unique(there[held], return_inverse=True)
