@@ -213,6 +213,9 @@ def test_converted_files_follow_one_another(runs: Runs, tmp_path: pathlib.Path) 
     whole = xarray.concat(parts, "pixel", data_vars="minimal", coords="minimal", compat="override", join="outer",
                           combine_attrs="drop_conflicts")
     xarray.testing.assert_equal(as_dataset(tmp_path / "a.zarr"), whole)
+    paths = [runs.run("old", "-c 1-3 -tb 1" + more, "txt") for more in (" -maxres 0", "")]  # the first does not tell the unit
+    assert command.main(["convert", *map(str, paths), str(tmp_path / "a.csv")]) == 0
+    assert "brightness_temperature_2" in (tmp_path / "a.csv").read_text()
 
 
 @pytest.mark.skipif(not all(map(shutil.which, ("ncdump", "cdo", "ncks"))), reason="without ncdump, cdo or ncks")

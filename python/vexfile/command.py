@@ -45,15 +45,17 @@ examples:
   vexfile info --json *.txt | python3 -m json.tool
 """
 CHECK = """\
-Of a binary file every record and marker is looked at, of a text or statistics file every number of every line.
+Of a binary file every record and marker is looked at, of a text or statistics file every number of
+every line.
 
 example:
   vexfile check /data/*.bin || echo "not all are sound"
 """
 DUMP = """\
-Without options a binary file is printed byte for byte as vex -of txt would have written it. With --pixels the lines of
-these follow the names of the columns. With --fields each line has the columns of the fields, by the names of variables
-(docs/formats.md, all their layers or channels), of columns, or "time". A value that a record does not have is left empty.
+Without options a binary file is printed byte for byte as vex -of txt would have written it. With
+--pixels the lines of these follow the names of the columns. With --fields each line has the columns
+of the fields, by the names of variables (docs/formats.md; all their layers or channels), of columns,
+or "time". A value that a record does not have is left empty.
 
 examples:
   vexfile dump spectra.bin > spectra.txt
@@ -61,8 +63,8 @@ examples:
   vexfile dump retrievals.bin --fields time,latitude,longitude,twt_skin_temperature
 """
 CONVERT = """\
-The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.8), .zarr (a folder) or .csv (a line for each pixel). Files of
-equal layout follow one another. Statistics files are converted one by one.
+The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.8), .zarr (a folder) or .csv (a line for
+each pixel). Files of equal layout follow one another. Statistics files are converted one by one.
 
 examples:
   vexfile convert spectra.bin spectra.nc
@@ -75,8 +77,8 @@ example:
   vexfile cat 2013*.bin -o year.bin
 """
 MERGE = """\
-Statistics of separate runs become those that one run over all their pixels would have written. Other files of a run
-(histograms, surfaces, grids) are merged one by one.
+Statistics of separate runs become those that one run over all their pixels would have written. Other
+files of a run (histograms, surfaces, grids) are merged one by one.
 
 example:
   vexfile merge-stat mon.txt tue.txt wed.txt -o days.txt
@@ -140,7 +142,8 @@ def _parser() -> Parser:
     commands = parser.add_subparsers(metavar="COMMAND", required=True)
 
     def command(name: str, run: Run, words: str, epilog: str, many: bool = True) -> Parser:
-        made: Parser = commands.add_parser(name, help=words, description=words[0].upper() + words[1:] + ".", epilog=epilog)
+        sentence = words[0].upper() + words[1:] + "."
+        made: Parser = commands.add_parser(name, help=words, description=sentence, epilog=epilog)
         made.set_defaults(run=run)
         if many:
             made.add_argument("files", metavar="FILE", nargs="+")
@@ -162,7 +165,7 @@ def _parser() -> Parser:
     level.add_argument("--uncompressed", dest="compression", action="store_const", const=0, help="as --compression 0")
     cat = command("cat", _cat, "join files", CAT)
     merge = command("merge-stat", _merge, "merge statistics of separate runs", MERGE)
-    merge.add_argument("--tbref", type=float, metavar="K", help="the temperature of -tbref, if these runs had that option")
+    merge.add_argument("--tbref", type=float, metavar="K", help="the temperature of -tbref, if the runs had it")
     for one in (cat, merge):
         one.add_argument("-o", "--out", metavar="OUT", required=True)
     for one in (convert, cat, merge):
@@ -184,7 +187,7 @@ def _add_plots(commands: Any) -> None:
         made[name].add_argument("out", metavar="OUT")
     for name in ("spectrum", "profile"):
         made[name].add_argument("--pixels", type=pixels, metavar="0,5-7", help="which pixels, counted from 0")
-    made["map"].add_argument("--channel", type=channel, metavar="N", help="its number, or with a point its wavenumber, cm-1")
+    made["map"].add_argument("--channel", type=channel, metavar="N", help="a number; with a point a wavenumber, cm-1")
     made["map"].add_argument("--index", type=pixels, metavar="0", help="which layer of a field, counted from 0")
     made["map"].add_argument("--title", help="in place of satellite, dates and counts")
     for name in ("map", "statistics"):
@@ -297,7 +300,7 @@ def _explained(error: BaseException) -> tuple[int, str]:
 
 
 def _end(status: int) -> NoReturn:
-    """Ends at once, without what Python and libraries still do: output that failed would fail again, and HDF5 crashes."""
+    """Ends at once: output that failed would fail again, and HDF5 that could not write all crashes."""
     with contextlib.suppress(OSError):
         sys.stdout.flush()
     sys.stderr.flush()

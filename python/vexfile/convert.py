@@ -39,11 +39,11 @@ CELLS = 1 << 20
 
 #: Of compression by zlib or zstd, from 0 to 9: higher ones take longer and make spectra hardly smaller.
 LEVELS = {".nc": 1, ".zarr": 5, ".csv": 0}
-#: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are exact as
-#: nanoseconds, too, from 1991 to 2028.
+#: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
+#: exact as nanoseconds, too, from 1991 to 2028.
 TIME = {"units": "milliseconds since 2010-01-01 00:00:00", "calendar": "standard"}
-#: Coordinates are named by the variables that have them, but by the file where that would be refused by some tools: those
-#: want a grid's latitude and longitude and these of at most two dimensions.
+#: Coordinates are named by the variables that have them. Some tools want no others there than latitude and longitude,
+#: and these of at most two dimensions: the file as a whole names the others.
 GRID, OTHERS = "latitude longitude", "time wavenumber"
 EPOCH = np.datetime64("2010-01-01", "ns")
 
@@ -100,18 +100,21 @@ class Source:
 
     def __init__(self, paths: Sequence[str], whole: bool) -> None:
         from .engine import attributes, dataset
-        self.files = [open_file(path, whole) for path in paths]
-        for file in self.files[1:]:
+        files = [open_file(path, whole) for path in paths]
+        self.files = [file for file in files if file.pixels] or files[:1]
+        for file in files:
             if found := difference(self.files[0], file):
-                raise ValueError(f"{file.path}: {found}, unlike {paths[0]}")
+                raise ValueError(f"{file.path}: {found}, unlike {self.files[0].path}")
         self.first = np.cumsum([0] + [file.pixels for file in self.files])
         self.pixels = int(self.first[-1])
         self.found = [variables.variables(file) for file in self.files]
         said = [attributes(file) for file in self.files]
-        self.attributes = {name: value for name, value in said[0].items() if all(one.get(name) == value for one in said)}
+        self.attributes = {name: value for name, value in said[0].items()
+                           if all(one.get(name) == value for one in said)}
         data = [dataset(file) for file in self.files]
         self.block = _power_of_two(BLOCK / self._row())
-        there = [name for name, one in data[0].variables.items() if "channel" not in one.dims or data[0].sizes["channel"]]
+        there = [name for name, one in data[0].variables.items()
+                 if "channel" not in one.dims or data[0].sizes["channel"]]
         self.attributes["coordinates"] = " ".join(name for name in OTHERS.split() if name in there)
         self.items = [self._item(name, data) for name in there]
 

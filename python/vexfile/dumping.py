@@ -88,7 +88,8 @@ def _behind(runs: Iterable[tuple[int, int]], count: int) -> Iterator[tuple[int, 
         count = max(0, count - (end - begin))
 
 
-def _printed(file: VexFile, fields: Sequence[str] | None, runs: Iterable[tuple[int, int]]) -> Iterator[tuple[int, bytes]]:
+def _printed(file: VexFile, fields: Sequence[str] | None,
+             runs: Iterable[tuple[int, int]]) -> Iterator[tuple[int, bytes]]:
     """Numbers of pixels, and their lines."""
     chosen = columns(file) if fields is None else list(choose(file, fields).values())
     printer = _Printer(file, chosen, fields is not None)
@@ -154,7 +155,8 @@ class _Printer:
         """The lines of the pixels from `begin` to before `end`."""
         lines = [self.empty] * (end - begin)
         file = self.file
-        for row, line in self.of_text(file, begin, end) if isinstance(file, TextFile) else self.of_binary(file, begin, end):
+        found = self.of_text(file, begin, end) if isinstance(file, TextFile) else self.of_binary(file, begin, end)
+        for row, line in found:
             lines[row] = line
         return lines
 

@@ -156,7 +156,8 @@ def table(found: Facts) -> str:
 def _statistics_rows(found: Facts) -> Iterator[tuple[str, str]]:
     yield "sort", f"statistics ({found['kind'].replace('_', ' ')}), {found['bytes']} bytes"
     yield "rows", str(found["rows"])
-    yield "columns", f"{len(found['columns'])}: " + " ".join(found["columns"][:20]) + " ..." * (len(found["columns"]) > 20)
+    columns = found["columns"]
+    yield "columns", f"{len(columns)}: " + " ".join(columns[:20]) + " ..." * (len(columns) > 20)
     for comment in found["comments"]:
         yield "", comment
 
@@ -238,7 +239,8 @@ def _check_bytes(file: TextFile) -> None:
             if data.translate(None, PRINTED):
                 strange = re.search(b"[^" + re.escape(PRINTED) + b"]", data)
                 assert strange
-                raise FormatError(file.path, place + strange.start(), f"a number, found {strange[0].decode('latin-1')!r}")
+                found = strange[0].decode("latin-1")
+                raise FormatError(file.path, place + strange.start(), f"a number, found {found!r}")
             place += len(data)
 
 
