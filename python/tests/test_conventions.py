@@ -64,5 +64,4 @@ def test_netcdf_of_xarray(runs: Runs, tmp_path: Path) -> None:
         assert file["radiance"].dtype == np.float32 and file["l2_land_sea_qualifier"].dtype == np.int16
     with xarray.open_dataset(path) as back:
         for name in whole.variables:
-            assert np.array_equal(back[name].values, whole[name].values, equal_nan=True) or name == "time"
-        assert abs(back.time - whole.time).max() < np.timedelta64(1000, "ns")
+            assert np.array_equal(back[name].values, whole[name].values, equal_nan=whole[name].dtype.kind in "fM")

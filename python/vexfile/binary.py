@@ -1,6 +1,6 @@
 """Values of binary files, read when they are asked for.
 
-Memory: what is read at once is about 1 MB; blocks of the last records are kept, 64 MB at most; all else is the result.
+Memory: what is read at once is 1 to 4 MB; blocks of the last records are kept, 64 MB at most; all else is the result.
 """
 
 from __future__ import annotations
@@ -23,8 +23,8 @@ from .plausible import RECORDS, misread_block
 from .scatter import read_rows
 from .shapes import Place, Shape
 
-#: What is read at once, bytes.
-CHUNK = 1 << 20
+#: What is read at once: of spectra, and of records as blocks, bytes.
+CHUNK, BLOCK = 1 << 20, 1 << 22
 #: Records longer than this are read without their spectrum when other fields are wanted, bytes.
 LONG = 8192
 #: Records of a block without their spectra.
@@ -93,7 +93,7 @@ class BinaryFile:
             raise FormatError(path, self.header.length, f"records with what the header says: {block.name}")
         lengths = [shape.length for shape in self.index.used()]
         self._long = bool(self.header.spectrum) and max(lengths, default=0) > LONG
-        self._records = BLOCK_RECORDS if self._long else max(1, CHUNK // max(lengths, default=1))
+        self._records = BLOCK_RECORDS if self._long else max(1, BLOCK // max(lengths, default=1))
         self._kept = Kept()
 
     @property

@@ -39,9 +39,6 @@ CELLS = 1 << 20
 
 #: Of compression by zlib or zstd, from 0 to 9: higher ones take longer and make spectra hardly smaller.
 LEVELS = {".nc": 1, ".zarr": 5, ".csv": 0}
-#: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
-#: exact as nanoseconds, too, from 1991 to 2028.
-TIME = {"units": "milliseconds since 2010-01-01 00:00:00", "calendar": "standard"}
 #: Coordinates are named by the variables that have them. Some tools want no others there than latitude and longitude,
 #: and these of at most two dimensions: the file as a whole names the others.
 GRID, OTHERS = "latitude longitude", "time wavenumber"
@@ -132,7 +129,7 @@ class Source:
             return Item(name, dimensions, largest.shape, largest.dtype, None, said, largest.values, largest.shape)
         shape = (self.pixels, *largest.shape[1:])
         if name == "time":
-            said |= TIME
+            said |= variables.TIME_UNITS
         elif name not in variables.COORDINATES and len(dimensions) <= 2:
             said["coordinates"] = GRID
         dtype = np.dtype(encoding["dtype"])

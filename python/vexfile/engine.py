@@ -106,8 +106,8 @@ def _time(file: VexFile) -> xarray.Variable:
     array = LazyArray((file.pixels,), np.dtype("M8[ns]"), functools.partial(variables.read_time, file))
     attributes = {"long_name": "time of the measurement, UTC", "standard_name": "time",
                   "vex_name": "Year Month Day Hour Minute Milliseconds"}
-    encoding = {"units": "seconds since 2000-01-01 00:00:00", "calendar": "standard", "dtype": np.dtype("f8"),
-                "_FillValue": np.nan, "preferred_chunks": {"pixel": max(1, file.pixels)}}
+    encoding = {**variables.TIME_UNITS, "dtype": np.dtype("f8"), "_FillValue": np.nan,
+                "preferred_chunks": {"pixel": max(1, file.pixels)}}
     return xarray.Variable(("pixel",), indexing.LazilyIndexedArray(array), attributes, encoding)
 
 

@@ -23,6 +23,10 @@ WAVENUMBER_FIRST, WAVENUMBER_STEP = 644.75, 0.25
 TIME_FIELDS = ("year", "month", "day", "hour", "minute", "milliseconds")
 COORDINATES = ("time", "latitude", "longitude")
 
+#: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
+#: exact as nanoseconds, too, from 1991 to 2028.
+TIME_UNITS = {"units": "milliseconds since 2010-01-01 00:00:00", "calendar": "standard"}
+
 
 @dataclass(frozen=True)
 class Variable:
