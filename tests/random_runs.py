@@ -2,7 +2,6 @@
 
 import dataclasses
 import hashlib
-import pathlib
 import re
 import shlex
 

@@ -37,7 +37,8 @@ FAR = 4096
 Array = npt.NDArray[Any]
 
 CODES = {"int1": "u1", "int2": "i2", "int4": "i4", "real4": "f4"}
-TYPES: dict[str, np.dtype[Any]] = {"int1": np.dtype("i2"), "int2": np.dtype("i2"), "int4": np.dtype("i4"), "real4": np.dtype("f4")}
+TYPES: dict[str, np.dtype[Any]] = {name: np.dtype(code) for name, code in
+                                   (("int1", "i2"), ("int2", "i2"), ("int4", "i4"), ("real4", "f4"))}
 
 
 @dataclass(frozen=True)

@@ -17,7 +17,6 @@ from . import variables
 from .binary import LONG
 from .joining import difference
 from .opening import open_file, sort_of, with_index
-from .variables import VexFile
 from .writing import replacing
 
 Array = npt.NDArray[Any]
