@@ -92,12 +92,13 @@ struct SChange {
 /// The message at hand: a base and its changes.
 class CProgramMessage {
  public:
-  void Begin(EKind eKind, const SOrder& order) {
+  void Begin(EKind eKind, const SOrder& order, bool bFitting) {
     constexpr int L2_LAYOUTS[] = {0, 3, 4, 5, 6, 7, 8};
     if (order.nArgument >= 0xF0) eKind = static_cast<EKind>(order.nArgument % 6);  // one of another product
     const int nLayout =
         eKind == EKind::L1C ? 2 - order.nArgument % 2 : L2_LAYOUTS[order.nArgument % std::size(L2_LAYOUTS)];
     m_pBase = &Base(eKind, nLayout, order.nValue & 7);
+    m_bFitting = bFitting;
     // More than a block or a tile of pixels is rare.
     m_nSubsets = 1 + order.nPlace % (order.nPlace >= 0xFF00 ? 300 : order.nPlace >= 0xF000 ? 70 : 8);
     m_encoder = CBUFREncoder(m_nSubsets);
@@ -237,7 +238,7 @@ class CProgramMessage {
     const uint64_t nHash = SampleHash(nSeed & 0xFFFF, nSeed >> 16);
     const auto eIncrements = static_cast<EIncrements>(nHash >> 8 & 3);
     const int nAny = static_cast<int>(nHash & 63);
-    const int nWidth = (nHash >> 16 & 31) == 0 ? nAny : nAny % (std::min(nElement, 62) + 1);
+    const int nWidth = !m_bFitting && (nHash >> 16 & 31) == 0 ? nAny : nAny % (std::min(nElement, 62) + 1);
     m_arIncrements.resize(m_nSubsets);
     for (size_t i = 0; i < m_arIncrements.size(); ++i) {
       const uint64_t nValue = SampleHash(nHash, i);
@@ -249,6 +250,7 @@ class CProgramMessage {
   }
 
   const SBase* m_pBase = nullptr;
+  bool m_bFitting = false;
   int m_nSubsets = 1;
   CBUFREncoder m_encoder{1};
   std::vector<int> m_arDescriptors;
@@ -278,7 +280,7 @@ void CFileProgram::Do(const SOrder& order) {
   if (m_szBytes.size() > ENOUGH) return;
   if (order.eOrder == EOrder::MESSAGE || !m_bOpen) {
     EndMessage();
-    maker.Begin(m_eKind, order.eOrder == EOrder::MESSAGE ? order : SOrder{});
+    maker.Begin(m_eKind, order.eOrder == EOrder::MESSAGE ? order : SOrder{}, m_bFitting);
     m_bOpen = true;
   }
   if (order.eOrder == EOrder::BETWEEN) {

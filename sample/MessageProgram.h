@@ -52,7 +52,8 @@ class CProgram {
 /// A file of messages, made order by order.
 class CFileProgram {
  public:
-  explicit CFileProgram(EKind eKind) : m_eKind(eKind) {}
+  /// bFitting: no increments are wider than their element.
+  explicit CFileProgram(EKind eKind, bool bFitting = false) : m_eKind(eKind), m_bFitting(bFitting) {}
 
   /// Carries out one order; those for whole runs are none of its.
   void Do(const SOrder& order);
@@ -64,6 +65,7 @@ class CFileProgram {
   void EndMessage();
 
   EKind m_eKind;
+  bool m_bFitting;
   bool m_bOpen = false;
   std::string m_szBytes;
 };

@@ -3,45 +3,28 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <vector>
 
-#include "sample/BUFREncoder.h"
-#include "sample/Layouts.h"
+#include "sample/MessageProgram.h"
 #include "tests/differential/Model.h"
 
-/// A file with one message, and what a reader is to find in it.
-struct SMade {
-  int nVersion = 0;
-  int nPixels = 0;
-  bool bDamaged = false;
-  std::string szFile;
-  std::vector<uint8_t> arBytes;  // of section 4
-};
-
-/// Makes messages that get through the first checks of a decoder and vary in all that the format leaves open:
-/// reference values, widths of increments, missing values, replication counts, number of subsets, layout
-/// version, edition; half of them damaged.
+/// Makes files by random programs. Every element may have another reference value, increments of any width,
+/// missing values; half of the files are damaged in all the ways that there are orders for.
 class CMessageMaker {
  public:
   explicit CMessageMaker(uint64_t nSeed) : m_random(nSeed) {}
 
-  /// The model knows the layouts.
-  SMade Make(EKind eKind, const CModel& model);
+  /// The model knows the layouts. bDamaged: more than the values of elements was changed.
+  std::string Make(EKind eKind, const CModel& model, bool& bDamaged);
 
   int Below(int n) { return static_cast<int>(m_random() % static_cast<unsigned>(n)); }
   bool OneIn(int n) { return Below(n) == 0; }
 
  private:
-  void Describe(EKind eKind, CBUFREncoder& encoder, SMade& made);
-  uint64_t Field(int nWidth);
-  void Element(CBUFREncoder& encoder, int nWidth);
-  void Increments(CBUFREncoder& encoder, int nWidth, uint64_t nBase, int nIncrement);
-  void Count(CBUFREncoder& encoder, const STemplateField& field);
-  void Bands(CBUFREncoder& encoder);
-  void Samples(CBUFREncoder& encoder, int nSamples);
-  void Damage(SMade& made, size_t nData);
+  void Order(EOrder eOrder, int nArgument, int nPlace, uint64_t nValue);
+  bool Message(EKind eKind, const CModel& model, bool bSound);
+  void Vary(const CModel::SRows& parts, bool bL1C, int nElements, int nStrange);
+  void Damage();
 
   std::mt19937_64 m_random;
-  int m_nStrange = 0;  // one element in so many is strange, 0: none
-  int m_nMissing = 1;  // one value in so many is missing
+  CFileProgram m_file{EKind::L1C};
 };
