@@ -181,20 +181,12 @@ void Run(SSetup& setup, SStream& stream, int nProduct, bool bFiles) {
 
 }  // namespace
 
-void Silence() {
-  constexpr size_t BUFFER_SIZE = 1 << 16;
-  if (!std::freopen("/dev/null", "w", stdout) || std::setvbuf(stdout, nullptr, _IOFBF, BUFFER_SIZE) != 0)
-    std::abort();
-}
-
 void Decode(const SDecoding& decoding, const std::string& szFile) {
-  static CMemoryFiles files;
-  static const CFileSystemScope scope(files);
   static std::unique_ptr<SStream> arpKept[PRODUCTS];
   const auto [nOptions, nMore, nProduct] = decoding;
   SSetup& setup = Setup(nOptions, nMore, nProduct);
   if (!arpKept[nProduct]) arpKept[nProduct] = std::make_unique<SStream>(nProduct);
-  files.Clear();
+  CMemoryFiles& files = EmptyFiles();
   files.File(INPUT) = szFile;
   SetWideKernels(!(nOptions & PORTABLE));
   const bool bFresh = std::hash<std::string>()(szFile) % 16 == 0;

@@ -13,6 +13,3 @@ struct SDecoding {
 /// Aborts when a run with new objects and the other kernels, which one input in sixteen has, writes other
 /// bytes.
 void Decode(const SDecoding& decoding, const std::string& szFile);
-
-/// Has nothing printed, from here on.
-void Silence();

@@ -135,3 +135,17 @@ int CMemoryFiles::CloseFolder(DIR* pFolder) {
   delete reinterpret_cast<SFolder*>(pFolder);
   return 0;
 }
+
+CMemoryFiles& EmptyFiles() {
+  static CMemoryFiles files;
+  static const CFileSystemScope scope(files);
+  files.Clear();
+  return files;
+}
+
+std::vector<char*> Arguments(std::vector<std::string>& arTexts) {
+  std::vector<char*> arArguments;
+  for (std::string& szText : arTexts) arArguments.push_back(szText.data());
+  arArguments.push_back(nullptr);
+  return arArguments;
+}

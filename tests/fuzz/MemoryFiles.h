@@ -46,3 +46,8 @@ class CMemoryFiles : public CFileSystem {
   size_t m_nFiles = 0;  // those in use
   std::vector<SOpen> m_arOpen;
 };
+
+/// An empty one, which stands in for that of the system from the first call on.
+CMemoryFiles& EmptyFiles();
+/// What a main is given.
+std::vector<char*> Arguments(std::vector<std::string>& arTexts);

@@ -4,11 +4,6 @@
 #include "Decoding.h"
 #include "prod/ProductKind.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  Silence();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t nBytes) {
   constexpr size_t HEADER = 3;
   if (nBytes >= HEADER)

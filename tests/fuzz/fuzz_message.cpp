@@ -20,11 +20,6 @@ int Product([[maybe_unused]] uint8_t nByte) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  Silence();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t nBytes) {
   if (nBytes < HEADER) return 0;
   const SDecoding decoding = {pBytes[0], pBytes[1], Product(pBytes[2])};

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "Decoding.h"
 #include "MemoryFiles.h"
 #include "app/VexApp.h"
 #include "prod/ProductKind.h"
@@ -66,8 +65,7 @@ constexpr const char* ARGUMENTS[][2] = {
 /// The archive and the arguments, filled order by order.
 class CRun {
  public:
-  explicit CRun(CMemoryFiles& files) : m_files(files) {
-    m_files.Clear();
+  CRun() {
     m_files.File("/a/grid");
     m_arTexts = {"vex",  "-d",  "/a/L1C",     "-d2", "/a/L2",     "-out",
                  "/out", "-fd", "2013-04-19", "-ld", "2013-04-21"};
@@ -90,10 +88,7 @@ class CRun {
 
   void End() {
     EndFile();
-    std::vector<char*> arArguments;
-    for (std::string& szText : m_arTexts) arArguments.push_back(szText.data());
-    arArguments.push_back(nullptr);
-    CVexApp().Main(static_cast<int>(m_arTexts.size()), arArguments.data());
+    CVexApp().Main(static_cast<int>(m_arTexts.size()), Arguments(m_arTexts).data());
   }
 
  private:
@@ -109,7 +104,7 @@ class CRun {
                    (szKind.empty() ? ".l1_bufr" : ".l2_bufr")) = szBytes;
   }
 
-  CMemoryFiles& m_files;
+  CMemoryFiles& m_files = EmptyFiles();
   std::vector<std::string> m_arTexts;
   CFileProgram m_file{EKind::L1C};
   int m_nProduct = 0, m_nFile = 0;
@@ -118,15 +113,8 @@ class CRun {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  Silence();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t nBytes) {
-  static CMemoryFiles files;
-  static const CFileSystemScope scope(files);
-  CRun run(files);
+  CRun run;
   CProgram program(pBytes, nBytes);
   for (SOrder order; program.Next(order);) run.Do(order);
   run.End();
