@@ -142,7 +142,7 @@ TEST(BadInput, GoodMessagesAroundBadOnesComeOut) {
       CTestTree tree;
       tree.Add(eKind, szA + c.szBytes + szB, "m");
       tree.Add(eKind, szC, "z");
-      const STreeRun run = tree.Run(Options(eKind));
+      const SRun run = tree.Run(Options(eKind));
       ExpectGood(run);
       EXPECT_NE(run.szOutput.find(c.szSays), std::string::npos) << c.szSays;
       const std::string szRecords = Records(tree.Output());
@@ -173,7 +173,7 @@ TEST(BadInput, ManySubsetsInASoundMessage) {
   }
   CTestTree tree;
   tree.Add(EKind::L1C, encoder.Message());
-  STreeRun run = tree.Run({"-c", "4-5"});
+  SRun run = tree.Run({"-c", "4-5"});
   ExpectGood(run);
   const std::string szRecords = Records(tree.Output());
   constexpr size_t RECORD = 4 + 101 + 4;
@@ -203,7 +203,7 @@ TEST(BadInput, ManySubsetsOfWhichOneIsKept) {
     std::string arszRecords[2];
     for (const bool bMany : {false, true}) {
       tree.Add(eKind, bMany ? Crowd(eKind, arPixels[0]) : TestMessage(eKind, arPixels).szBytes);
-      const STreeRun run = tree.Run(Options(eKind) + TOptions{"-maxres", "1"});
+      const SRun run = tree.Run(Options(eKind) + TOptions{"-maxres", "1"});
       ExpectGood(run);
       arszRecords[bMany] = Records(tree.Output());
       arnMegabytes[bMany] = run.nMegabytes;
@@ -230,7 +230,7 @@ TEST(BadInput, ManySubsetsInTinyMessages) {
     for (const bool bMany : {false, true}) {
       tree.Add(eKind, bMany ? szFile : "", "a");
       tree.Add(eKind, whole.szBytes, "b");
-      const STreeRun run = tree.Run(Options(eKind) + TOptions{"-fov", "0"});
+      const SRun run = tree.Run(Options(eKind) + TOptions{"-fov", "0"});
       ExpectGood(run);
       ExpectSays(run, "\n1 " + std::string(eKind == EKind::L1C ? "L1C" : KindName(eKind)) +
                           " data selected out of " + std::to_string(bMany * MESSAGES * SUBSETS + 1) + "\n");
@@ -274,7 +274,7 @@ TEST(BadInput, MessagesLargerThanMemory) {
     const std::string szRecords = Alone(eKind, szSound, arOptions);
     for (const rlim_t nMegabytes : c.arnMegabytes) {
       SCOPED_TRACE(std::string(KindName(eKind)) + " " + std::to_string(nMegabytes));
-      const STreeRun run = tree.Run(arOptions, nMegabytes);
+      const SRun run = tree.Run(arOptions, nMegabytes);
       EXPECT_EQ(run.nStatus, 0);
       ExpectSays(run,
                  "\nERROR: not enough memory for a message of " + std::to_string(c.nPixels) + " pixels\n", 2);
@@ -299,7 +299,7 @@ TEST(BadInput, ManyDescriptors) {
   szMany.insert(nSection3 + 7, nSection3 + SECTION - nSection4, '\0');
   CTestTree tree;
   tree.Add(EKind::TRG, szMany + whole.szBytes);
-  const STreeRun run = tree.Run(Options(EKind::TRG));
+  const SRun run = tree.Run(Options(EKind::TRG));
   ExpectGood(run);
   const std::string szRecords = Alone(EKind::TRG, whole.szBytes);
   EXPECT_TRUE(Records(tree.Output()) == szRecords + szRecords);
@@ -327,7 +327,7 @@ TEST(BadInput, FlippedBitsAndCutMessages) {
         add(szDamaged);
       }
     for (size_t i = 0; i < szBad.size(); i += eKind == EKind::L1C ? 509 : 1) add(szBad.substr(0, i));
-    const STreeRun run = tree.Run(Options(eKind));
+    const SRun run = tree.Run(Options(eKind));
     ExpectGood(run);
     EXPECT_GE(CountOf(Records(tree.Output()), szReference), nFiles) << KindName(eKind);
     ExpectSays(run, "_bufr\n", nFiles);
@@ -346,7 +346,7 @@ TEST(BadInput, StrangeFilesAreReportedOrPassedOver) {
   ASSERT_EQ(mkfifo((szFolder + "fifo.bin").c_str(), 0600), 0);
   tree.Add(EKind::L1C, "", "closed");
   chmod((szFolder + "closed.l1_bufr").c_str(), 0);
-  const STreeRun run = tree.Run({"-c", "1"});
+  const SRun run = tree.Run({"-c", "1"});
   ExpectGood(run);
   EXPECT_EQ(CRecordFile(tree.Output()).arRecords.size(), 2 * arNames.size());
   ExpectSays(run, "\n11 L1C data files selected\n");

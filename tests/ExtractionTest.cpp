@@ -309,7 +309,7 @@ TEST(Extraction, ReportsMissingData) {
     for (const std::string& szLine : c.arLines) szLines += WarningLine(szLine);
     if (!c.arLines.empty())
       szLines = FRAME + WarningLine("WARNING: missing data into the archive") + szLines + FRAME;
-    const STreeRun run = tree.Run(
+    const SRun run = tree.Run(
         {"-c", "1-8461", "-avhrr", "1", "-t2", "ozo,trg,clp,twt,ems", "-mila", "-999", "-milo", "-999"});
     ExpectSays(run, "out of 3\n" + szLines + "Extraction succeeded");
     EXPECT_EQ(CRecordFile(tree.Output()).arRecords.size(), 3U);
@@ -322,7 +322,7 @@ TEST(Extraction, ReportsMissingData) {
   for (const SSamplePixel& pixel : arPixels) szFile += TestMessage(EKind::L1C, {pixel}).szBytes;
   tree.Add(EKind::L1C, szFile);
   for (const int i : {0, 1, 2}) {
-    const STreeRun run = tree.Run({"-c", "1", "-milo", "-999", "-fov", std::to_string(i)});
+    const SRun run = tree.Run({"-c", "1", "-milo", "-999", "-fov", std::to_string(i)});
     ExpectSays(run, "1 L1C data selected out of 3\n");
     ExpectSays(run, "WARNING: missing data", i != 1);
   }

@@ -310,7 +310,7 @@ TEST_F(FaultTest, FoldersThatCannotBeRead) {
   fs::create_directory(tree.Path("L1C/2015"));
   tree.Write("L1C/2015/01", "no folder");
   fs::create_symlink(tree.Path("nowhere"), tree.Path("L1C/2016"));
-  const STreeRun run = tree.Run({"-c", "1", "-ld", "2017-01-01", "-t2", "ems"});
+  const SRun run = tree.Run({"-c", "1", "-ld", "2017-01-01", "-t2", "ems"});
   ExpectSays(run, "ERROR: Unable to read folder " + tree.Path("L1C/2014") +
                       "\nERROR: Unable to read folder " + tree.Path("L1C/2015/01") + "\n2 L1C data files");
   ExpectSays(run, "ERROR: ", 2);

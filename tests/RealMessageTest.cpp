@@ -22,7 +22,7 @@ class RealMessage : public ::testing::Test {
     m_tree.Add(EKind::L1C, ReadWholeFile(m_szPath), "real", "2012/11/02");
   }
 
-  STreeRun Run(const char* szFormat) const {
+  SRun Run(const char* szFormat) const {
     return m_tree.Run(
         {"-c", "1-8461", "-avhrr", "1", "-fd", "2012-11-02", "-ld", "2012-11-02", "-of", szFormat});
   }

@@ -114,8 +114,8 @@ class StatRun : public testing::Test {
     return arPixels;
   }
 
-  static STreeRun RunStat(const TOptions& arOptions, bool bSuccess = true) {
-    const STreeRun run = s_pTree->Run(TOptions{"-of", "txtstat"} + arOptions);
+  static SRun RunStat(const TOptions& arOptions, bool bSuccess = true) {
+    const SRun run = s_pTree->Run(TOptions{"-of", "txtstat"} + arOptions);
     ExpectSays(run, bSuccess ? "Extraction succeeded in " : "Error: extraction failed!");
     return run;
   }
@@ -312,7 +312,7 @@ TEST_F(StatRun, SurfacesPeriodsAndPositionsHaveTheirFiles) {
     const TOptions arOptions = CHANNELS + TOptions{"-alt", s_pTree->Path(szGrid)};
     const auto arPixels = Pixels(arOptions);
     std::filesystem::remove(s_pTree->Path("out"));
-    const STreeRun run = RunStat(arOptions + TOptions{"-stsext", "1", "-sk", "1"});
+    const SRun run = RunStat(arOptions + TOptions{"-stsext", "1", "-sk", "1"});
     EXPECT_FALSE(std::filesystem::exists(s_pTree->Path("out")));
     EXPECT_LT(run.nMegabytes, 400);
     std::string szFiles;
@@ -495,7 +495,7 @@ TEST_F(StatRun, AnOzoneColumnLacksWhatALayerLacks) {
 TEST_F(StatRun, ADayOneArchiveIsInNoCell) {
   const CTestTree tree;
   tree.Add(EKind::L1C, TestMessage(EKind::L1C, TestPixels(10), 1).szBytes);
-  const STreeRun run = tree.Run({"-of", "txtstat", "-c", "1", "-boxstat", "1-1", "-histcloud", "0-100,2"});
+  const SRun run = tree.Run({"-of", "txtstat", "-c", "1", "-boxstat", "1-1", "-histcloud", "0-100,2"});
   const std::string szFrame = std::string(60, '*') + "\n";
   ExpectSays(run, szFrame +
                       "** WARNING: boxstat requested                             **\n"
@@ -526,7 +526,7 @@ TEST_F(StatRun, FailuresAreSaidAndTheOtherFilesWritten) {
   std::filesystem::create_directory(szBad + ".HistoLatitude.txt");
   std::filesystem::create_symlink("/dev/full", szBad + ".HistoCloud.txt");
   std::filesystem::create_symlink("/dev/full", szBad + ".HistoVar.txt");
-  const STreeRun bad = RunStat(arOptions + TOptions{"-out", szBad}, false);
+  const SRun bad = RunStat(arOptions + TOptions{"-out", szBad}, false);
   ExpectSays(bad, "\nOutput file " + szBad + " written\nERROR: ouverture fichier " + szBad +
                       ".HistoLatitude.txt\nERROR: Writing failure!\n\nOutput file " + szBad +
                       ".boxstat written\n");
@@ -539,7 +539,7 @@ TEST_F(StatRun, FailuresAreSaidAndTheOtherFilesWritten) {
        {TOptions{"-histlat", "-90-90,2"}, TOptions{"-histvar", "0-1,2"}, TOptions{"-boxstat", "3100-3100"}})
     ExpectSays(RunStat(CHANNELS + arBad + TOptions{"-out", szBad}, false), "ERROR: ");
 
-  const STreeRun large = RunStat(
+  const SRun large = RunStat(
       arOptions + TOptions{"-out", szLarge, "-boxstat", "30000-30000", "-histvar", "0-1,2000000000"}, false);
   for (const char* szSuffix : {".boxstat", ".HistoVar.txt"}) {
     ExpectSays(large, "ERROR: " + szLarge + szSuffix + " would need more");

@@ -1,9 +1,6 @@
 #include "TestArchive.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <limits>
 #include <sstream>
@@ -72,32 +69,12 @@ std::string CTestTree::Add(EKind eKind, const std::string& szBytes, const std::s
   return Write(szFolder + "/" + szName + szExtension, szBytes);
 }
 
-STreeRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
-  constexpr int CAP_SECONDS = 100;  // far more than any of the runs takes
-  TOptions arAll =
-      TOptions{VEX_BINARY, "-d",         Path("L1C"), "-d2",        Path("L2"), "-out",      Path("out"),
-               "-alt",     Path("grid"), "-fd",       "2013-04-20", "-ld",      "2013-04-20"} +
-      arOptions;
-  std::vector<char*> arArguments;
-  for (std::string& szOption : arAll) arArguments.push_back(szOption.data());
-  arArguments.push_back(nullptr);
-  const std::string szOutput = Path("stdout");
-  const pid_t pid = fork();
-  if (pid == 0) {
-    dup2(open(szOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
-    alarm(CAP_SECONDS);
-    const rlimit space = {nMegabytes << 20, nMegabytes << 20};
-    if (nMegabytes > 0) setrlimit(RLIMIT_AS, &space);
-    execv(VEX_BINARY, arArguments.data());
-    _exit(127);
-  }
-  int nStatus = 0;
-  rusage usage{};
-  wait4(pid, &nStatus, 0, &usage);
-  STreeRun run;
-  run.nStatus = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
-  run.szOutput = ReadWholeFile(szOutput);
-  return run;
+SRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
+  return RunProgram(VEX_BINARY,
+                    TOptions{"-d", Path("L1C"), "-d2", Path("L2"), "-out", Path("out"), "-alt", Path("grid"),
+                             "-fd", "2013-04-20", "-ld", "2013-04-20"} +
+                        arOptions,
+                    nMegabytes);
 }
 
 CRecordFile CTestTree::Records(const TOptions& arOptions, int nSpectrumValues) const {

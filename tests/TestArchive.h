@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/resource.h>
-
 #include <string>
 #include <vector>
 
@@ -38,10 +36,6 @@ CBUFREncoder TestEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels,
 CBUFREncoder EmptyEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels, int nLayout = -1,
                           int nSubsets = -1);
 
-struct STreeRun : SRun {
-  long nMegabytes = 0;  // most memory that was in use
-};
-
 /// A tree of products in a folder of its own: L1C/YYYY/MM/DD and L2/YYYY/MM/DD/kind.
 class CTestTree : public CTempDir {
  public:
@@ -50,9 +44,8 @@ class CTestTree : public CTempDir {
   /// Writes a file of messages; the name gets the usual extension when it has none. Returns the full path.
   std::string Add(EKind eKind, const std::string& szBytes, const std::string& szName = "a",
                   const char* szDay = DAY) const;
-  /// Runs vex over the tree for 2013-04-20, output to Path("out"). The options come last. A run that hangs is
-  /// ended by an alarm. It may have nMegabytes of address space; 0: all there is.
-  STreeRun Run(const TOptions& arOptions, rlim_t nMegabytes = 0) const;
+  /// Runs vex over the tree for 2013-04-20, output to Path("out"). The options come last.
+  SRun Run(const TOptions& arOptions, rlim_t nMegabytes = 0) const;
   /// The records of a run that must succeed.
   CRecordFile Records(const TOptions& arOptions, int nSpectrumValues = -1) const;
   std::string Output(const std::string& szName = "out") const { return ReadWholeFile(Path(szName)); }

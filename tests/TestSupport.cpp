@@ -32,7 +32,9 @@ std::string CTempDir::Write(const std::string& szName, const std::string& szByte
   return path.string();
 }
 
-SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments) {
+SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments,
+                rlim_t nMegabytes) {
+  constexpr int CAP_SECONDS = 100;  // far more than any of the runs takes
   CTempDir dir;
   const std::string szOut = dir.Path("stdout"), szErr = dir.Path("stderr");
   const pid_t pid = fork();
@@ -42,13 +44,17 @@ SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& ar
     arArgv.push_back(nullptr);
     dup2(open(szOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(szErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+    alarm(CAP_SECONDS);
+    const rlimit space = {nMegabytes << 20, nMegabytes << 20};
+    if (nMegabytes > 0) setrlimit(RLIMIT_AS, &space);
     execvp(szProgram.c_str(), arArgv.data());
     _exit(127);
   }
   int nStatus = 0;
-  waitpid(pid, &nStatus, 0);
+  rusage usage{};
+  wait4(pid, &nStatus, 0, &usage);
   return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus), ReadWholeFile(szOut),
-          ReadWholeFile(szErr)};
+          ReadWholeFile(szErr), usage.ru_maxrss / 1024};
 }
 
 SRun RunVex(const std::vector<std::string>& arArguments) { return RunProgram(VEX_BINARY, arArguments); }

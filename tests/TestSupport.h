@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <string>
 #include <vector>
 
@@ -37,10 +39,13 @@ struct SRun {
   int nStatus = -1;      // exit status, or 128 + signal number
   std::string szOutput;  // everything on standard output
   std::string szErrors;  // everything on standard error
+  long nMegabytes = 0;   // most memory that was in use
 };
 
-/// Runs a program with the given arguments (no shell) to its end.
-SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments);
+/// Runs a program with the given arguments (no shell) to its end, which an alarm brings about if it hangs. It
+/// may have nMegabytes of address space; 0: all there is.
+SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments,
+                rlim_t nMegabytes = 0);
 /// Runs the vex binary under test.
 SRun RunVex(const std::vector<std::string>& arArguments);
 
