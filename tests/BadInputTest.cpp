@@ -213,34 +213,6 @@ TEST(BadInput, ManySubsetsOfWhichOneIsKept) {
   }
 }
 
-// What is alike in all pixels, is cut off, or passes no filter is not spread over 65535 of them: nearly no
-// memory is touched. scripts/work-guard counts the work.
-TEST(BadInput, ManySubsetsInTinyMessages) {
-  constexpr int MESSAGES = 30, SUBSETS = 65535;
-  for (const EKind eKind : arKinds) {
-    SCOPED_TRACE(KindName(eKind));
-    const auto arPixels = TestPixels(2);
-    const STestMessage whole = TestMessage(eKind, {arPixels[0]});
-    CBUFREncoder cut = EmptyEncoder(eKind, {arPixels[0]}, -1, SUBSETS);
-    for (size_t i = 0; i < 18; ++i) cut.Constant(whole.arFields[i].field.nWidth, whole.arFields[i].arRaw[0]);
-    std::string szFile;
-    for (int i = 0; i < MESSAGES; ++i) szFile += cut.Message() + Crowd(eKind, arPixels[1]);
-    CTestTree tree;
-    long arnMegabytes[2];
-    for (const bool bMany : {false, true}) {
-      tree.Add(eKind, bMany ? szFile : "", "a");
-      tree.Add(eKind, whole.szBytes, "b");
-      const SRun run = tree.Run(Options(eKind) + TOptions{"-fov", "0"});
-      ExpectGood(run);
-      ExpectSays(run, "\n1 " + std::string(eKind == EKind::L1C ? "L1C" : KindName(eKind)) +
-                          " data selected out of " + std::to_string(bMany * MESSAGES * SUBSETS + 1) + "\n");
-      EXPECT_EQ(Records(tree.Output()), Alone(eKind, whole.szBytes));
-      arnMegabytes[bMany] = run.nMegabytes;
-    }
-    EXPECT_LT(arnMegabytes[1] - arnMegabytes[0], MEASURED ? 4 : 1 << 20);
-  }
-}
-
 // A message that memory cannot hold is named and left, wherever memory ends: in its data, its header, or what
 // is decoded of its kept pixels. What stands around it comes out, and it counts nowhere.
 TEST(BadInput, MessagesLargerThanMemory) {
@@ -284,26 +256,6 @@ TEST(BadInput, MessagesLargerThanMemory) {
       EXPECT_TRUE(Records(tree.Output()) == szRecords);
     }
   }
-}
-
-// A section 3 of 16 megabytes in front of sound data takes little more than its bytes.
-TEST(BadInput, ManyDescriptors) {
-  const auto arPixels = TestPixels(2);
-  const STestMessage whole = TestMessage(EKind::TRG, arPixels);
-  constexpr int SECTION = 16'777'215;
-  CBUFREncoder encoder = TestEncoder(EKind::TRG, arPixels);
-  encoder.nForceSection3Length = SECTION;
-  std::string szMany = encoder.Message();
-  const std::string szEmpty = EmptyEncoder(EKind::TRG, arPixels).Message();
-  const size_t nSection3 = 8 + 22, nSection4 = szEmpty.size() - 8;  // where they begin
-  szMany.insert(nSection3 + 7, nSection3 + SECTION - nSection4, '\0');
-  CTestTree tree;
-  tree.Add(EKind::TRG, szMany + whole.szBytes);
-  const SRun run = tree.Run(Options(EKind::TRG));
-  ExpectGood(run);
-  const std::string szRecords = Alone(EKind::TRG, whole.szBytes);
-  EXPECT_TRUE(Records(tree.Output()) == szRecords + szRecords);
-  EXPECT_LT(run.nMegabytes, MEASURED ? 64 : 1 << 20);
 }
 
 // Every bit of sections 0 to 3, and the message cut at every place: the run ends, and what stands before

@@ -8,7 +8,6 @@
 #include "TestArchive.h"
 #include "app/ConfigParam.h"
 #include "extract/Kind.h"
-#include "kernel/Reporter.h"
 #include "output/InputFiles.h"
 #include "output/TextSink.h"
 #include "reader/Reader.h"
@@ -25,37 +24,17 @@ void AskForAll(CConfigParam& config) {
   for (int i = FIRST_L2; i < PRODUCTS; ++i) config.arbL2[i] = true;
 }
 
-/// A record, filled from a message by the reader of its kind.
-class CFilledRecord {
- public:
-  explicit CFilledRecord(EKind eKind) : m_nProduct(static_cast<int>(eKind)) {
-    m_pProd = KIND_TABLE[m_nProduct].pMakeRecord();
-  }
-
-  CProd& Prod() { return *m_pProd; }
+/// A record of a kind.
+struct SKindRecord {
+  explicit SKindRecord(EKind eOf) : eKind(eOf), pProd(KIND_TABLE[static_cast<int>(eOf)].pMakeRecord()) {}
   /// The record at hand has the first pixel of this product alone.
   SRecordView View() const {
     SRecordView view;
-    view.arPixels[m_nProduct] = {m_pProd.get(), 0};
+    view.arPixels[static_cast<int>(eKind)] = {pProd.get(), 0};
     return view;
   }
-
-  void Read(CConfigParam& config, const CChannelSelection& channels, const std::string& szMessage) {
-    CTempDir dir;
-    CStrArray arFiles;
-    arFiles.AddString(dir.Write("message", szMessage).c_str(), false);
-    uint64_t nFlags = 0;
-    bool bDayOne = false;
-    const CReportCapture said;
-    const CReader::SRead read = {&config,   &arFiles, m_pProd.get(), CChannelSelection::LIMIT,
-                                 &channels, &nFlags,  &bDayOne};
-    ASSERT_EQ(KIND_TABLE[m_nProduct].pMakeReader()->Read(read), 1);
-    ASSERT_FALSE(m_pProd->Kept().empty()) << said.Text();
-  }
-
- private:
-  int m_nProduct;
-  std::unique_ptr<CProd> m_pProd;
+  EKind eKind;
+  std::unique_ptr<CProd> pProd;
 };
 
 /// Calls visit with the column of a field that has one.
@@ -113,16 +92,16 @@ TEST(Blocks, EveryFieldIsDecoded) {
   const CChannelSelection channels = config.Channels();
   const CRecordLayout layout(config, channels.HeaderCount());
   for (const SSample& sample : AllSamples()) {
-    CFilledRecord record(sample.eKind);
+    const SKindRecord record(sample.eKind);
     const auto eachField = [&](auto visit) {
       for (const SPart& part : layout.Parts())
         if (record.View().Supplier(part)) EachField(*part.pBlock, sample.nYear > 2013, visit);
     };
-    record.Prod().InitFirstAll(3);
-    eachField([&](const SField& field, int nIndex) { Spoil(record.Prod(), field, nIndex); });
-    ASSERT_NO_FATAL_FAILURE(record.Read(config, channels, MessageOf(sample)));
+    record.pProd->InitFirstAll(3);
+    eachField([&](const SField& field, int nIndex) { Spoil(*record.pProd, field, nIndex); });
+    ASSERT_NO_FATAL_FAILURE(ReadMessage(sample.eKind, MessageOf(sample), config, channels, *record.pProd));
     eachField([&](const SField& field, int nIndex) {
-      EXPECT_TRUE(IsDecoded(record.Prod(), field, nIndex))
+      EXPECT_TRUE(IsDecoded(*record.pProd, field, nIndex))
           << field.szName << " " << nIndex << " of " << KindName(sample.eKind) << " in layout "
           << sample.nLayout << ", " << sample.nYear;
     });
@@ -148,13 +127,13 @@ TEST(Blocks, AnySeparatorTakesTheTabsPlace) {
     AskForAll(config);
     config.bBrightnessTemperature = bTemperatures;
     const CChannelSelection channels = config.Channels();
-    std::vector<std::unique_ptr<CFilledRecord>> arpFilled;
+    std::vector<SKindRecord> arFilled;
     std::vector<SRecordView> arRecords;
     for (const EKind eKind : arKinds) {
-      arpFilled.push_back(std::make_unique<CFilledRecord>(eKind));
+      CProd& prod = *arFilled.emplace_back(eKind).pProd;
       ASSERT_NO_FATAL_FAILURE(
-          arpFilled.back()->Read(config, channels, TestMessage(eKind, TestPixels(2)).szBytes));
-      arRecords.push_back(arpFilled.back()->View());
+          ReadMessage(eKind, TestMessage(eKind, TestPixels(2)).szBytes, config, channels, prod));
+      arRecords.push_back(arFilled.back().View());
     }
     std::string szExpected = TextOf(config, channels, '\t', arRecords);
     const std::string szText = TextOf(config, channels, ';', arRecords);

@@ -6,12 +6,10 @@
 #include "app/ConfigParam.h"
 #include "extract/Extractor.h"
 #include "extract/Kind.h"
-#include "kernel/Reporter.h"
 #include "output/BinarySink.h"
 #include "output/TextSink.h"
 #include "output/Writer.h"
 #include "prod/ProdL1C.h"
-#include "reader/Reader.h"
 
 TEST(StreamWriter, BuffersUpToItsLastByteButOne) {
   CTempDir dir;
@@ -63,80 +61,6 @@ TEST(Output, TheNumberOfLevelsChangesAtItsInstant) {
     EXPECT_EQ(file.arRecords[i].nBytes, 50 + 32 + (bMany ? 1216 + 1648 : 52 + 1472)) << i;
     ASSERT_EQ(text[i + 1].size(), 18U + 11U + (bMany ? 304U + 412U : 13U + 368U)) << i;
     EXPECT_EQ(text[i + 1][1], "-1");  // no spectra, no temperatures
-  }
-}
-
-// Headers and lengths of records for what a run may select. Markers and lengths are looked at by the reader
-// of the file.
-TEST(Output, HeadersAndLengthsFollowTheSelection) {
-  CTestTree tree;
-  const auto arPixels = TestPixels(3);
-  for (const EKind eKind : arKinds) tree.Add(eKind, TestMessage(eKind, arPixels).szBytes);
-  const struct {
-    TOptions arOptions;
-    std::vector<int> arChannels, arKinds;
-    int nOutside = 0;  // channels that are counted and not written
-  } arCases[] = {
-      {{"-t2", "trg"}, {}, {4}},
-      {{"-c", "1-5", "-t2", "ozo"}, {1, 2, 3, 4, 5}, {3}},
-      {{"-avhrr", "1"}, {}, {}},
-      {{"-c", "7", "-avhrr", "1", "-bi", "1"}, {7}, {}},
-      {{"-t2", "ems,twt,clp,trg,ozo"}, {}, {1, 2, 3, 4, 5}},
-      {{"-c", "2-4,3,1-2"}, {2, 3, 4, 3, 1, 2}, {}},  // overlapping and repeated ranges
-      {{"-c", "5-1"}, {}, {}},
-      // Ranges that leave the archive's channels are written as far as they begin inside.
-      {{"-c", "0-5"}, {0, 1, 2, 3, 4, 5}, {}, 6},
-      {{"-c", "-3-2,4"}, {-3, -2, -1, 0, 1, 2, 4}, {}, 6},
-      {{"-c", "8699-8702,9000"}, {8699, 8700, 8701, 8702, 9000}, {}, 3},
-  };
-  for (const auto& c : arCases) {
-    SCOPED_TRACE(c.arOptions[1]);
-    const CRecordFile file = tree.Records(c.arOptions, static_cast<int>(c.arChannels.size()) - c.nOutside);
-    EXPECT_EQ(file.arChannels, c.arChannels);
-    EXPECT_EQ(file.arKinds, c.arKinds);
-    EXPECT_EQ(file.bAvhrr, c.arOptions[0] == "-avhrr" || c.arOptions.size() > 4);
-    EXPECT_EQ(file.bBigEndian, c.arOptions.size() > 4);
-    EXPECT_EQ(file.nSatellite, 4);
-    ASSERT_EQ(file.arRecords.size(), 3U);
-    for (const SRecord& record : file.arRecords) EXPECT_EQ(record.Has("l1c"), c.arOptions[0] != "-t2");
-  }
-}
-
-// The text file says the same as the binary one, for every kind of record, and the header names its columns.
-TEST(Output, TextAndBinaryAgree) {
-  const struct {
-    int nLayout, nDays, nExtraColumns;
-    TOptions arOptions;
-  } arCases[] = {
-      {2, 0, 0, {"-c", "1-8461", "-avhrr", "1"}},
-      {2, 0, 0, {"-c", "5,8000-9000,-1-3", "-tb", "1", "-t2", "ozo,trg,clp,twt,ems"}},
-      {1, 0, 0, {"-c", "3341,3340", "-avhrr", "1", "-t2", "clp"}},
-      {2, 600, 22 * 2 + 97 * 3, {"-c", "1", "-t2", "ozo,trg,clp,twt,ems"}},  // 101 levels and layers
-  };
-  for (const auto& c : arCases) {
-    CTestTree tree;
-    const auto arAll = TestPixels(6, 5000, c.nDays);
-    for (const EKind eKind : arKinds) {
-      // Every kind lacks another pixel, so that each block also comes in its missing form.
-      auto arPixels = arAll;
-      arPixels.erase(arPixels.begin() + static_cast<int>(eKind));
-      tree.Add(eKind,
-               TestMessage(eKind, arPixels, eKind == EKind::L1C ? c.nLayout : -1, WithMissing()).szBytes,
-               "a");
-    }
-    const bool bTb = c.arOptions[2] == "-tb";
-    const CRecordFile binary = tree.Records(c.arOptions, bTb ? 702 : -1);
-    tree.Run(c.arOptions + TOptions{"-of", "txt"});
-    const auto text = ReadTextFile(tree.Output());
-    ASSERT_EQ(text.size(), binary.arRecords.size() + 1);
-    ASSERT_GE(text.size(), 6U);
-    EXPECT_EQ(binary.bTemperatures, bTb);
-    EXPECT_EQ(binary.arRecords[0]["spectrum"][0] == 0, bTb);  // a pixel that L1C lacks
-    for (size_t i = 1; i < text.size(); ++i)
-      ASSERT_EQ(text[i], (TOptions{"4", bTb ? "1" : "0"} + TextColumns(binary.arRecords[i - 1]))) << i;
-    // A record of all kinds has more columns than the header where there are 101 levels, and fewer where
-    // channels were cut off.
-    EXPECT_EQ(static_cast<int>(text.back().size() - text[0].size()), c.nExtraColumns - (bTb ? 300 : 0));
   }
 }
 
@@ -235,9 +159,6 @@ std::string Written(auto put) {
 
 // What others call by name, block by block, writes what the sinks of a run write.
 TEST(Output, OperationsByNameWriteTheSameBytes) {
-  const CReportCapture said;
-  constexpr EKind KINDS[PRODUCTS] = {EKind::L1C, EKind::OZO, EKind::TRG, EKind::CLP, EKind::TWT, EKind::EMS};
-  const CTestTree tree;
   CConfigParam config;
   config.arChannels.Add(new CValueRange(5, 9));
   config.bAvhrr = true;
@@ -246,14 +167,9 @@ TEST(Output, OperationsByNameWriteTheSameBytes) {
   SRecordView all;
   std::unique_ptr<CProd> arpProds[PRODUCTS];
   for (int i = 0; i < PRODUCTS; ++i) {
-    CStrArray arFiles;
-    arFiles.AddString(tree.Add(KINDS[i], TestMessage(KINDS[i], TestPixels(3)).szBytes).c_str(), false);
     arpProds[i] = KIND_TABLE[i].pMakeRecord();
-    uint64_t nFlags = 0;
-    bool bDayOne = false;
-    ASSERT_EQ(KIND_TABLE[i].pMakeReader()->Read({&config, &arFiles, arpProds[i].get(),
-                                                 CChannelSelection::LIMIT, &channels, &nFlags, &bDayOne}),
-              1);
+    ASSERT_NO_FATAL_FAILURE(ReadMessage(arKinds[i], TestMessage(arKinds[i], TestPixels(3)).szBytes, config,
+                                        channels, *arpProds[i]));
     all.arPixels[i] = {arpProds[i].get(), 2};
   }
   CBinarySink binary(config, channels);

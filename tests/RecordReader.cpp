@@ -1,7 +1,6 @@
 #include "RecordReader.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -21,8 +20,8 @@ std::vector<std::string> Split(const std::string& szText, char cSeparator) {
 
 }  // namespace
 
-const std::vector<std::string> BLOCKS = {"common", "l1c", "spectrum", "avhrr", "l2",
-                                         "ozo",    "trg", "clp",      "twt",   "ems"};
+constexpr const char* BLOCKS[] = {"common", "l1c", "spectrum", "avhrr", "l2",
+                                  "ozo",    "trg", "clp",      "twt",   "ems"};
 
 std::string Times(int nTimes, const std::string& szText) {
   std::string szAll;
@@ -30,8 +29,7 @@ std::string Times(int nTimes, const std::string& szText) {
   return szAll;
 }
 
-CRecordFile::CRecordFile(const std::string& szBytes, int nSpectrumValues)
-    : m_szBytes(szBytes), m_nSpectrumValues(nSpectrumValues) {
+CRecordFile::CRecordFile(const std::string& szBytes) : m_szBytes(szBytes) {
   ReadHeader();
   while (szError.empty() && m_nAt < m_szBytes.size())
     if (!ReadRecord())
@@ -62,7 +60,6 @@ void CRecordFile::ReadHeader() {
   const size_t nAfter = 4 + 18 + 4 * static_cast<size_t>(nChannels);  // of the channel numbers
   nSatellite = Int4(9);
   for (size_t i = 22; i < nAfter; i += 4) arChannels.push_back(Int4(i));
-  bTemperatures = m_szBytes[17] == 1;
   bAvhrr = Value('b', nAfter) == 1;
   const int nKinds = static_cast<int>(Value('s', nAfter + 1));
   for (int i = 0; i < nKinds; ++i) arKinds.push_back(Int4(nAfter + 3 + 4 * i));
@@ -70,15 +67,14 @@ void CRecordFile::ReadHeader() {
   if (nLength != 21 + 4 * nChannels + 4 * nKinds || Int4(m_nAt - 4) != nLength || Int4(5) != 5 ||
       Int4(13) != 95)
     szError = "bad header";
-  if (m_nSpectrumValues < 0) m_nSpectrumValues = nChannels;
 }
 
 /// The types of the blocks that the file has.
-std::map<std::string, std::string> CRecordFile::Layout(int nSpectrumValues, int nLayers, int nLevels) const {
+std::map<std::string, std::string> CRecordFile::Layout(bool bL1C, int nLayers, int nLevels) const {
   std::map<std::string, std::string> layout = {{"common", "sbbbbirrrrrriiir"}};
-  if (nSpectrumValues >= 0) {
+  if (bL1C) {
     layout["l1c"] = "siiiiiiiiiib";
-    layout["spectrum"] = std::string(nSpectrumValues, 'r');
+    layout["spectrum"] = std::string(arChannels.size(), 'r');
   }
   if (bAvhrr) layout["avhrr"] = "ii" + Times(7, "rrc" + Times(6, "irr"));
   if (!arKinds.empty()) layout["l2"] = "bbbibiiiiii";
@@ -102,14 +98,11 @@ bool CRecordFile::ReadRecord() {
             nWithL1C = 93 + 4 * nChannels + 596 * bAvhrr + nL2;
   nMarker = Int4(m_nAt);
   if (nMarker != nWithL1C && nMarker != 50 + nL2) return false;
-  // The missing form has a value for every selected channel, in the archive or not.
-  const bool bMissing = Value('s', m_nAt + 4 + 50) == -1;
-  const int nValues = nMarker != nWithL1C ? -1 : bMissing ? nChannels : m_nSpectrumValues;
   for (const auto& [nLayers, nLevels] : {std::pair(0, 0), {4, 90}, {101, 101}, {4, 101}, {101, 90}}) {
     SRecord record;
     size_t nAt = m_nAt + 4;
-    const auto layout = Layout(nValues, nLayers, nLevels);
-    for (const std::string& szBlock : BLOCKS) {
+    const auto layout = Layout(nMarker == nWithL1C, nLayers, nLevels);
+    for (const std::string szBlock : BLOCKS) {
       if (nLayers == 0 || !layout.count(szBlock)) continue;  // 0: a record of its markers alone
       SBlockValues& block = record.blocks[szBlock] = {layout.at(szBlock), {}};
       for (const char c : block.szTypes) {
@@ -131,23 +124,4 @@ std::vector<std::vector<std::string>> ReadTextFile(const std::string& szBytes) {
   for (const std::string& szLine : Split(szBytes, '\n')) arLines.push_back(Split(szLine, '\t'));
   if (arLines.back() == std::vector<std::string>{""}) arLines.pop_back();  // else the last line has no end
   return arLines;
-}
-
-std::vector<std::string> TextColumns(const SRecord& record) {
-  std::vector<std::string> arColumns;
-  for (const std::string& szBlock : BLOCKS) {
-    if (!record.Has(szBlock)) continue;
-    const auto& [szTypes, arValues] = record.blocks.at(szBlock);
-    for (size_t i = 0; i < arValues.size(); ++i) {
-      const bool bBand = szBlock == "l1c" && i > 0 && i < 11;
-      char szText[40];
-      std::snprintf(szText, sizeof szText, szTypes[i] == 'r' ? "%g" : "%.0f", arValues[i]);
-      if (bBand && i > 3 && arValues[0] == 1) *szText = 0;  // bands that a day 1 archive does not have
-      if (bBand && arValues[0] == -1)
-        std::strcpy(szText, "-1");  // in binary, channels of missing bands are 0
-      if (szBlock == "ems" && i > 0 && arValues[i] == -1) std::strcpy(szText, "-777");
-      arColumns.push_back(szText);
-    }
-  }
-  return arColumns;
 }

@@ -29,12 +29,10 @@ struct SRecord {
 /// A binary extraction file.
 class CRecordFile {
  public:
-  /// nSpectrumValues: those that an L1C pixel really has, when channels outside of the archive's are
-  /// selected.
-  explicit CRecordFile(const std::string& szBytes, int nSpectrumValues = -1);
+  explicit CRecordFile(const std::string& szBytes);
 
   std::string szError;  // what is wrong with the file; empty when all of it was read
-  bool bBigEndian = false, bTemperatures = false, bAvhrr = false;
+  bool bBigEndian = false, bAvhrr = false;
   int nSatellite = 0;
   std::vector<int> arChannels;
   std::vector<int> arKinds;  // codes: clp 1, twt 2, ozo 3, trg 4, ems 5
@@ -46,20 +44,13 @@ class CRecordFile {
   int Int4(size_t nAt) const { return static_cast<int>(Value('i', nAt)); }
   void ReadHeader();
   bool ReadRecord();
-  std::map<std::string, std::string> Layout(int nSpectrumValues, int nLayers, int nLevels) const;
+  std::map<std::string, std::string> Layout(bool bL1C, int nLayers, int nLevels) const;
 
   std::string m_szBytes;
-  int m_nSpectrumValues;
   size_t m_nAt = 0;
 };
 
 /// The lines of a text extraction file, the names of the columns first.
 std::vector<std::vector<std::string>> ReadTextFile(const std::string& szBytes);
-
-/// The columns that the text form of a binary record has behind the satellite and the Tb column.
-std::vector<std::string> TextColumns(const SRecord& record);
-
-/// The blocks in the order of the file.
-extern const std::vector<std::string> BLOCKS;
 
 std::string Times(int nTimes, const std::string& szText);

@@ -4,9 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <iomanip>
 #include <map>
-#include <set>
 #include <sstream>
 
 #include "TestArchive.h"
@@ -15,13 +13,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-template <class T>
-std::string Hex(const T& bytes) {
-  std::ostringstream out;
-  for (const auto c : bytes) out << std::hex << std::setw(2) << std::setfill('0') << (c & 0xFF);
-  return out.str();
-}
 
 // One element as the independent decoder prints it; NaN for missing, one value when all pixels are equal.
 struct SDumped {
@@ -46,36 +37,6 @@ std::vector<SDumped> ParseDump(std::string szJson) {
 }
 
 }  // namespace
-
-TEST(BUFREncoder, WritesTinyMessagesBitForBit) {
-  CBUFREncoder encoder(2);
-  encoder.header.nHour = 23;
-  encoder.header.nMasterTableVersion = 13;
-  encoder.Descriptor(0, 1, 7);
-  encoder.Values(10, {3, 5});
-  // 0000000011 | 000010 | 00 10, filled with zeros
-  EXPECT_EQ(encoder.BitCount(), 20);
-  EXPECT_EQ(Hex(encoder.Message()),
-            "4255465200003204"
-            "0000160000fe000000000307000d0007dd0414170000"
-            "000009000002c00107"
-            "0000070000c220"
-            "37373737");
-
-  encoder.header.nEdition = 3;  // two-digit year, one-byte centre and sub-centre, even lengths, section 2
-  encoder.header.nSection1Length = 18;
-  encoder.header.arSection2 = {0xAB};
-  encoder.nForceSubsets = 65535;
-  encoder.nForceTotalLength = 0;
-  encoder.szEndMarker = "777";
-  EXPECT_EQ(Hex(encoder.Message()),
-            "4255465200000003"
-            "0000120000fe008003070d000d0414170000"
-            "00000600ab00"
-            "00000a00ffffc0010700"
-            "0000080000c22000"
-            "373737");
-}
 
 // Every element of every layout, its width, scale and reference and the values of all pixels, as an
 // independent decoder finds them from the descriptors in the message.
@@ -135,49 +96,6 @@ TEST(ProductEncoder, SpectraPackLikeRealOnes) {
     }
   }
   EXPECT_NEAR(fBits / nChannels, 10, 0.7);
-}
-
-TEST(SampleArchive, SameSeedSameBytesAndKindsThatPair) {
-  CTempDir dir;
-  SSampleOptions options;
-  options.nMessages = 5;
-  options.nMessagesPerFile = 3;
-  options.nPixels = 40;
-  options.nDays = 2;
-  options.bGaps = options.bMissing = options.bIndep = true;
-  std::string szError;
-  for (const char* szName : {"a", "b", "c"}) {
-    options.nSeed = szName[0] == 'c' ? 2 : 1;
-    ASSERT_TRUE(WriteSampleArchive(dir.Path(szName), options, szError)) << szError;
-  }
-  int nFiles = 0, nDifferent = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(dir.Path("a"))) {
-    if (!entry.is_regular_file()) continue;
-    const std::string szFile = fs::relative(entry.path(), dir.Path("a")).string();
-    const std::string szBytes = ReadWholeFile(entry.path().string());
-    ++nFiles;
-    EXPECT_EQ(szBytes, ReadWholeFile(dir.Path("b/" + szFile))) << szFile;
-    nDifferent += szBytes != ReadWholeFile(dir.Path("c/" + szFile));
-  }
-  EXPECT_EQ(nFiles, 2 * 2 * (6 + 5) + 1);  // days, files a day, kinds in both trees; the grid
-  EXPECT_EQ(nDifferent, nFiles - 1);       // all but the grid
-  EXPECT_TRUE(fs::exists(dir.Path("a/L2/2013/04/21/twt")) && fs::exists(dir.Path("a/L2indep/ems")));
-
-  std::map<std::tuple<int, int, int>, std::set<EKind>> arByKey;
-  for (const EKind eKind : arKinds) {
-    std::tuple<int, int, int> last{0, 0, 0};
-    for (int nMessage = 0; nMessage < 10; ++nMessage) {
-      for (const SSamplePixel& p : SamplePixels(options, eKind, nMessage / 5, nMessage % 5)) {
-        const std::tuple key{p.nOrbit, p.nScanLine, p.nFieldOfView};
-        ASSERT_LT(last, key);
-        last = key;
-        arByKey[key].insert(eKind);
-      }
-    }
-  }
-  const auto nComplete = std::count_if(arByKey.begin(), arByKey.end(),
-                                       [](const auto& pixel) { return pixel.second.size() == 6; });
-  EXPECT_TRUE(nComplete > 20 && nComplete + 100 < static_cast<int>(arByKey.size())) << nComplete;
 }
 
 TEST(SampleArchive, GridAgreesWithThePixels) {

@@ -5,6 +5,10 @@
 #include <limits>
 #include <sstream>
 
+#include "extract/Kind.h"
+#include "kernel/Reporter.h"
+#include "reader/Reader.h"
+
 namespace {
 CProductEncoder& Products() {
   static CProductEncoder products;
@@ -34,12 +38,6 @@ double STestMessage::Sent(int nFXY, int nOccurrence, size_t nPixel) const {
   return std::numeric_limits<double>::quiet_NaN();
 }
 
-SEncodeOptions WithMissing() {
-  SEncodeOptions options;
-  options.bMissing = true;
-  return options;
-}
-
 STestMessage TestMessage(EKind eKind, const std::vector<SSamplePixel>& arPixels, int nLayout,
                          const SEncodeOptions& options) {
   STestMessage message;
@@ -60,6 +58,20 @@ CBUFREncoder EmptyEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels
   return encoder;
 }
 
+void ReadMessage(EKind eKind, const std::string& szMessage, CConfigParam& config,
+                 const CChannelSelection& channels, CProd& prod) {
+  const CTempDir dir;
+  CStrArray arFiles;
+  arFiles.AddString(dir.Write("message", szMessage).c_str(), false);
+  uint64_t nFlags = 0;
+  bool bDayOne = false;
+  const CReportCapture said;
+  const CReader::SRead read = {&config,   &arFiles, &prod,   CChannelSelection::LIMIT,
+                               &channels, &nFlags,  &bDayOne};
+  ASSERT_EQ(KIND_TABLE[static_cast<int>(eKind)].pMakeReader()->Read(read), 1);
+  ASSERT_FALSE(prod.Kept().empty()) << said.Text();
+}
+
 std::string CTestTree::Add(EKind eKind, const std::string& szBytes, const std::string& szName,
                            const char* szDay) const {
   const bool bL1C = eKind == EKind::L1C;
@@ -77,9 +89,9 @@ SRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
                     nMegabytes);
 }
 
-CRecordFile CTestTree::Records(const TOptions& arOptions, int nSpectrumValues) const {
+CRecordFile CTestTree::Records(const TOptions& arOptions) const {
   ExpectGood(Run(arOptions));
-  CRecordFile file(Output(), nSpectrumValues);
+  CRecordFile file(Output());
   EXPECT_EQ(file.szError, "");
   return file;
 }

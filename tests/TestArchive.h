@@ -9,6 +9,10 @@
 #include "sample/ProductEncoder.h"
 #include "sample/SampleArchive.h"
 
+class CChannelSelection;
+class CConfigParam;
+class CProd;
+
 using TOptions = std::vector<std::string>;
 TOptions operator+(TOptions arOptions, const TOptions& arMore);
 
@@ -24,9 +28,6 @@ struct STestMessage {
   double Sent(int nFXY, int nOccurrence, size_t nPixel) const;
 };
 
-/// Options with missing values sprinkled over what may be missing.
-SEncodeOptions WithMissing();
-
 /// nLayout -1: layout 2 for L1C, for L2 what goes with the date.
 STestMessage TestMessage(EKind eKind, const std::vector<SSamplePixel>& arPixels, int nLayout = -1,
                          const SEncodeOptions& options = {});
@@ -35,6 +36,10 @@ CBUFREncoder TestEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels,
 /// many as there are pixels.
 CBUFREncoder EmptyEncoder(EKind eKind, const std::vector<SSamplePixel>& arPixels, int nLayout = -1,
                           int nSubsets = -1);
+
+/// Fills a record from a message, by the reader of its kind.
+void ReadMessage(EKind eKind, const std::string& szMessage, CConfigParam& config,
+                 const CChannelSelection& channels, CProd& prod);
 
 /// A tree of products in a folder of its own: L1C/YYYY/MM/DD and L2/YYYY/MM/DD/kind.
 class CTestTree : public CTempDir {
@@ -47,7 +52,7 @@ class CTestTree : public CTempDir {
   /// Runs vex over the tree for 2013-04-20, output to Path("out"). The options come last.
   SRun Run(const TOptions& arOptions, rlim_t nMegabytes = 0) const;
   /// The records of a run that must succeed.
-  CRecordFile Records(const TOptions& arOptions, int nSpectrumValues = -1) const;
+  CRecordFile Records(const TOptions& arOptions) const;
   std::string Output(const std::string& szName = "out") const { return ReadWholeFile(Path(szName)); }
 };
 
