@@ -4,7 +4,6 @@
 
 #include <sstream>
 
-#include "DecoderSupport.h"
 #include "TestSupport.h"
 #include "kernel/Reporter.h"
 #include "reader/L1Reader.h"

@@ -1,8 +1,5 @@
 #include "tests/differential/Differential.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <memory>
@@ -33,31 +30,9 @@
 #include "tests/differential/Messages.h"
 #include "tests/differential/Model.h"
 #include "tests/differential/PlainReader.h"
+#include "tests/fuzz/MemoryFiles.h"
 
 namespace {
-
-/// A file without a trace on disk.
-class CMemoryFile {
- public:
-  CMemoryFile() : m_fd(memfd_create("differential", 0)) {}
-  CMemoryFile(const CMemoryFile&) = delete;
-  CMemoryFile& operator=(const CMemoryFile&) = delete;
-  ~CMemoryFile() { close(m_fd); }
-
-  std::string Path() const { return "/proc/self/fd/" + std::to_string(m_fd); }
-  bool Set(const std::string& szBytes) {
-    return ftruncate(m_fd, 0) == 0 &&
-           pwrite(m_fd, szBytes.data(), szBytes.size(), 0) == static_cast<ssize_t>(szBytes.size());
-  }
-  std::string Bytes() const {
-    std::string szBytes(static_cast<size_t>(lseek(m_fd, 0, SEEK_END)), 0);
-    szBytes.resize(static_cast<size_t>(std::max<ssize_t>(pread(m_fd, szBytes.data(), szBytes.size(), 0), 0)));
-    return szBytes;
-  }
-
- private:
-  int m_fd;
-};
 
 /// The decoder of one kind with its record, which stay from message to message, and the model of both.
 class CSubject {
@@ -156,7 +131,7 @@ class CDifferential {
       std::make_unique<TL2Subject<EKind::CLP, CProdL2clp, CBUFRReaderL2clp>>(),
       std::make_unique<TL2Subject<EKind::TWT, CProdL2twt, CBUFRReaderL2twt>>(),
       std::make_unique<TL2Subject<EKind::EMS, CProdL2ems, CBUFRReaderL2ems>>()};
-  CMemoryFile m_input, m_output;
+  CMemoryFiles m_files;
   CStreamWriter m_writer;
 };
 
@@ -172,14 +147,14 @@ void CDifferential::Write(int nKind, CSubject& subject, CMessageMaker& random, u
   if (channels.Given()) config.arChannels.Add(new CValueRange(1, 1));
   std::unique_ptr<CFileSink> pSink = std::make_unique<CBinarySink>(config, channels);
   if (random.OneIn(2)) pSink = std::make_unique<CTextSink>(config, channels);
-  m_writer.Open(m_output.Path().c_str(), random.OneIn(2));
+  m_writer.Open("out", random.OneIn(2));
   for (size_t i = 0; i < std::min<size_t>(prod.Kept().size(), RECORDS); ++i) {
     SRecordView record;
     record.arPixels[nKind] = {&prod, prod.Kept()[i]};
     pSink->PutRecord(m_writer, record);
   }
   m_writer.Close();
-  for (const char c : m_output.Bytes()) Mix(static_cast<uint8_t>(c), nDigest);
+  for (const char c : m_files.File("out")) Mix(static_cast<uint8_t>(c), nDigest);
 }
 
 /// The next message of the reader's file.
@@ -232,7 +207,9 @@ std::string CDifferential::Run(uint64_t nSeed, SDifferentialResult& result) {
   CSubject& subject = *m_arpSubjects[nKind];
   bool bDamaged = false, bWhole = false;
   const std::string szFile = random.Make(static_cast<EKind>(nKind), *subject.pModel, bDamaged);
-  if (!m_input.Set(szFile) || !subject.Reader().Open(m_input.Path().c_str())) return "the file";
+  const CFileSystemScope scope(m_files);
+  m_files.File("in") = szFile;
+  if (!subject.Reader().Open("in")) return "the file";
   std::string szDifference;
   CPlainReader plain(szFile);
   while (szDifference.empty() && plain.Next()) {
