@@ -82,6 +82,7 @@ void AppendBits(CBUFREncoder& encoder, const SBase& base, int64_t nFrom, int64_t
 /// One change of one element.
 struct SChange {
   int nField;
+  size_t nNumber;  // of changes in the order in which they came
   EOrder eOrder;
   uint8_t nArgument;
   uint32_t nValue;
@@ -164,7 +165,8 @@ class CProgramMessage {
     const bool bMany = order.eOrder != EOrder::REFERENCE && order.eOrder != EOrder::BITS;
     const int nEnd = std::min(nFields, nFirst + (bMany ? 1 + order.nArgument : 1));
     for (int i = nFirst; i < nEnd; ++i)
-      m_arChanges.push_back({i, order.eOrder, order.nArgument, order.nValue + i * 0x01000193U * bMany});
+      m_arChanges.push_back(
+          {i, m_arChanges.size(), order.eOrder, order.nArgument, order.nValue + i * 0x01000193U * bMany});
   }
 
   void Header(const SOrder& order) {
@@ -197,8 +199,9 @@ class CProgramMessage {
   }
 
   void Encode() {
-    std::stable_sort(m_arChanges.begin(), m_arChanges.end(),
-                     [](const SChange& a, const SChange& b) { return a.nField < b.nField; });
+    std::sort(m_arChanges.begin(), m_arChanges.end(), [](const SChange& a, const SChange& b) {
+      return std::tie(a.nField, a.nNumber) < std::tie(b.nField, b.nNumber);
+    });
     int64_t nDone = 0;
     for (auto change = m_arChanges.begin(); change != m_arChanges.end();) {
       const int nField = change->nField;
