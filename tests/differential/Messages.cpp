@@ -18,7 +18,7 @@ void CMessageMaker::Order(EOrder eOrder, int nArgument, int nPlace, uint64_t nVa
 void CMessageMaker::Vary(const CModel::SRows& parts, bool bL1C, int nElements, int nStrange) {
   constexpr int RADIANCE = 14046, BAND_ELEMENTS = 30;
   constexpr uint64_t VALUES[] = {0, 1, 5000, SAMPLES, SAMPLES + 1};  // 5000 is the radiance 0
-  const int nMissing = OneIn(2) ? 3 : 200, nStrangeBands = OneIn(3) ? 3 : nStrange;
+  const int nMissing = OneIn(2) ? 3 : 200, nStrangeBands = OneIn(3) ? 2 : nStrange;
   const int nBands = static_cast<int>(parts.nHeaderEnd), nSpectrumEnd = static_cast<int>(parts.nAvhrr);
   for (int i = 0; i < nElements; ++i) {
     const STemplateField& field = parts.all[i].field;
@@ -27,7 +27,7 @@ void CMessageMaker::Vary(const CModel::SRows& parts, bool bL1C, int nElements, i
     const bool bLeads = field.nCount >= 0 || (bSpectrum && field.nFXY != RADIANCE);
     const int nChanged = !bLeads ? 1 : bBand ? nStrangeBands : nStrange;
     if (nChanged == 0 || !OneIn(nChanged)) continue;
-    if (OneIn(2)) {
+    if (bBand || OneIn(2)) {
       const bool bFixed = OneIn(bBand ? 2 : 8);
       Order(EOrder::REFERENCE, 0, COUNTED | i,
             bFixed ? VALUES[bBand ? 0 : Below(std::size(VALUES))] : m_random());
