@@ -21,7 +21,7 @@ from vexfile.header import Header, read_text_header
 EVERYTHING = "-avhrr 1 -t2 ozo,trg,clp,twt,ems"
 OPTIONS = ["-c 1-5,2000,8461 " + EVERYTHING, "-c 1-5,2000,8461 -tb 1 " + EVERYTHING, "-avhrr 1", "-t2 ozo,clp", "-t2 twt",
            "-t2 trg,ems", "-c 1-3 -maxres 0", "-c 7,3,5-6,3", "-c 8400-8461 -t2 ozo,twt", "-c 1-100 -t2 clp",
-           "-c 8455-8470 -tb 1 -t2 ems"]
+           "-c 8455-8470 -tb 1 -t2 ems", "-c 9-1", "-c 9-1 -t2 ozo,trg"]
 #: Columns that lines have more than the header line names, and the blocks that they are of.
 LONGER: dict[int, tuple[str, ...]] = {0: (), 291: ("ozo",), 44: ("twt",), 335: ("ozo", "twt")}
 Copy = Callable[[Path, bytes], Path]

@@ -79,9 +79,20 @@ class Header:
         return next((block.groups[0].fields[0].name for block in self.blocks if block.spectrum), "")
 
 
-def blocks_of(channels: int, avhrr: bool, kinds: tuple[str, ...]) -> tuple[Block, ...]:
-    """The blocks of a file's records."""
-    return tuple(layout().of(channels > 0 or avhrr, avhrr, kinds))
+def _marker(blocks: tuple[Block, ...]) -> int:
+    """What the markers of records say, without channels."""
+    return sum(block.size(False) for block in blocks)
+
+
+def _blocks(channels: int, avhrr: bool, kinds: tuple[str, ...], first: bytes, order: str) -> tuple[Block, ...]:
+    """The blocks of a file's records. `first`: its first marker, if it has one.
+
+    A range of channels that ends before it begins asks for L1C and for no channel; only the marker tells.
+    """
+    without, with_l1c = (tuple(layout().of(l1c, avhrr, kinds)) for l1c in (False, True))
+    if channels > 0 or avhrr or not kinds:
+        return with_l1c
+    return with_l1c if first == struct.pack(order + "i", _marker(with_l1c)) else without
 
 
 def is_binary(head: bytes) -> bool:
@@ -155,8 +166,8 @@ def read_binary_header(path: str, file: BinaryIO, size: int) -> Header:
     read.number("i", marker, marker, f"the marker {marker}")
     if read.place != marker + 8:
         raise FormatError(path, 0, f"a header of {read.place - 8} bytes, found a marker of {marker}")
-    blocks = blocks_of(count, avhrr, kinds)
-    length = sum(block.size(False) for block in blocks) + 4 * count
+    blocks = _blocks(count, avhrr, kinds, file.read(4), order)
+    length = _marker(blocks) + 4 * count
     return Header(False, bool(big), satellite, bool(tb), channels, avhrr, kinds, read.place, length, blocks)
 
 
