@@ -1,0 +1,325 @@
+"""The command `vex-batch`."""
+
+from __future__ import annotations
+
+import argparse
+import os
+import signal
+import sys
+from collections.abc import Sequence
+from typing import Any, NoReturn
+
+from . import files, local, state
+from .errors import BatchError, DiskFull, Stopped, UsageError
+from .listing import Archive
+from .piece import settle
+from .plan import (
+    LOCK, PLAN, Piece, Plan, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
+from .progress import Progress, amount, line
+from .settings import find_vex, read_settings
+from .state import COMPLETE, Judgement
+from .summary import SOME_FAILED, summarise, table, write_summary
+
+VERSION = "1.0.0"
+BAD_USE = 2
+
+USAGE = "vex-batch [options] --out TEMPLATE -- OPTIONS OF VEX"
+DESCRIPTION = "Runs vex over a span of days, piece by piece, and says truthfully what came of it."
+EPILOG = """\
+Everything behind -- is vex's own, -cfg files and -box included, without -out. A piece is complete or absent: it is
+looked at before it gets its name. Called again, vex-batch does what is missing, failed or changed.
+
+examples:
+  vex-batch --out 'out/{date}.bin' -- -d L1C -fd 2013-01-01 -ld 2013-12-31 -c 1-8461 -alt grid.dat
+  vex-batch --dry-run --out 'out/{date}.bin' -- -cfg year.cfg          what would be done, and why
+  vex-batch -j 4 --by month --merge --out 'stat/{year}-{month}.txt' --merge-out stat/all.txt -- -of txtstat ...
+  vex-batch status out                                                 what is there
+  vex-batch run-piece out/plan.json 7                                  one piece, counted from 0
+
+exit status:
+  0    all pieces are complete
+  1    a piece failed or is missing
+  2    the command line is wrong, or nothing could begin
+  3    all are complete, but nothing was selected
+  4    all are complete, but input was damaged in places (with --strict; else a warning)
+  130  interrupted; 143 by SIGTERM, 129 by SIGHUP
+"""
+
+
+class Parser(argparse.ArgumentParser):
+    """Says what is wrong in one line."""
+
+    def error(self, message: str) -> NoReturn:
+        self.exit(BAD_USE, f"vex-batch: {message} (see vex-batch --help)\n")
+
+
+def _count(text: str) -> int:
+    if not text.isdigit():
+        raise argparse.ArgumentTypeError(f"{text!r} is not a number")
+    return int(text)
+
+
+def _positive(text: str) -> int:
+    if not _count(text):
+        raise argparse.ArgumentTypeError("at least 1 is wanted")
+    return int(text)
+
+
+def _seconds(text: str) -> float:
+    value = float(text)
+    if not 0 < value < 1e9:
+        raise argparse.ArgumentTypeError("a number of seconds above 0 is wanted")
+    return value
+
+
+def _parser() -> Parser:
+    parser = Parser(prog="vex-batch", description=DESCRIPTION, epilog=EPILOG, usage=USAGE,
+                    formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser.add_argument("--version", action="version", version=f"vex-batch {VERSION}")
+    parser.add_argument("-j", "--jobs", type=_positive, metavar="N", default=local.cores(),
+                        help="pieces at a time (all cores)")
+    parser.add_argument("--by", default="day", metavar="day|month|Ndays", help="what a piece is (day)")
+    parser.add_argument("--out", required=True, metavar="TEMPLATE",
+                        help="path of a piece, with {date} {first} {last} {year} {month} {day}")
+    parser.add_argument("--retries", type=_count, default=1, metavar="N",
+                        help="how often a piece that fails is tried again (1)")
+    parser.add_argument("--timeout", type=_seconds, metavar="S", help="seconds that a piece may take")
+    parser.add_argument("--dry-run", action="store_true", help="say what would be done; nothing is written")
+    parser.add_argument("--strict", action="store_true", help="damaged input shows in the exit status")
+    joined = parser.add_mutually_exclusive_group()
+    joined.add_argument("--merge", action="store_true", help="in the end merge the statistics of all pieces")
+    joined.add_argument("--cat", action="store_true", help="in the end join the records of all pieces")
+    parser.add_argument("--merge-out", metavar="PATH",
+                        help="path of what they are joined to (the template, FIRST_LAST for {date})")
+    parser.add_argument("--vex", metavar="PATH", help="the program (vex)")
+    return parser
+
+
+def _small_parser(name: str, *words: str) -> Parser:
+    parser = Parser(prog=f"vex-batch {name}", allow_abbrev=False)
+    for word in words:
+        parser.add_argument(word.lower(), metavar=word)
+    return parser
+
+
+# --- The plan -------------------------------------------------------------------------------------------------------
+
+
+def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
+    """Checks all that was asked for; says what vex warns of."""
+    settings, warned = read_settings(find_vex(arguments.vex), words)
+    for said in warned:
+        _warn(f"vex says: {said}")
+    if settings.value("myd2") is not None and settings.l2_kinds:
+        _warn("each piece reads all files of -myd2, which have no dates")
+    _refuse_joining(arguments, settings.format)
+    wish = arguments.merge or arguments.cat
+    joined = (arguments.merge_out or joined_path(settings, arguments.out)) if wish else None
+    plan = Plan(settings, os.getcwd(), output_folder(arguments.out), arguments.timeout, arguments.retries,
+                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by))
+    refuse_paths(plan)
+    return plan
+
+
+def _refuse_joining(arguments: argparse.Namespace, form: str) -> None:
+    if arguments.merge and form != "txtstat":
+        raise UsageError("--merge is for statistics (-of txtstat); --cat joins records")
+    if arguments.cat and form == "txtstat":
+        raise UsageError("--cat is for records; --merge merges statistics")
+    if arguments.merge_out and not (arguments.merge or arguments.cat):
+        raise UsageError("--merge-out is of no use without --merge or --cat")
+
+
+def _warn(text: str) -> None:
+    print(f"vex-batch: warning: {text}", file=sys.stderr, flush=True)
+
+
+class Survey:
+    """The pieces that are to be done, why, and the bytes of their input."""
+
+    def __init__(self, plan: Plan, every: bool = False) -> None:
+        archive = Archive(plan.settings)
+        self.pieces: list[Piece] = []
+        self.reasons: list[str] = []
+        self.sizes: list[int] = []
+        self.counts: list[int] = []
+        for piece in plan.pieces:
+            inputs = archive.inputs(piece.first, piece.last)
+            judged = state.judge(plan, piece, inputs)
+            if judged.note:
+                _warn(f"{piece.name}: {judged.note}")
+            if judged.reason or every:
+                self._take(piece, judged, len(inputs.files), inputs.size)
+
+    def _take(self, piece: Piece, judged: Judgement, count: int, size: int) -> None:
+        self.pieces.append(piece)
+        self.reasons.append(judged.reason)
+        self.counts.append(count)
+        self.sizes.append(size)
+
+
+# --- What can be asked for ------------------------------------------------------------------------------------------
+
+
+def _run(argv: Sequence[str]) -> int:
+    """The whole."""
+    place = argv.index("--") if "--" in argv else len(argv)
+    arguments = _parser().parse_args(argv[:place])
+    plan = make_plan(arguments, argv[place + 1:])
+    if arguments.dry_run:
+        return _show(plan)
+    os.makedirs(plan.output or os.curdir, exist_ok=True)
+    lock = files.lock(os.path.join(plan.output, LOCK))
+    if lock is None:
+        raise UsageError(f"{plan.output or '.'}: another vex-batch is at work there")
+    try:
+        return _work(plan, arguments.jobs)
+    finally:
+        os.close(lock)
+
+
+def _show(plan: Plan) -> int:
+    survey = Survey(plan, every=True)
+    for piece, reason, count, size in zip(survey.pieces, survey.reasons, survey.counts, survey.sizes):
+        said = f"to do: {reason}" if reason else "complete"
+        print(f"{piece.out}  {piece.name}  {count} files, {amount(size)}  {said}")
+    todo = [size for size, reason in zip(survey.sizes, survey.reasons) if reason]
+    print(f"{len(todo)} of {len(plan.pieces)} pieces to do, {amount(sum(todo))} of input")
+    return 0
+
+
+def _work(plan: Plan, jobs: int) -> int:
+    _sweep(plan)
+    write_plan(plan)
+    survey = Survey(plan)
+    for piece, reason in zip(survey.pieces, survey.reasons):
+        if reason != state.MISSING:
+            print(f"{piece.name} again: {reason}", flush=True)
+    if len(survey.pieces) < len(plan.pieces):
+        print(f"{len(plan.pieces) - len(survey.pieces)} of {len(plan.pieces)} pieces are complete", flush=True)
+    if survey.pieces:
+        _import_checks(plan)
+        _do(plan, survey, jobs)
+    return _close(plan)
+
+
+def _sweep(plan: Plan) -> None:
+    """Removes what killed calls left, but not of pieces that somebody is at."""
+    for out, left in state.leftovers(plan.pieces).items():
+        log = files.lock(out + ".log", patience=0) if files.size(out + ".log") >= 0 else -1
+        if log is None:
+            continue
+        kept = (out + ".part", out + ".json.part")  # tell what happened; the piece itself removes them
+        files.remove(path for path in left if path not in kept or files.size(out + ".json") >= 0)
+        if log >= 0:
+            os.close(log)
+
+
+def _import_checks(plan: Plan) -> None:
+    """What workers need is imported once, before there are any."""
+    os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
+    from vexfile import inspecting  # noqa: F401
+    if plan.settings.format == "txtstat":
+        from vexfile import statistics  # noqa: F401
+
+
+def _do(plan: Plan, survey: Survey, jobs: int) -> None:
+    progress = Progress(survey.pieces, survey.sizes)
+    try:
+        local.run_all(plan, [piece.number for piece in survey.pieces], jobs, progress.report)
+    except (DiskFull, Stopped):
+        progress.close()
+        _write(plan)
+        raise
+    progress.close()
+
+
+def _write(plan: Plan) -> dict[str, Any]:
+    """Writes the summary, if there is room for it."""
+    made = summarise(plan)
+    try:
+        write_summary(plan, made)
+    except OSError as error:
+        _warn(f"summary.json: {error.strerror}")
+    return made
+
+
+def _close(plan: Plan) -> int:
+    """Joins the pieces when all are complete, and tells what came of all."""
+    made = summarise(plan)
+    if plan.joined and set(made["outcomes"]) <= set(COMPLETE):
+        from .merge import join_pieces
+        with local.stoppable():
+            joined = join_pieces(plan)
+        print(f"{plan.joined} {'is complete' if joined is None else line(joined)}")
+    made = _write(plan)
+    print(table(made), flush=True)
+    if made["damaged"]:
+        _warn(f"input of {len(made['damaged'])} pieces was damaged or could not be read")
+    status: int = made["exit_status"]
+    return status
+
+
+def _status(argv: Sequence[str]) -> int:
+    folder = _small_parser("status", "OUTDIR").parse_args(argv).outdir
+    plan = read_plan(os.path.join(folder, PLAN))
+    os.chdir(plan.folder)
+    made = _write(plan)
+    print(table(made))
+    status: int = made["exit_status"]
+    return status
+
+
+def _run_piece(argv: Sequence[str]) -> int:
+    """One piece, or behind the last one what they are joined to."""
+    arguments = _small_parser("run-piece", "PLAN", "NUMBER").parse_args(argv)
+    plan, number = read_plan(arguments.plan), arguments.number
+    os.chdir(plan.folder)
+    if not number.isdigit() or int(number) >= len(plan.pieces) + (plan.joined is not None):
+        raise UsageError(f"{number}: the plan has no such piece")
+    with local.stoppable():
+        if int(number) == len(plan.pieces):
+            from .merge import join_pieces
+            joined = join_pieces(plan)
+            return SOME_FAILED if joined and joined["outcome"] not in COMPLETE else 0
+        return _settle(plan, plan.pieces[int(number)])
+
+
+def _settle(plan: Plan, piece: Piece) -> int:
+    judged = state.judge(plan, piece, Archive(plan.settings).inputs(piece.first, piece.last))
+    if not judged.reason:
+        print(f"{piece.name} {judged.note or 'is complete'}")
+        return 0
+    made = settle(plan, piece, plan.retries + 1)
+    print(f"{piece.name} {line(made)}")
+    return 0 if made["outcome"] in COMPLETE else SOME_FAILED
+
+
+def main(argv: Sequence[str] | None = None) -> int:
+    """Runs the command.
+
+    Parameters
+    ----------
+    argv
+        The words behind its name; None: those that it was started with.
+
+    Returns
+    -------
+    int
+        The exit status, as the help has it.
+    """
+    words = list(sys.argv[1:] if argv is None else argv)
+    commands = {"status": _status, "run-piece": _run_piece}
+    try:
+        return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
+    except SystemExit as end:  # of argparse
+        return end.code if isinstance(end.code, int) else BAD_USE
+    except BatchError as error:
+        print(f"vex-batch: {error}", file=sys.stderr)
+        return error.status
+    except (Stopped, KeyboardInterrupt) as error:
+        print("vex-batch: interrupted; call again to go on", file=sys.stderr)
+        return 128 + (error.number if isinstance(error, Stopped) else signal.SIGINT)
+    except OSError as error:
+        print(f"vex-batch: {os.fsdecode(error.filename or 'output')}: {error.strerror or error}", file=sys.stderr)
+        return SOME_FAILED

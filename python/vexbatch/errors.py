@@ -1,0 +1,35 @@
+"""What ends a call."""
+
+from __future__ import annotations
+
+import errno
+
+#: Errors of a file system that takes no more.
+NO_ROOM = (errno.ENOSPC, errno.EDQUOT)
+
+
+class BatchError(Exception):
+    """Is told in one line and ends the call."""
+
+    status = 1
+
+
+class UsageError(BatchError):
+    """The command line is wrong, or nothing could begin."""
+
+    status = 2
+
+
+class DiskFull(BatchError):
+    """There is no room left for output."""
+
+    def __init__(self, folder: str) -> None:
+        super().__init__(f"{folder or '.'}: no room left; what is complete stays, make room and call again")
+
+
+class Stopped(BaseException):
+    """A signal asks to end."""
+
+    def __init__(self, number: int) -> None:
+        super().__init__(number)
+        self.number = number

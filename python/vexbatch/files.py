@@ -1,0 +1,93 @@
+"""Files that are there as a whole or not at all, and locks."""
+
+from __future__ import annotations
+
+import contextlib
+import errno
+import fcntl
+import json
+import os
+import time
+from collections.abc import Iterable
+from typing import Any
+
+#: Errors of file systems without locks.
+NO_LOCKS = (errno.ENOSYS, errno.ENOLCK, errno.EOPNOTSUPP)
+#: Seconds until a lock is said to be held: what was killed lets go of it when it is gone.
+PATIENCE = 2.0
+
+
+def write_part(path: str, content: Any) -> str:
+    """Writes one line of JSON beside a path, to the disk; gives the path of what was written."""
+    part = path + ".part"
+    with open(part, "w", encoding="utf-8") as file:
+        json.dump(content, file)
+        file.write("\n")
+        file.flush()
+        os.fsync(file.fileno())
+    return part
+
+
+def write_json(path: str, content: Any) -> None:
+    """Writes one line of JSON under a path."""
+    os.replace(write_part(path, content), path)
+    sync_folder(path)
+
+
+def read_json(path: str) -> dict[str, Any] | None:
+    """An object; None when there is none, or none that can be read."""
+    try:
+        with open(path, encoding="utf-8") as file:
+            found = json.load(file)
+    except (OSError, ValueError):
+        return None
+    return found if isinstance(found, dict) else None
+
+
+def sync(path: str) -> None:
+    """Brings a file, or a folder's names, to the disk."""
+    descriptor = os.open(path, os.O_RDONLY)
+    try:
+        os.fsync(descriptor)
+    finally:
+        os.close(descriptor)
+
+
+def sync_folder(path: str) -> None:
+    """Brings the names in the folder of a path to the disk."""
+    sync(os.path.dirname(path) or os.curdir)
+
+
+def remove(paths: Iterable[str]) -> None:
+    """Removes files that are there."""
+    for path in paths:
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(path)
+
+
+def size(path: str) -> int:
+    """Bytes of a file; -1 when it is not there."""
+    try:
+        return os.stat(path).st_size
+    except OSError:
+        return -1
+
+
+def lock(path: str, flags: int = 0, patience: float = PATIENCE) -> int | None:
+    """Opens a file that nobody else holds; None when somebody does. What is locked stays so in children, too."""
+    descriptor = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC | flags, 0o666)
+    until = time.monotonic() + patience
+    while True:
+        try:
+            fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            return descriptor
+        except BlockingIOError:
+            if time.monotonic() >= until:
+                os.close(descriptor)
+                return None
+            time.sleep(0.05)
+        except OSError as error:
+            if error.errno in NO_LOCKS:
+                return descriptor
+            os.close(descriptor)
+            raise

@@ -1,0 +1,170 @@
+"""What came of a run of vex, by what it printed. Its exit status is always 0.
+
+The decisions are those of the shell function vex_status in README.md.
+"""
+
+from __future__ import annotations
+
+import os
+import re
+from collections import Counter
+from collections.abc import Iterable
+from dataclasses import dataclass, field
+from typing import NamedTuple
+
+SUCCEEDED = re.compile(rb"Extraction succeeded in")
+NOT_OPENED = re.compile(rb"ERROR: ouverture fichier")
+#: What vex says when output is lost; it goes on reading all the same.
+WRITE_FAILURE = b"ERROR: Writing failure!"
+
+
+class Rule(NamedTuple):
+    """A sort of complaint, and the lines that are one."""
+
+    kind: str
+    pattern: re.Pattern[bytes]
+
+
+def _rule(kind: str, pattern: bytes) -> Rule:
+    return Rule(kind, re.compile(pattern))
+
+
+#: The first rule that matches gives a line its kind. The last ones take what no other took.
+RULES = (
+    _rule("output not opened", rb"ERROR: ouverture fichier"),
+    _rule("write failure", rb"ERROR: (?:Writing failure!|write failure on output)|(?i:error): Unable to write header"),
+    _rule("folder not read", rb"ERROR: Unable to read folder"),
+    _rule("file not read", rb"ERROR: Unable to open file .*!|ERROR: reading failure in file"),
+    _rule("not enough memory", rb"ERROR: not enough memory|ERROR: .* would need more memory"),
+    _rule("no grid of altitudes", rb"ERROR: (?:Unable to initialize altitude|Unable to open file|no altitude file)"),
+    _rule("configuration not read", rb"ERROR: unable to open configuration"),
+    _rule("extraction failed", rb"Error: extraction failed!"),
+    _rule("other product", rb"Error: data are not"),
+    _rule("pairing", rb"Probleme calcul|pb calcul"),
+    _rule("damaged message", rb"Probleme |Message BUFR |non conforme"),
+    _rule("satellites differ", rb"Satellite id different"),
+    _rule("other", rb"ERROR: |Error: "),
+)
+#: What makes a line a complaint at all.
+COMPLAINT = re.compile(rb"ERROR: |Error: |Probleme |Message BUFR |non conforme|pb calcul|Satellite id different")
+UNENDED = "no end of a message"
+
+ROOT = re.compile(rb"-(?:d|d2|myd2) (.*)")
+NO_PATH = re.compile(rb"Unable to open|^Output file")
+NO_FILES = re.compile(rb"No (\S*).* data files")
+FILES = re.compile(rb"(\d+) (\S+) data files selected")
+SELECTED = re.compile(rb"(-?\d+) (\S+) data selected out of (-?\d+)")
+IN_BOX = re.compile(rb"\tIn box (.*): (-?\d+) (\S+) data selected")
+#: The end of a message lies within the last bytes of a file.
+TAIL, END = 64, b"7777"
+
+
+@dataclass
+class Outcome:
+    """What a log says.
+
+    Attributes
+    ----------
+    outcome : str
+        ``complete``; ``failed``; ``damaged``: complete, but input was damaged or not read; ``nothing``: complete, but a
+        product or a box has no pixel.
+    complaints : Counter
+        Numbers of lines by kind.
+    said : str
+        The first complaint.
+    version : str
+        The first line.
+    counts : dict
+        ``files`` and ``pixels`` [selected, read] by product, ``boxes`` by name and product.
+    """
+
+    outcome: str = "failed"
+    complaints: Counter[str] = field(default_factory=Counter)
+    said: str = ""
+    version: str = ""
+    counts: dict[str, dict[str, object]] = field(default_factory=lambda: {"files": {}, "pixels": {}, "boxes": {}})
+
+
+class _Log:
+    """Takes the lines of a log one after the other."""
+
+    def __init__(self) -> None:
+        self.found = Outcome()
+        self.succeeded = self.not_opened = self.empty = False
+        self.roots: list[bytes] = []
+        self.paths: list[bytes] = []
+        self.without: set[bytes] = set()
+
+    def take(self, line: bytes) -> None:
+        self.succeeded |= SUCCEEDED.match(line) is not None
+        self.not_opened |= NOT_OPENED.match(line) is not None
+        if root := ROOT.match(line):
+            self.roots.append(root[1].rstrip(b"/") + b"/")
+            return
+        if not line.startswith(b"-"):
+            self._complain(line)
+        self._count(line)
+        if not NO_PATH.search(line):
+            self._path(line)
+
+    def _complain(self, line: bytes) -> None:
+        if COMPLAINT.search(line):
+            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(line)), line)
+
+    def complain(self, kind: str, line: bytes) -> None:
+        self.found.complaints[kind] += 1
+        self.found.said = self.found.said or os.fsdecode(line.strip()[:300])
+
+    def _count(self, line: bytes) -> None:
+        counts = self.found.counts
+        if match := NO_FILES.match(line):
+            self.without.add(match[1])
+        elif match := SELECTED.match(line):
+            self.without.discard(match[2])
+            self.empty |= int(match[1]) == 0
+            counts["pixels"][os.fsdecode(match[2])] = [int(match[1]), int(match[3])]
+        elif match := IN_BOX.match(line):
+            self.empty |= int(match[2]) == 0
+            box = counts["boxes"].setdefault(os.fsdecode(match[1]), {})
+            assert isinstance(box, dict)
+            box[os.fsdecode(match[3])] = int(match[2])
+        elif match := FILES.match(line):
+            counts["files"][os.fsdecode(match[2])] = int(match[1])
+
+    def _path(self, line: bytes) -> None:
+        """The path of an input file may follow the marks of the messages of the one before."""
+        places = [place for place in (line.find(root) for root in self.roots) if place >= 0]
+        if places:
+            self.paths.append(line[min(places):])
+
+    def close(self) -> Outcome:
+        if not self.succeeded or self.not_opened:
+            return self.found
+        for path in self.paths:
+            if not _ends(path):
+                self.complain(UNENDED, UNENDED.encode() + b": " + path)
+        nothing = self.empty or bool(self.without)
+        self.found.outcome = "damaged" if self.found.complaints else "nothing" if nothing else "complete"
+        return self.found
+
+
+def _ends(path: bytes) -> bool:
+    """Whether the last bytes of a file have the end of a message."""
+    try:
+        with open(path, "rb") as file:
+            file.seek(0, os.SEEK_END)
+            file.seek(-min(TAIL, file.tell()), os.SEEK_END)
+            return END in file.read()
+    except OSError:
+        return False
+
+
+def judge(lines: Iterable[bytes]) -> Outcome:
+    """What came of a run, by the lines of its log. The files that it read are looked at for the end of a message."""
+    log = _Log()
+    for number, line in enumerate(lines):
+        bare = line.rstrip(b"\n")
+        if number == 0:
+            log.found.version = os.fsdecode(bare)
+        log.take(bare)
+    return log.close()

@@ -1,0 +1,138 @@
+"""Runs of vex as children, which do not outlive what started them."""
+
+from __future__ import annotations
+
+import contextlib
+import ctypes
+import os
+import re
+import resource
+import select
+import signal
+import subprocess
+import time
+from collections.abc import Callable, Sequence
+from typing import NamedTuple
+
+from . import outcome
+
+PR_SET_PDEATHSIG = 1
+#: Seconds between two looks at the log of a run.
+LOOK = 0.05
+#: Looks after which a run has all the memory that it will need: what a message takes is taken with the first ones.
+ENOUGH = 20
+_libc = ctypes.CDLL(None, use_errno=True)
+
+
+class Ended(NamedTuple):
+    """How a run ended: why it was ended here or died (empty: by itself), its seconds, and its peak memory in bytes."""
+
+    why: str
+    seconds: float
+    memory: int
+
+
+def die_with(parent: int) -> None:
+    """Lets the kernel kill this process when its parent, which is to be `parent`, has died."""
+    _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
+    if os.getppid() != parent:  # it died before that call
+        os._exit(1)
+
+
+def run(words: Sequence[str], log: int, timeout: float | None) -> Ended:
+    """Runs vex, its output going to the file `log`, in a process group of its own.
+
+    It is killed when it says that output cannot be written (it would go on reading), after `timeout` seconds, and when
+    anything is raised here, as by a signal.
+    """
+    parent, begun = os.getpid(), time.monotonic()
+    child = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=log, stderr=log, process_group=0,
+                             preexec_fn=lambda: die_with(parent))
+    watch = _Watch(child.pid, log, begun + timeout if timeout else None)
+    try:
+        why = watch.wait()
+        _kill(child.pid)
+    except BaseException:
+        _kill(child.pid)
+        child.wait()
+        raise
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    return Ended(why or _why(child.returncode), time.monotonic() - begun, watch.peak(usage.ru_maxrss))
+
+
+def _kill(group: int) -> None:
+    with contextlib.suppress(ProcessLookupError, PermissionError):
+        os.killpg(group, signal.SIGKILL)
+
+
+def _why(code: int) -> str:
+    if code < 0:
+        return f"killed by signal {-code} ({signal.Signals(-code).name})"
+    return f"ended with status {code}" if code else ""
+
+
+class _Watch:
+    """Looks at a run from time to time."""
+
+    def __init__(self, pid: int, log: int, until: float | None) -> None:
+        self._pid, self._log, self._until = pid, log, until
+        self._seen, self._memory, self._looks, self._last = 0, 0, 0, b""
+
+    def wait(self) -> str:
+        """Waits for its end; says why it is to be ended before."""
+        ended = self._poller()
+        while True:
+            self._memory = max(self._memory, self._held())
+            self._looks += 1
+            if ended(LOOK):
+                return ""
+            if self._write_failed():
+                return "output could not be written"
+            if self._until is not None and time.monotonic() >= self._until:
+                return "took longer than --timeout"
+
+    def _poller(self) -> Callable[[float], bool]:
+        """Waits for some seconds, and tells whether the child has ended; the child is left to be waited for."""
+        try:
+            descriptor = os.pidfd_open(self._pid)
+        except OSError:  # kernels before 5.3
+            return self._ended_slowly
+        poll = select.poll()
+        poll.register(descriptor, select.POLLIN)
+
+        def ended(seconds: float) -> bool:
+            if not poll.poll(seconds * 1000):
+                return False
+            os.close(descriptor)
+            return True
+        return ended
+
+    def _ended_slowly(self, seconds: float) -> bool:
+        time.sleep(seconds)
+        return os.waitid(os.P_PID, self._pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
+
+    def _write_failed(self) -> bool:
+        data = os.pread(self._log, 1 << 20, self._seen)
+        self._seen += len(data)
+        found = outcome.WRITE_FAILURE in self._last + data
+        self._last = data[-len(outcome.WRITE_FAILURE):]
+        return found
+
+    def _held(self) -> int:
+        """Peak memory so far, bytes."""
+        try:
+            with open(f"/proc/{self._pid}/status", encoding="ascii", errors="replace") as file:
+                match = re.search(r"VmHWM:\s*(\d+) kB", file.read())
+        except OSError:
+            return 0
+        return int(match[1]) * 1024 if match else 0
+
+    def peak(self, kilobytes: int) -> int:
+        """Peak memory, bytes, of what wait4 has told.
+
+        That counts what this process held when it made the child, too. Where it is not more, and the run was looked at
+        often enough, what was seen last is nearer to the truth.
+        """
+        here = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        return self._memory if kilobytes <= here and self._looks >= ENOUGH else kilobytes * 1024
