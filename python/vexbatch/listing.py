@@ -98,7 +98,7 @@ class Archive:
         return self._names[folder]
 
     def _take(self, found: Inputs, kind: str, folder: str, endings: str, motifs: str) -> None:
-        ends, wanted = self._settings.parts(endings), self._settings.parts(motifs)
+        ends, wanted = self._settings.endings(endings), self._settings.motifs(motifs)
         names = [name for name in _list(folder, found)
                  if any(name.endswith(end) and len(end) < len(name) for end in ends)
                  and (not wanted or any(motif in name for motif in wanted))]

@@ -108,8 +108,8 @@ class _Log:
             self._path(line)
 
     def _complain(self, line: bytes) -> None:
-        if COMPLAINT.search(line):
-            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(line)), line)
+        if match := COMPLAINT.search(line):  # the marks of messages may stand before it
+            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(line)), line[match.start():])
 
     def complain(self, kind: str, line: bytes) -> None:
         self.found.complaints[kind] += 1

@@ -15,7 +15,7 @@ from . import files, outcome, state
 from .errors import NO_ROOM, BatchError, DiskFull
 from .listing import Archive, Inputs
 from .plan import Piece, Plan
-from .process import Ended, run
+from .process import UNWRITTEN, Ended, run
 from .settings import command, configuration_text, dates
 from .state import State
 
@@ -125,6 +125,8 @@ def _why(plan: Plan, ended: Ended, found: outcome.Outcome) -> str:
     """What makes a run a failed one; empty when nothing does."""
     if ended.why:
         return ended.why
+    if found.complaints["write failure"]:
+        return UNWRITTEN
     if found.outcome == state.FAILED:
         return found.said or "vex did not come to its end"
     if found.version != plan.settings.version:

@@ -19,6 +19,7 @@ from . import outcome
 PR_SET_PDEATHSIG = 1
 #: Seconds between two looks at the log of a run.
 LOOK = 0.05
+UNWRITTEN = "output could not be written"
 #: Looks after which a run has all the memory that it will need: what a message takes is taken with the first ones.
 ENOUGH = 20
 _libc = ctypes.CDLL(None, use_errno=True)
@@ -88,7 +89,7 @@ class _Watch:
             if ended(LOOK):
                 return ""
             if self._write_failed():
-                return "output could not be written"
+                return UNWRITTEN
             if self._until is not None and time.monotonic() >= self._until:
                 return "took longer than --timeout"
 

@@ -13,7 +13,7 @@ from .state import State
 
 UNITS = ("B", "KB", "MB", "GB", "TB", "PB")
 #: Outcomes in words.
-WORDS = {"nothing": "complete, nothing selected", "damaged": "complete, input damaged"}
+WORDS = {"nothing": "complete, with an empty selection", "damaged": "complete, with damaged input"}
 
 
 def amount(size: float) -> str:

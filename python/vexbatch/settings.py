@@ -71,10 +71,23 @@ class Settings:
         """The value of an option that is in force; None when it was not given."""
         return self.options[name][-1] if name in self.options else None
 
-    def parts(self, name: str) -> list[str]:
-        """The parts of a list of endings or motifs."""
-        value = self.options.get(name, [ENDINGS[name]] if name in ENDINGS else [])
-        return value[-1].split("|") if value else []
+    def endings(self, name: str) -> list[str]:
+        """The endings of -ef or -ef2."""
+        value = self.value(name)
+        return (ENDINGS[name] if value is None else value).split("|")
+
+    def motifs(self, name: str) -> list[str]:
+        """The motifs of -mf or -mf2, in one of which a name is to have a part; none takes all names.
+
+        They are echoed with a | between them, which can be a part of one as well: then the words tell.
+        """
+        echoed = self.value(name)
+        lines = (self.configuration or "").split("\n") if echoed else []
+        for word in [*self.words, *(line.partition("=")[2] for line in lines)]:
+            parts = [part.strip(" \t\r\n") for part in word.split(",")]
+            if "|".join(parts) == echoed:
+                return parts
+        return [] if echoed is None else echoed.split("|")
 
     @property
     def format(self) -> str:

@@ -26,8 +26,9 @@ def summarise(plan: Plan) -> Summary:
     -------
     dict
         As summary.json has it: numbers of pieces by outcome, pixels [selected, read] by product, files and bytes of
-        input, files, bytes and records of output, seconds of vex and bytes of input in one of them, peak memory of one
-        run (bytes), complaints by kind; ``incomplete`` and ``damaged`` tell what was said of such pieces, by name.
+        input, files, bytes and records of output, ``selected`` records, or pixels of statistics, seconds of vex and bytes
+        of input in one of them, peak memory of one run (bytes), complaints by kind; ``incomplete`` and ``damaged`` tell
+        what was said of such pieces, by name.
     """
     made = _empty(plan)
     for piece in plan.pieces:
@@ -38,6 +39,8 @@ def summarise(plan: Plan) -> Summary:
         made["joined"] = state.is_complete(joining, found)
         if found and found["outcome"] == state.FAILED:
             made["incomplete"]["joining"] = found["why"]
+    pixels = sum(selected for selected, _ in made["pixels"].values())
+    made["selected"] = pixels if plan.settings.format == "txtstat" else made["records"]
     made["rate"] = round(made["input_bytes"] / made["seconds"]) if made["seconds"] else 0
     made["seconds"] = round(made["seconds"], 3)
     made["exit_status"] = _status(made, plan.strict)
@@ -47,8 +50,8 @@ def summarise(plan: Plan) -> Summary:
 def _empty(plan: Plan) -> Summary:
     return {"vex": plan.settings.version, "first": plan.settings.first, "last": plan.settings.last,
             "options": plan.settings.options, "pieces": len(plan.pieces), "outcomes": Counter(), "pixels": {},
-            "input_files": 0, "input_bytes": 0, "output_files": 0, "output_bytes": 0, "records": 0, "seconds": 0.0,
-            "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}}
+            "input_files": 0, "input_bytes": 0, "output_files": 0, "output_bytes": 0, "records": 0, "selected": 0,
+            "seconds": 0.0, "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}}
 
 
 def _add(made: Summary, piece: Piece, found: State | None) -> None:
@@ -78,9 +81,7 @@ def _status(made: Summary, strict: bool) -> int:
         return SOME_FAILED
     if made["damaged"] and strict:
         return DAMAGED
-    selected = sum(counts[0] for counts in made["pixels"].values())
-    only_nothing = set(made["outcomes"]) <= {"nothing", state.NO_INPUT}
-    return NOTHING if only_nothing or selected == 0 else ALL_COMPLETE
+    return ALL_COMPLETE if made["selected"] else NOTHING
 
 
 def write_summary(plan: Plan, made: Summary) -> None:

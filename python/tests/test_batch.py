@@ -1,0 +1,292 @@
+"""vex-batch: what is a piece, what came of it, and what is done again."""
+
+from __future__ import annotations
+
+import importlib.util
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from collections.abc import Callable
+
+import pytest
+from batch_runs import SPAN, Batch, alive, wait_for
+from conftest import Archive
+
+from vexbatch import outcome, plan
+from vexbatch.errors import UsageError
+from vexbatch.listing import Archive as Listing
+from vexbatch.settings import read_settings
+
+README = pathlib.Path(__file__).parents[2] / "README.md"
+DAYS = ("--messages 2 --messages-per-file 1 --pixels 20 --days 5 --kinds l1c,clp".split())
+DAY = "A/L1C/2013/04"
+Damage = Callable[[pathlib.Path], object]
+
+
+@pytest.fixture
+def batch(tmp_path: pathlib.Path, vex: pathlib.Path, archive: Archive) -> Batch:
+    """An archive of five days, of which 2013-04-22 is empty; the sixth day of SPAN is not there."""
+    made = Batch(tmp_path / "a place", vex, archive(*DAYS))
+    shutil.rmtree(made.folder / DAY / "22")
+    return made
+
+
+def l1c(folder: pathlib.Path, day: int) -> list[pathlib.Path]:
+    return sorted((folder / DAY / str(day)).iterdir())
+
+
+def test_outcomes_are_those_of_vex_status(tmp_path: pathlib.Path, build: pathlib.Path,
+                                          monkeypatch: pytest.MonkeyPatch) -> None:
+    """On each sort of run that the README's shell function is tested with, both say the same."""
+    spec = importlib.util.spec_from_file_location("check_readme", README.parent / "docs/examples/check_readme.py")
+    assert spec and spec.loader
+    check = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(check)
+    status = tmp_path / "status.sh"
+    status.write_text("".join(block for block in check.blocks("sh") if block.startswith("vex_status()")))
+    for name, value in (("PATH", f"{build}:{os.environ['PATH']}"), ("STATUS", status), ("LOG", tmp_path / "log")):
+        monkeypatch.setenv(name, str(value))
+    monkeypatch.chdir(tmp_path)
+    check.run("vex-sample whole --messages 2 --messages-per-file 1 --pixels 20 --kinds l1c,clp")
+    seen = set()
+    for damage, command, *_ in check.RUNS:
+        check.run("rm -rf archive x; cp -r whole archive")
+        check.run(f"L1C=(archive/L1C/*/*/*/*); CLP=(archive/L2/*/*/*/clp/*); {damage}")
+        said = check.run(f"{command} >$LOG; vex_status $LOG; echo returns $?")
+        monkeypatch.chdir(tmp_path / "x" if command.startswith("cd x") else tmp_path)
+        with open(tmp_path / "log", "rb") as log:
+            found = outcome.judge(log)
+        monkeypatch.chdir(tmp_path)
+        code = ["complete", "failed", "nothing", "damaged"].index(found.outcome)
+        assert said.endswith(f"returns {code}\n"), f"{damage} {command}\n{found}\n{said}"
+        assert bool(found.complaints) == (code == 3) or code == 1
+        seen.add(code)
+    assert seen == {0, 1, 2, 3}
+
+
+LISTED = ("", "-ef l1_bufr -mf 073,M03", "-mf Z_|", "-ef bin|1_bufr -d2 A/L2/ -t2 clp",
+          "-t2 clp,trg -myd2 A/L2indep -ef2 X|ufr",
+          "-d2 A/L2 -myd2 A/L2indep -t2 clp -mf2 193", "-fd 2013-04-21 -ld 2013-04-21", "-fd 2012-12-31 -ld 2014-01-01")
+
+
+def test_input_files_are_those_that_vex_reads(tmp_path: pathlib.Path, vex: pathlib.Path, archive: Archive,
+                                              monkeypatch: pytest.MonkeyPatch) -> None:
+    """Whatever is in the folders, and by whatever options."""
+    shutil.copytree(archive(*DAYS, "--indep"), tmp_path / "A")
+    monkeypatch.chdir(tmp_path)
+    day = l1c(tmp_path, 20)[0]
+    for name in ("a.bin", "bin", ".bin", "b.bin.old", "M03 with blanks.bin", "\udce9.bin"):
+        shutil.copy(day, day.parent / name)
+    for folder in ("2013/4/20", "2013/04/2", "2013/04/99", "201/04/20", "2013x/04/20", "2012/12/31"):
+        shutil.copytree(day.parent, tmp_path / "A/L1C" / folder)
+    for options in LISTED:
+        words = [*"-d A/L1C -c 1 -alt A/land_sea_alti_map.dat".split(), *SPAN.split(), *options.split()]
+        settings, _ = read_settings(str(vex), words)
+        log = subprocess.run([vex, *words, "-out", "out"], stdout=subprocess.PIPE).stdout
+        opened = re.findall(rb"A/L.*(?:bufr|bin)$", log.partition(b"Prepare")[2], re.M)
+        listed = [file.path for file in Listing(settings).inputs(settings.first, settings.last).files]
+        assert sorted(map(os.fsencode, listed)) == sorted(opened), options
+        assert listed or "Z_|" in options
+
+
+SPANS = {("day", "2013-02-27", "2013-03-01"): ["2013-02-27", "2013-02-28", "2013-03-01"],
+         ("2days", "2013-02-27", "2013-03-01"): ["2013-02-27 to 2013-02-28", "2013-03-01"],
+         ("month", "2012-01-30", "2012-03-01"): ["2012-01-30 to 2012-01-31", "2012-02-01 to 2012-02-29", "2012-03-01"]}
+WRONG = {  # options in front of and behind --: what is said
+    ("", "-nonsense 3 -tp noon"): "vex says: Unknown parameter:nonsense; Invalid parameter:tp with value:noon",
+    ("", "-sk"): "vex says: Missing value for parameter:sk", ("", "-h 1"): "vex -h",
+    ("", "-out x"): "--out names", ("", "-cfg none.cfg"): "unable to open configuration file (none.cfg)",
+    ("", "-cfg out.cfg"): "the configuration file names an output",
+    ("", "-ld 2013-04-19"): "last date must be after first", ("", "-ld 2013-04-31"): "no such day",
+    ("", "-box 0-1,0-1,a -box 2-3,0-1,a"): "ERROR: ouverture fichier OUT.a.txt",
+    ("", "-of txtstat -boxstat 90000-90000"): "would need more memory",
+    ("--by week", ""): "--by week", ("-j 0", ""): "at least 1", ("--merge", ""): "--cat joins records",
+    ("--by 2days --out out/{year}", ""): "would be written by", ("--out out/{hour}", ""): "the fields are",
+    ("--out /dev/full", "-ld 2013-04-20"): "is not a file", ("--vex none", ""): "no such program"}
+
+
+def test_what_is_wrong_is_said_once(batch: Batch, vex: pathlib.Path) -> None:
+    """In one line, before anything begins; --dry-run writes nothing either."""
+    (batch.folder / "out.cfg").write_text("out = precious")
+    (batch.folder / "precious").write_text("precious")
+    before = sorted(batch.folder.iterdir())
+    for (own, options), words in WRONG.items():
+        status, said = batch.call(own, f"-c 1 {SPAN} {options}")
+        assert (status, said.count("\n")) == (2, 1) and words in said, (own, options, said)
+    status, said = batch.call("--dry-run", f"-c 1 {SPAN}")
+    assert status == 0 and "6 of 6 pieces to do" in said and "2013-04-22  0 files, 0 B" in said
+    assert sorted(batch.folder.iterdir()) == before and (batch.folder / "precious").read_text() == "precious"
+    with pytest.raises(UsageError):
+        read_settings(str(vex), [])
+    for (by, first, last), names in SPANS.items():
+        found = list(plan.spans(plan.Date.fromisoformat(first), plan.Date.fromisoformat(last), by))
+        assert [plan.Piece(0, str(one), str(end), "").name for one, end in found] == names
+
+
+AGAIN: dict[str, tuple[Damage, str, str]] = {  # what happens, options besides, what is said of which day
+    "nothing": (lambda folder: None, "", ""),
+    "options": (lambda folder: None, "-tb 1", r"20 again: other options: -tb 1 \(was not given\)"),
+    "came": (lambda folder: shutil.copy(l1c(folder, 20)[0], folder / DAY / "20/x.bin"), "", "20 again: .*1 came"),
+    "first": (lambda folder: shutil.copytree(folder / DAY / "20", folder / DAY / "22"), "", "22 again: .*2 came"),
+    "went": (lambda folder: l1c(folder, 21)[0].unlink(), "", "21 again: input files: 1 went"),
+    "changed": (lambda folder: l1c(folder, 23)[1].touch(), "", "23 again: input files: 1 changed"),
+    "output": (lambda folder: (folder / "out/2013-04-23.bin").unlink(), "", "23 again: out/2013-04-23.bin is gone"),
+    "cut": (lambda folder: os.truncate(folder / "out/2013-04-24.bin", 9), "", "24 again: .* has 9 bytes in place of"),
+    "state": (lambda folder: (folder / "out/2013-04-24.bin.json").write_text("{"), "", r"\[1/1\] 2013-04-24 complete"),
+    "all gone": (lambda folder: shutil.rmtree(folder / DAY / "21"), "", "warning: 2013-04-21: all of its input")}
+
+
+@pytest.mark.parametrize("what", AGAIN)
+def test_what_changed_is_done_again(batch: Batch, what: str) -> None:
+    """With its reason, and the rest is not touched."""
+    happens, options, says = AGAIN[what]
+    call = f"-c 1-5 {SPAN}"
+    assert batch.call("", call)[0] == 0
+    before = batch.result()
+    kept = {path: path.stat().st_mtime_ns for path in (batch.folder / "out").glob("*.bin*")}
+    happens(batch.folder)
+    status, said = batch.call("", f"{call} {options}")
+    assert status == 0 and re.search(says, said), said
+    redone = {path.name[:10] for path, time in kept.items() if not path.exists() or path.stat().st_mtime_ns != time}
+    assert redone == ({"2013-04-2" + str(day) for day in range(6)} if options else set(re.findall(
+        r"(2013-04-\d\d)(?: again| complete)", said))), said
+    if what in ("nothing", "output", "cut", "state", "changed"):
+        after = batch.result()
+        assert {name: after[name] for name in before if name.endswith(".bin")} == {
+            name: before[name] for name in before if name.endswith(".bin")}
+    assert "pieces are complete" in batch.call("", f"{call} {options}")[1]
+
+
+def test_another_version(batch: Batch, tmp_path: pathlib.Path) -> None:
+    assert batch.call("", f"-c 1 {SPAN}")[0] == 0
+    batch.vex = tmp_path / "newer"
+    batch.vex.write_bytes(b"#!/bin/sh\n" + f'"{shutil.which("sed")}" --version >/dev/null\n'.encode() +
+                          f'"{os.environ["VEX_BUILD"]}/vex" "$@" | sed 1s/4.0/4.1/\n'.encode())
+    batch.vex.chmod(0o755)
+    status, said = batch.call("", f"-c 1 {SPAN}")
+    assert status == 0 and said.count("another version: was vex application version 4.0") == 6
+
+
+def test_exit_status(batch: Batch) -> None:
+    """0 complete, 1 failed, 3 nothing selected, 4 damaged input; a piece that fails does not keep the others."""
+    for own, options, status, says in (
+            ("", "", 0, "6: 4 complete, 2 no input"), ("", "-mila 89", 3, "complete, with an empty selection: 0 L1C"),
+            ("", "-fd 2014-01-01 -ld 2014-01-02", 3, "2 no input")):
+        found, said = batch.call(own, f"-c 1 {SPAN} {options}")
+        assert found == status and re.search(says, said), said
+    os.truncate(l1c(batch.folder, 20)[0], 5000)
+    for own, status in (("", 0), ("--strict", 4)):
+        found, said = batch.call(own, f"-c 1 {SPAN}")
+        assert found == status and "damaged     2013-04-20: " in said and "1 no end of a message" in said, said
+    shutil.rmtree(batch.folder / DAY / "21")
+    (batch.folder / DAY / "21").touch()
+    status, said = batch.call("--retries 2", f"-c 1 {SPAN}")
+    assert status == 1 and "incomplete  2013-04-21: ERROR: Unable to read folder" in said
+    assert batch.state("2013-04-21.bin")["attempt"] == 3 and not (batch.folder / "out/2013-04-21.bin").exists()
+    done = subprocess.run([sys.executable, "-m", "vexbatch", "status", "out"], cwd=batch.folder, capture_output=True)
+    assert done.returncode == 1 and done.stdout.decode() in said
+
+
+def test_files_of_a_piece(batch: Batch) -> None:
+    """Boxes and statistics get their names together; a configuration file's days do not stand in the way."""
+    (batch.folder / "a.cfg").write_text("fd = 2013-04-20\nld = 2013-04-21\nc=1-3\nbox=-90-0,-180-180,south")
+    status, said = batch.call("", "-cfg a.cfg -box 0-90,-180-180,north")
+    assert status == 0, said
+    state = batch.state("2013-04-20.bin")
+    assert [output["path"][-10:] for output in state["outputs"]] == [".north.txt", ".south.txt"]
+    records = {name: sum(box.values()) for name, box in state["counts"]["boxes"].items()}
+    assert [output["records"] for output in state["outputs"]] == [records["north"], records["south"]] != [0, 0]
+    status, said = batch.call("--by 2days --out st/{first}", f"-c 1-3 {SPAN} -of txtstat -stsext 1 -histpix 0-1,5")
+    assert status == 0 and len(list((batch.folder / "st").glob("2013-04-20.*"))) == 20, said
+
+
+def test_joined_pieces_are_those_of_one_run(batch: Batch, vex: pathlib.Path) -> None:
+    """Records to the byte, statistics to 1e-7; only when all are complete, and once."""
+    words = f"-c 1-50 {SPAN} -d2 A/L2 -t2 clp"
+    for form in ("bin", "txt"):
+        status, said = batch.call(f"--cat --out {form}/{{date}} --merge-out {form}/all", f"{words} -of {form}")
+        assert status == 0 and f"{form}/all complete" in said, said
+        _one_run(batch.folder, vex, f"{words} -of {form}")
+        assert (batch.folder / f"{form}/all").read_bytes() == (batch.folder / "one").read_bytes()
+    words += " -of txtstat -boxstat 9-18 -histlat -90-90,6"
+    for options in ("-sk 1", "-tb 1 -tbref 280"):
+        status, said = batch.call("--merge --out st/{date}", f"{words} {options}")
+        assert status == 0 and "st/2013-04-20_2013-04-25 complete" in said, said
+        _one_run(batch.folder, vex, f"{words} {options}")
+        for suffix in ("", ".boxstat", ".HistoLatitude.txt"):
+            _alike(batch.folder / f"st/2013-04-20_2013-04-25{suffix}", batch.folder / f"one{suffix}")
+    words += " -tb 1 -tbref 280"
+    assert "is complete" in batch.call("--merge --out st/{date}", words)[1]
+    l1c(batch.folder, 20)[0].touch()
+    assert "is complete" in batch.call("--merge --out st/{date}", words)[1]  # of the same bytes
+    os.truncate(l1c(batch.folder, 20)[0], 0)
+    assert "2013-04-20_2013-04-25 complete" in batch.call("--merge --out st/{date}", words)[1]
+
+
+def _one_run(folder: pathlib.Path, vex: pathlib.Path, words: str) -> None:
+    subprocess.run([vex, *"-d A/L1C -alt A/land_sea_alti_map.dat -out one".split(), *words.split()], cwd=folder,
+                   check=True, stdout=subprocess.DEVNULL)
+
+
+def _alike(made: pathlib.Path, wanted: pathlib.Path) -> None:
+    for ours, theirs in zip(made.read_text().splitlines(), wanted.read_text().splitlines(), strict=True):
+        if not theirs.startswith("#") and theirs[0] in "-0123456789":
+            assert list(map(float, ours.split())) == pytest.approx(list(map(float, theirs.split())), rel=1e-7)
+
+
+def test_faults(batch: Batch) -> None:
+    """What runs too long, dies, or cannot write fails; the others go on."""
+    batch.slow("*-fd*2013-04-20*2013-04-20*", "sleep 60")
+    status, said = batch.call("--timeout 1", f"-c 1 {SPAN}")
+    assert status == 1 and said.count("2013-04-20 failed: took longer than --timeout") == 2, said
+    assert batch.state("2013-04-20.bin")["attempt"] == 2 and "3 complete, 1 failed, 2 no input" in said
+    batch.slow("*-fd*2013-04-20*2013-04-20*", "kill -9 $$")
+    assert "2013-04-20: killed by signal 9 (SIGKILL)" in batch.call("--retries 0", f"-c 1 {SPAN}")[1]
+    batch.slow("*-fd*2013-04-20*2013-04-20*", "echo 'ERROR: Writing failure!'; sleep 60")
+    begun = time.monotonic()
+    assert "2013-04-20: output could not be written" in batch.call("--retries 0", f"-c 1 {SPAN}")[1]
+    assert time.monotonic() - begun < 20
+    batch.slow("*-fd*2013-04-20*2013-04-20*", "ulimit -f 1")
+    status, said = batch.call("--retries 0", f"-c 1-8461 {SPAN}")
+    assert status == 1 and "2013-04-20: output could not be written" in said, said
+    batch.vex = batch.real
+    assert batch.call("", f"-c 1-8461 {SPAN}")[0] == 0
+    batch.result()
+
+
+def test_full_disk(batch: Batch, tmp_path: pathlib.Path) -> None:
+    """Stops all with one message, and leaves what a later call goes on from."""
+    words = " ".join(f"'{word}'" for word in batch.words("-j 1 --retries 0", f"-c 1-8461 {SPAN}"))
+    script = ("mount -t tmpfs -o size=2m tmpfs out || exit 77\n"
+              f"{words} 2>&1; echo status $?; find out -name '*.part*'\n"
+              f"mount -o remount,size=50m out; {words}; echo status $?")
+    (batch.folder / "out").mkdir()
+    done = subprocess.run(["unshare", "-r", "-m", "sh", "-c", script], cwd=batch.folder, capture_output=True, text=True)
+    if "status" not in done.stdout:
+        pytest.skip("no file system in memory may be mounted here")
+    first, second = done.stdout.split("status 1\n")
+    assert first.count("no room left") == 1 and "[1/6] 2013-04-20 complete" in first and ".part" not in done.stdout
+    assert "1 of 6 pieces are complete" in second and second.endswith("status 0\n"), second
+
+
+def test_two_calls_and_signals(batch: Batch) -> None:
+    """The second call on a folder is turned away; the first ends its children when it is told to."""
+    for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+        batch.slow("*-fd*2013-04-23*2013-04-23*", "sleep 60")
+        first = batch.begin("-j 2", f"-c 1 {SPAN}")
+        assert wait_for(lambda: (batch.folder / "out/2013-04-23.bin.log").exists())
+        found, said = batch.call("-j 2", f"-c 1 {SPAN}")
+        assert found == 2 and said == "vex-batch: out: another vex-batch is at work there\n"
+        os.killpg(first.pid, number)
+        said, _ = first.communicate(timeout=20)
+        assert first.returncode == status and said.endswith("interrupted; call again to go on\n"), said
+        assert not alive(batch.folder, batch.real)
+        batch.result()
+    batch.vex = batch.real
+    status, said = batch.call("", f"-c 1 {SPAN}")
+    assert status == 0 and "pieces are complete" in said, said
