@@ -28,7 +28,7 @@ def batch(tmp_path: pathlib.Path, vex: pathlib.Path, archive: Archive) -> Batch:
     for number, day in enumerate(days):
         if number % 12 == 3 or number == 8:
             shutil.rmtree(day)
-        if number % 50 == 5:
+        elif number % 50 == 5:
             os.truncate(next(day.iterdir()), 90_000)
         if number == 8:
             day.touch()

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import io
 import os
 import signal
 import sys
@@ -309,6 +310,9 @@ def main(argv: Sequence[str] | None = None) -> int:
         The exit status, as the help has it.
     """
     words = list(sys.argv[1:] if argv is None else argv)
+    for stream in (sys.stdout, sys.stderr):
+        if isinstance(stream, io.TextIOWrapper):
+            stream.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
     commands = {"status": _status, "run-piece": _run_piece}
     try:
         return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)

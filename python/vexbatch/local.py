@@ -59,8 +59,17 @@ def run_all(plan: Plan, numbers: Sequence[int], jobs: int, report: Report) -> No
                 if again:
                     tasks.append((number, attempt + 1))
                 elif made.get("killed"):
-                    made = abandon(plan, plan.pieces[number], made["why"], attempt)
+                    _forget(plan, number, made["why"], attempt)
                 report(number, made, not again)
+
+
+def _forget(plan: Plan, number: int, why: str, attempt: int) -> None:
+    try:
+        abandon(plan, plan.pieces[number], why, attempt)
+    except DiskFull:
+        raise
+    except BatchError:  # what it began is still at work, and the next call removes it
+        pass
 
 
 @contextlib.contextmanager
@@ -87,7 +96,9 @@ class _Worker:
         self.connection, theirs = context.Pipe()
         self.task: tuple[int, int] | None = None
         self.process: ForkProcess = context.Process(target=_work, args=(plan, theirs, os.getpid()))
+        signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)  # until it has its own ways with them
         self.process.start()
+        signal.pthread_sigmask(signal.SIG_UNBLOCK, SIGNALS)
         theirs.close()
 
     def give(self, task: tuple[int, int]) -> None:
@@ -162,6 +173,7 @@ def _work(plan: Plan, connection: Connection, parent: int) -> None:
         signal.signal(one, signal.SIG_IGN)
     try:
         signal.signal(signal.SIGTERM, stop)
+        signal.pthread_sigmask(signal.SIG_UNBLOCK, SIGNALS)
         while True:
             number, attempt = connection.recv()
             connection.send(_brief(_result(plan, number, attempt)))

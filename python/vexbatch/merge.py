@@ -54,7 +54,7 @@ def _sources(plan: Plan) -> list[State]:
     found = []
     for piece in plan.pieces:
         made = state.read_state(piece)
-        if made is None or not state.is_complete(piece, made):
+        if made is None or state.fault(plan, piece, made):
             raise BatchError(f"{piece.name} is not complete, so that nothing is joined")
         found.append(made)
     return [made for made in found if made["outputs"]]
@@ -66,8 +66,7 @@ def _inputs(sources: list[State]) -> list[list[object]]:
 
 def _holds(plan: Plan, joining: Piece, sources: list[State]) -> bool:
     found = state.read_state(joining)
-    return (found is not None and state.is_complete(joining, found) and found["inputs"] == _inputs(sources)
-            and found["options"] == plan.settings.options)
+    return found is not None and not state.fault(plan, joining, found) and found["inputs"] == _inputs(sources)
 
 
 def _join(plan: Plan, joining: Piece, sources: list[State]) -> State:

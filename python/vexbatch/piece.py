@@ -24,7 +24,7 @@ ROOM = 1 << 20
 
 
 def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None = None) -> State:
-    """Does a piece, whatever there is of it.
+    """Does a piece, whatever there is of it, unless it is complete.
 
     Parameters
     ----------
@@ -49,6 +49,8 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
     with _room(piece):
         os.makedirs(os.path.dirname(piece.out) or os.curdir, exist_ok=True)
         with _held(piece) as log:
+            if (made := _meanwhile(plan, piece, inputs)) is not None:
+                return made
             state.clear(plan, piece)
             if inputs.none:
                 files.remove([piece.log])
@@ -59,6 +61,11 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
             except BaseException:
                 state.clear(plan, piece)
                 raise
+
+
+def _meanwhile(plan: Plan, piece: Piece, inputs: Inputs) -> State | None:
+    """The state of a piece that somebody else has done while its log was waited for."""
+    return None if state.judge(plan, piece, inputs).reason else state.read_state(piece)
 
 
 @contextlib.contextmanager

@@ -34,23 +34,25 @@ def read_state(piece: Piece) -> State | None:
     return found if found and {"outcome", "options", "version", "inputs", "outputs"} <= found.keys() else None
 
 
-def is_complete(piece: Piece, state: State | None) -> bool:
-    """Whether a state says that its piece is complete, and agrees with the output."""
-    return state is not None and state["outcome"] in COMPLETE and not _outputs(state)
+def fault(plan: Plan, piece: Piece, state: State | None) -> str:
+    """Why a piece is not complete, whatever there is of its input; empty when it is."""
+    if state is None:
+        return "was interrupted" if os.path.lexists(piece.part) else MISSING
+    if state["outcome"] not in COMPLETE:
+        return f"failed before: {state.get('why', '')}"
+    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _outputs(state))
+    return "; ".join(reason for reason in reasons if reason)
 
 
 def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
     """Whether a piece is to be done, by its state and the input that there is now."""
     state = read_state(piece)
-    if state is None:
-        return Judgement("was interrupted" if os.path.lexists(piece.part) else MISSING)
-    if state["outcome"] not in COMPLETE:
-        return Judgement(f"failed before: {state.get('why', '')}")
-    lost = _outputs(state)
-    if not lost and state["outputs"] and inputs.none:
+    found = fault(plan, piece, state)
+    if state is None or state["outcome"] not in COMPLETE:
+        return Judgement(found)
+    if state["outputs"] and inputs.none and not _outputs(state):
         return Judgement("", f"all of its input is gone, what it gave is kept; remove {piece.state} to forget it")
-    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _inputs(state, inputs.all()), lost)
-    return Judgement("; ".join(reason for reason in reasons if reason))
+    return Judgement("; ".join(reason for reason in (found, _inputs(state, inputs.all())) if reason))
 
 
 def _days(piece: Piece, state: State) -> str:

@@ -26,17 +26,17 @@ def summarise(plan: Plan) -> Summary:
     -------
     dict
         As summary.json has it: numbers of pieces by outcome, pixels [selected, read] by product, files and bytes of
-        input, files, bytes and records of output, ``selected`` records, or pixels of statistics, seconds of vex and bytes
+        input, files, bytes and records of output, ``selected`` records (pixels of statistics), seconds of vex and bytes
         of input in one of them, peak memory of one run (bytes), complaints by kind; ``incomplete`` and ``damaged`` tell
         what was said of such pieces, by name.
     """
     made = _empty(plan)
     for piece in plan.pieces:
-        _add(made, piece, state.read_state(piece))
+        _add(made, plan, piece, state.read_state(piece))
     joining = plan.joining()
     if joining:
         found = state.read_state(joining)
-        made["joined"] = state.is_complete(joining, found)
+        made["joined"] = not state.fault(plan, joining, found)
         if found and found["outcome"] == state.FAILED:
             made["incomplete"]["joining"] = found["why"]
     pixels = sum(selected for selected, _ in made["pixels"].values())
@@ -54,11 +54,12 @@ def _empty(plan: Plan) -> Summary:
             "seconds": 0.0, "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}}
 
 
-def _add(made: Summary, piece: Piece, found: State | None) -> None:
-    if not found or not state.is_complete(piece, found):
-        outcome = state.FAILED if found and found["outcome"] == state.FAILED else state.MISSING
-        made["outcomes"][outcome] += 1
-        made["incomplete"][piece.name] = found["why"] if found and outcome == state.FAILED else state.MISSING
+def _add(made: Summary, plan: Plan, piece: Piece, found: State | None) -> None:
+    fault = state.fault(plan, piece, found)
+    if not found or fault:
+        failed = found is not None and found["outcome"] == state.FAILED
+        made["outcomes"][state.FAILED if failed else state.MISSING] += 1
+        made["incomplete"][piece.name] = found["why"] if found and failed else fault
         return
     made["outcomes"][found["outcome"]] += 1
     if found["outcome"] == "damaged":
