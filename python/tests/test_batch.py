@@ -228,6 +228,21 @@ def test_joined_pieces_are_those_of_one_run(batch: Batch, vex: pathlib.Path) -> 
     assert "2013-04-20_2013-04-25 complete" in batch.call("--merge --out st/{date}", words)[1]
 
 
+def test_pieces_by_number(batch: Batch) -> None:
+    """As array jobs do them: from another folder, each once, and what they are joined to behind the last one."""
+    assert batch.call("--cat", f"-c 1-5 {SPAN}")[0] == 0
+    wanted = batch.result()
+    for name in ("2013-04-20.bin", "2013-04-23.bin", "2013-04-20_2013-04-25.bin"):
+        (batch.folder / "out" / name).unlink()
+    for number, status, says in ((6, 1, "2013-04-20 is not complete"), (0, 0, "2013-04-20 complete: 40 L1C"),
+                                 (0, 0, "2013-04-20 is complete"), (2, 0, "2013-04-22 is complete"),
+                                 (3, 0, "2013-04-23 complete"), (6, 0, ""), (7, 2, "the plan has no such piece")):
+        words = [sys.executable, "-m", "vexbatch", "run-piece", batch.folder / "out/plan.json", str(number)]
+        done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        assert done.returncode == status and says in done.stdout, done.stdout
+    assert batch.result() == wanted
+
+
 def _one_run(folder: pathlib.Path, vex: pathlib.Path, words: str) -> None:
     subprocess.run([vex, *"-d A/L1C -alt A/land_sea_alti_map.dat -out one".split(), *words.split()], cwd=folder,
                    check=True, stdout=subprocess.DEVNULL)

@@ -1,4 +1,4 @@
-"""Calls of vex-batch that are killed, and resumed: VEX_KILLS (6) of them; from 50 on over a year of 365 days."""
+"""Calls of vex-batch that are killed, and resumed: VEX_KILLS (8) of them; from 50 on over a year of 365 days."""
 
 from __future__ import annotations
 
@@ -12,7 +12,7 @@ import pytest
 from batch_runs import Batch, alive, children, kill, wait_for
 from conftest import Archive
 
-KILLS = int(os.environ.get("VEX_KILLS", "6"))
+KILLS = int(os.environ.get("VEX_KILLS", "8"))
 DAYS = 365 if KILLS >= 50 else 14
 OPTIONS = "-c 1-500 -box -90-0,-180-180,south -box 0-90,-180-180,north -fd 2013-01-01 -ld " + (
     "2013-12-31" if KILLS >= 50 else "2013-01-14")
@@ -36,18 +36,18 @@ def batch(tmp_path: pathlib.Path, vex: pathlib.Path, archive: Archive) -> Batch:
 
 
 def _hit(batch: Batch, whom: str, delay: float) -> None:
-    """Begins a call, and kills vex, vex-batch or both when some time has passed."""
+    """Begins a call, and kills vex, a worker, vex-batch, or it and vex when some time has passed."""
     call = batch.begin(OWN, OPTIONS)
     time.sleep(delay)
-    runs: list[int] = []
+    found: list[int] = []
 
     def running() -> bool:
-        runs[:] = [pid for pid, name in children(call.pid) if name == "vex"]
-        return bool(runs) or call.poll() is not None
+        found[:] = [pid for pid, name in children(call.pid) if (name == "vex") == (whom != "worker")]
+        return bool(found) or call.poll() is not None
 
     if whom != "vex-batch":
         wait_for(running)
-    for pid in runs if whom == "vex" else [call.pid] if whom == "vex-batch" else [*runs, call.pid]:
+    for pid in [*found[:2 if whom == "both" else 1], *[call.pid] * (whom in ("vex-batch", "both"))]:
         kill(pid)
     call.communicate(timeout=600)
     assert wait_for(lambda: not alive(batch.folder, batch.vex), 5), "vex outlived vex-batch"
@@ -64,7 +64,7 @@ def test_killed_and_resumed(batch: Batch) -> None:
     for number in range(KILLS):
         shutil.rmtree(batch.folder / "out")
         for _ in range(drawn.choice((1, 1, 2, 3))):
-            _hit(batch, ("vex", "vex-batch", "both")[number % 3], drawn.uniform(0.1, took))
+            _hit(batch, ("vex", "vex-batch", "both", "worker")[number % 4], drawn.uniform(0.1, took))
         again, said = batch.call(OWN, OPTIONS)
         assert again == status, said
         found = batch.result()

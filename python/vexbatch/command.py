@@ -3,12 +3,13 @@
 from __future__ import annotations
 
 import argparse
+import contextlib
 import io
 import os
 import signal
 import sys
 from collections.abc import Sequence
-from typing import Any, NoReturn
+from typing import NoReturn
 
 from . import files, local, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
@@ -19,7 +20,7 @@ from .plan import (
 from .progress import Progress, amount, line
 from .settings import find_vex, read_settings
 from .state import COMPLETE, Judgement
-from .summary import SOME_FAILED, summarise, table, write_summary
+from .summary import SOME_FAILED, Summary, summarise, table, write_summary
 
 VERSION = "1.0.0"
 BAD_USE = 2
@@ -67,7 +68,10 @@ def _positive(text: str) -> int:
 
 
 def _seconds(text: str) -> float:
-    value = float(text)
+    try:
+        value = float(text)
+    except ValueError:
+        value = 0
     if not 0 < value < 1e9:
         raise argparse.ArgumentTypeError("a number of seconds above 0 is wanted")
     return value
@@ -230,19 +234,17 @@ def _do(plan: Plan, survey: Survey, jobs: int) -> None:
         local.run_all(plan, [piece.number for piece in survey.pieces], jobs, progress.report)
     except (DiskFull, Stopped):
         progress.close()
-        _write(plan)
+        _write(plan, summarise(plan))
         raise
     progress.close()
 
 
-def _write(plan: Plan) -> dict[str, Any]:
+def _write(plan: Plan, made: Summary) -> None:
     """Writes the summary, if there is room for it."""
-    made = summarise(plan)
     try:
         write_summary(plan, made)
     except OSError as error:
         _warn(f"summary.json: {error.strerror}")
-    return made
 
 
 def _close(plan: Plan) -> int:
@@ -253,7 +255,8 @@ def _close(plan: Plan) -> int:
         with local.stoppable():
             joined = join_pieces(plan)
         print(f"{plan.joined} {'is complete' if joined is None else line(joined)}")
-    made = _write(plan)
+        made = summarise(plan)
+    _write(plan, made)
     print(table(made), flush=True)
     if made["damaged"]:
         _warn(f"input of {len(made['damaged'])} pieces was damaged or could not be read")
@@ -265,7 +268,12 @@ def _status(argv: Sequence[str]) -> int:
     folder = _small_parser("status", "OUTDIR").parse_args(argv).outdir
     plan = read_plan(os.path.join(folder, PLAN))
     os.chdir(plan.folder)
-    made = _write(plan)
+    made = summarise(plan)
+    with contextlib.suppress(OSError):  # others may look, too
+        lock = files.lock(os.path.join(plan.output, LOCK), patience=0)
+        if lock is not None:
+            _write(plan, made)
+            os.close(lock)
     print(table(made))
     status: int = made["exit_status"]
     return status

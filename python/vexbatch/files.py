@@ -20,11 +20,15 @@ PATIENCE = 2.0
 def write_part(path: str, content: Any) -> str:
     """Writes one line of JSON beside a path, to the disk; gives the path of what was written."""
     part = path + ".part"
-    with open(part, "w", encoding="utf-8") as file:
-        json.dump(content, file)
-        file.write("\n")
-        file.flush()
-        os.fsync(file.fileno())
+    try:
+        with open(part, "w", encoding="utf-8") as file:
+            json.dump(content, file)
+            file.write("\n")
+            file.flush()
+            os.fsync(file.fileno())
+    except BaseException:
+        remove([part])
+        raise
     return part
 
 
