@@ -1,0 +1,114 @@
+"""Folders of an archive as vex walks them, and trees of links that stand for a part of them."""
+
+from __future__ import annotations
+
+import os
+import stat
+from collections.abc import Iterable, Iterator, Mapping
+from typing import NamedTuple
+
+#: Digits in the names of the folders of years, months and days.
+DIGITS = (4, 2, 2)
+#: First and last day, each year, month and day.
+Span = tuple[tuple[int, ...], tuple[int, ...]]
+#: Bytes of a file, and when it was changed, ns; None for what is no regular file, or cannot be looked at.
+Stamp = tuple[int, int] | None
+
+
+class Folder(NamedTuple):
+    """A folder of one product's files.
+
+    Attributes
+    ----------
+    parts : str
+        Its path below the root. That of a folder above it when that one could not be read.
+    files : dict or None
+        What is in it, by name; None when it could not be read.
+    """
+
+    parts: str
+    files: Mapping[str, Stamp] | None
+
+
+def span_of(first: str, last: str) -> Span:
+    """The span from one day to another, YYYY-MM-DD, as numbers."""
+    one, end = (tuple(map(int, day.split("-"))) for day in (first, last))
+    return one, end
+
+
+def walk(root: str, below: str, span: Span | None) -> Iterator[Folder]:
+    """The folders ROOT/YYYY/MM/DD/`below` that are there, in the order of vex; those of all days without a span.
+
+    A name of digits is a day when it lies within the span, whatever the calendar says.
+    """
+    yield from _walk(root, "", 0, below, span or ((), ()), (span is not None,) * 2)
+
+
+def _walk(root: str, parts: str, level: int, below: str, span: Span, on: tuple[bool, bool]) -> Iterator[Folder]:
+    """`on` tells whether the levels above are those of the first and of the last day, which then bound this one."""
+    if level == len(DIGITS):
+        yield from look(root, os.path.join(parts, below).rstrip("/"))
+        return
+    try:
+        names = sorted(os.listdir(os.path.join(root, parts)))
+    except OSError as error:
+        if not isinstance(error, FileNotFoundError):
+            yield Folder(parts, None)
+        return
+    for name in names:
+        if len(name) != DIGITS[level] or not (name.isascii() and name.isdigit()):
+            continue
+        number = int(name)
+        if not (on[0] and number < span[0][level] or on[1] and number > span[1][level]):
+            bound = on[0] and number == span[0][level], on[1] and number == span[1][level]
+            yield from _walk(root, os.path.join(parts, name), level + 1, below, span, bound)
+
+
+def look(root: str, parts: str) -> Iterator[Folder]:
+    """A folder with what is in it, if it is there."""
+    try:
+        with os.scandir(os.path.join(root, parts)) as entries:
+            yield Folder(parts, {entry.name: _stamp(entry) for entry in entries})
+    except FileNotFoundError:
+        return
+    except OSError:
+        yield Folder(parts, None)
+
+
+def _stamp(entry: os.DirEntry[str]) -> Stamp:
+    try:
+        status = entry.stat()
+    except OSError:
+        return None
+    return (status.st_size, status.st_mtime_ns) if stat.S_ISREG(status.st_mode) else None
+
+
+def link_tree(root: str, parts: Iterable[str], folder: str) -> None:
+    """Makes links to files, or whole folders, of a root below another folder, under the same paths.
+
+    Parameters
+    ----------
+    parts
+        Paths below the root; an empty one stands for the root itself.
+    folder
+        Is made, and stands for the root. The caller removes it.
+    """
+    target, wanted = os.path.realpath(root), set(parts)
+    made: set[str] = set()
+    for part in sorted(wanted):
+        if any(above in wanted for above in _above(part)):
+            continue  # it is there by a link, and nothing is made behind one
+        link = os.path.join(folder, part) if part else folder
+        if (holder := os.path.dirname(link)) not in made:
+            os.makedirs(holder, exist_ok=True)
+            made.add(holder)
+        os.symlink(os.path.join(target, part) if part else target, link)
+    if not wanted:
+        os.makedirs(folder)
+
+
+def _above(part: str) -> Iterator[str]:
+    """The folders above a path."""
+    while part:
+        part = os.path.dirname(part)
+        yield part
