@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""Measures runs over a window of 4 by 4 degrees through an index of the archive, against runs over all files.
+
+Usage: indexing.py BUILD_DIR FOLDER [--days N] [--files N] [--kind KIND] [--messages N] [--pixels N]
+
+BUILD_DIR has vex and vex-sample. The archive is made in FOLDER: N days of one product, each with some files spread over
+the day, of 22 messages of a scan line each, which are three minutes. A year of 100 files a day of `clp` takes 3.5 GB.
+Figures are the shortest of some repeats, one after the other, from a warm cache: those of a cold one, and of files with
+spectra, differ more, since all files have to come from the disk.
+"""
+
+from __future__ import annotations
+
+import argparse
+import json
+import subprocess
+import sys
+import tempfile
+import time
+from datetime import date, timedelta
+from pathlib import Path
+
+from vexbatch import archive
+from vexbatch.archive_survey import version_of
+from vexbatch.archive_tree import span_of
+
+REPEATS = 5
+FIRST, LAST = "2013-01-01", "2014-12-31"
+WINDOWS = {"mid-latitudes": (44, 48, 8, 12), "date line": (-2, 2, 176, 180), "near the pole": (80, 84, 20, 24)}
+DAYS_A_CALL = 20
+
+
+def make(build: Path, folder: Path, arguments: argparse.Namespace) -> None:
+    """The archive, some days a call of vex-sample."""
+    if folder.exists():
+        return
+    part, begin = folder.with_suffix(".part"), date.fromisoformat(FIRST)
+    for day in range(0, arguments.days, DAYS_A_CALL):
+        days = min(DAYS_A_CALL, arguments.days - day)
+        subprocess.run([build / "vex-sample", part, "--first-date", str(begin + timedelta(day)), "--days", str(days),
+                        "--grid", "off", "--kinds", arguments.kind, "--pixels", str(arguments.pixels),
+                        "--messages", str(arguments.files * arguments.messages),
+                        "--messages-per-file", str(arguments.messages)], check=True, capture_output=True)
+    part.rename(folder)
+
+
+class Runs:
+    """Runs over one window."""
+
+    def __init__(self, build: Path, folder: Path, kind: str, window: tuple[int, ...]) -> None:
+        self.vex, self.folder, self.index = str(build / "vex"), folder, str(folder / "index")
+        self.option = "d" if kind == "l1c" else "d2"
+        self.root = str(folder / "archive" / ("L1C" if kind == "l1c" else "L2"))
+        self.bounds = dict(zip(("mila", "mala", "milo", "malo"), map(str, window)))
+        self.product = {"c": "1021"} if kind == "l1c" else {"t2": kind}
+        asked = {self.option: self.root} | self.product | self.bounds
+        self.options = {name: [value] for name, value in asked.items()}
+
+    def run(self, root: str, out: str) -> bytes:
+        """What vex writes."""
+        words = {self.option: root, "fd": FIRST, "ld": LAST, "out": str(self.folder / out), "alt": "none"}
+        named = [word for name, value in (words | self.product | self.bounds).items() for word in (f"-{name}", value)]
+        subprocess.run([self.vex, *named], check=True, capture_output=True)
+        return (self.folder / out).read_bytes()
+
+    def scan(self) -> bytes:
+        """All files."""
+        return self.run(self.root, "all")
+
+    def update(self) -> archive.Updated:
+        """Brings the index up to date."""
+        return archive.update(self.index, archive.sources(self.options), self.vex, processes=2)
+
+    def through(self) -> tuple[bytes, archive.Selected]:
+        """The files that the index selects: their tree made, read and removed."""
+        with tempfile.TemporaryDirectory(dir=archive.place_of_links()) as links:
+            roots, found = archive.narrow(self.index, version_of(self.vex), self.options, span_of(FIRST, LAST), links)
+            return self.run(roots[self.option], "some"), found
+
+
+def seconds(action: str, runs: Runs) -> float:
+    """The shortest time."""
+    best = float("inf")
+    for _ in range(REPEATS):
+        begin = time.perf_counter()
+        getattr(runs, action)()
+        best = min(best, time.perf_counter() - begin)
+    return best
+
+
+def main() -> None:
+    """Makes the archive and prints the figures."""
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("build", type=Path)
+    parser.add_argument("folder", type=Path)
+    for name, value in (("days", 365), ("files", 100), ("messages", 22), ("pixels", 120)):
+        parser.add_argument(f"--{name}", type=int, default=value)
+    parser.add_argument("--kind", default="clp")
+    arguments = parser.parse_args()
+    build, folder = arguments.build.resolve(), arguments.folder.resolve()
+    make(build, folder / "archive", arguments)
+    figures: dict[str, object] = {}
+    for name, window in WINDOWS.items():
+        runs = Runs(build, folder, arguments.kind, window)
+        begin = time.perf_counter()
+        if done := runs.update().seen:
+            figures["first update, s"], figures["files looked at"] = round(time.perf_counter() - begin, 2), done
+        expected = runs.scan()
+        written, found = runs.through()
+        if written != expected:
+            sys.exit(f"{name}: the records differ")
+        took = {action: seconds(action, runs) for action in ("scan", "update", "through")}
+        figures[name] = {"files": [found.files, found.all_files],
+                         "MB": [found.bytes // 10**6, found.all_bytes // 10**6], "bytes written": len(written),
+                         **{action: round(value, 3) for action, value in took.items()},
+                         "scan / through": round(took["scan"] / took["through"], 1),
+                         "scan / (update + through)": round(took["scan"] / (took["update"] + took["through"]), 1)}
+    index = [path.stat().st_size for path in (folder / "index").rglob("*") if path.is_file()]
+    print(json.dumps(figures | {"index, MB": round(sum(index) / 1e6, 1)}, indent=1))
+
+
+if __name__ == "__main__":
+    main()
