@@ -14,13 +14,13 @@ from typing import NoReturn
 from . import files, local, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
 from .listing import Archive
-from .piece import settle
 from .plan import (
-    LOCK, PLAN, Piece, Plan, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
+    LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
 from .progress import Progress, amount, line
 from .settings import find_vex, read_settings
 from .state import COMPLETE, Judgement
 from .summary import SOME_FAILED, Summary, summarise, table, write_summary
+from .task import run_task
 
 VERSION = "1.0.0"
 BAD_USE = 2
@@ -121,7 +121,7 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
     wish = arguments.merge or arguments.cat
     joined = (arguments.merge_out or joined_path(settings, arguments.out)) if wish else None
     plan = Plan(settings, os.getcwd(), output_folder(arguments.out), arguments.timeout, arguments.retries,
-                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by))
+                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by), find_roots(settings))
     refuse_paths(plan)
     return plan
 
@@ -280,28 +280,16 @@ def _status(argv: Sequence[str]) -> int:
 
 
 def _run_piece(argv: Sequence[str]) -> int:
-    """One piece, or behind the last one what they are joined to."""
-    arguments = _small_parser("run-piece", "PLAN", "NUMBER").parse_args(argv)
-    plan, number = read_plan(arguments.plan), arguments.number
+    """Some pieces; behind the last one counts what they are joined to."""
+    parser = _small_parser("run-piece", "PLAN")
+    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=_count)
+    arguments = parser.parse_args(argv)
+    plan = read_plan(arguments.plan)
     os.chdir(plan.folder)
-    if not number.isdigit() or int(number) >= len(plan.pieces) + (plan.joined is not None):
-        raise UsageError(f"{number}: the plan has no such piece")
-    with local.stoppable():
-        if int(number) == len(plan.pieces):
-            from .merge import join_pieces
-            joined = join_pieces(plan)
-            return SOME_FAILED if joined and joined["outcome"] not in COMPLETE else 0
-        return _settle(plan, plan.pieces[int(number)])
-
-
-def _settle(plan: Plan, piece: Piece) -> int:
-    judged = state.judge(plan, piece, Archive(plan.settings).inputs(piece.first, piece.last))
-    if not judged.reason:
-        print(f"{piece.name} {judged.note or 'is complete'}")
-        return 0
-    made = settle(plan, piece, plan.retries + 1)
-    print(f"{piece.name} {line(made)}")
-    return 0 if made["outcome"] in COMPLETE else SOME_FAILED
+    for number in arguments.numbers:
+        if number >= len(plan.pieces) + (plan.joined is not None):
+            raise UsageError(f"{number}: the plan has no such piece")
+    return run_task(plan, arguments.numbers)
 
 
 def main(argv: Sequence[str] | None = None) -> int:

@@ -81,6 +81,8 @@ class Plan:
         Whether damaged input shows in the exit status.
     joined : str or None
         The path of what the pieces are joined to in the end.
+    roots : tuple of str
+        The folders of input, and the grid, that were there when the plan was made.
     """
 
     settings: Settings
@@ -91,6 +93,7 @@ class Plan:
     strict: bool
     joined: str | None
     pieces: tuple[Piece, ...]
+    roots: tuple[str, ...] = ()
 
     def paths(self, piece: Piece) -> list[str]:
         """The files of a complete piece."""
@@ -100,6 +103,12 @@ class Plan:
         """What the pieces are joined to, as one more piece."""
         last = len(self.pieces)
         return Piece(last, self.settings.first, self.settings.last, self.joined) if self.joined else None
+
+
+def find_roots(settings: Settings) -> tuple[str, ...]:
+    """The folders of input and the grid, those that are there."""
+    paths = (settings.value(name) for name in ("d", "d2", "myd2", "alt"))
+    return tuple(path for path in paths if path and os.path.exists(path))
 
 
 def spans(first: Date, last: Date, by: str) -> Iterator[Span]:
@@ -181,7 +190,7 @@ def read_plan(path: str) -> Plan:
         settings = found["settings"]
         settings.update({name: tuple(settings[name]) for name in ("words", "suffixes")})
         pieces = tuple(Piece(**piece) for piece in found["pieces"])
-        return Plan(**(found | {"settings": Settings(**settings), "pieces": pieces}))
+        return Plan(**(found | {"settings": Settings(**settings), "pieces": pieces, "roots": tuple(found["roots"])}))
     except OSError as error:
         raise UsageError(f"{path}: {error.strerror}") from None
     except (ValueError, TypeError, KeyError, AttributeError):
