@@ -6,12 +6,13 @@ import argparse
 import contextlib
 import io
 import os
+import shlex
 import signal
 import sys
-from collections.abc import Sequence
+from collections.abc import Container, Iterator, Sequence
 from typing import NoReturn
 
-from . import files, local, state
+from . import files, jobs, local, slurm, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
 from .listing import Archive
 from .plan import (
@@ -37,6 +38,7 @@ examples:
   vex-batch -j 4 --by month --merge --out 'stat/{year}-{month}.txt' --merge-out stat/all.txt -- -of txtstat ...
   vex-batch status out                                                 what is there
   vex-batch run-piece out/plan.json 7                                  one piece, counted from 0
+  vex-batch --engine slurm --sbatch '--time=60' --out 'out/{date}.bin' -- -cfg year.cfg
 
 exit status:
   0    all pieces are complete
@@ -97,6 +99,8 @@ def _parser() -> Parser:
     parser.add_argument("--merge-out", metavar="PATH",
                         help="path of what they are joined to (the template, FIRST_LAST for {date})")
     parser.add_argument("--vex", metavar="PATH", help="the program (vex)")
+    parser.add_argument("--engine", choices=("local", "slurm"), default="local", help="where pieces run (local)")
+    slurm.add_options(parser, _positive)
     return parser
 
 
@@ -140,15 +144,17 @@ def _warn(text: str) -> None:
 
 
 class Survey:
-    """The pieces that are to be done, why, and the bytes of their input."""
+    """The pieces that are to be done but for those to leave, why, and the bytes of their input."""
 
-    def __init__(self, plan: Plan, every: bool = False) -> None:
+    def __init__(self, plan: Plan, every: bool = False, leave: Container[int] = ()) -> None:
         archive = Archive(plan.settings)
         self.pieces: list[Piece] = []
         self.reasons: list[str] = []
         self.sizes: list[int] = []
         self.counts: list[int] = []
         for piece in plan.pieces:
+            if piece.number in leave:
+                continue
             inputs = archive.inputs(piece.first, piece.last)
             judged = state.judge(plan, piece, inputs)
             if judged.note:
@@ -166,19 +172,34 @@ class Survey:
 # --- What can be asked for ------------------------------------------------------------------------------------------
 
 
+def _read(argv: Sequence[str]) -> tuple[argparse.Namespace, Plan]:
+    """What is asked for, and the plan."""
+    place = argv.index("--") if "--" in argv else len(argv)
+    arguments = _parser().parse_args(slurm.glue(argv[:place]))
+    return arguments, make_plan(arguments, argv[place + 1:])
+
+
 def _run(argv: Sequence[str]) -> int:
     """The whole."""
-    place = argv.index("--") if "--" in argv else len(argv)
-    arguments = _parser().parse_args(argv[:place])
-    plan = make_plan(arguments, argv[place + 1:])
+    arguments, plan = _read(argv)
     if arguments.dry_run:
         return _show(plan)
+    if arguments.engine == "slurm":
+        return _submit(plan, arguments)
+    with _locked(plan):
+        jobs.refuse_queued(plan)
+        return _work(plan, arguments.jobs)
+
+
+@contextlib.contextmanager
+def _locked(plan: Plan) -> Iterator[None]:
+    """Holds the output folder."""
     os.makedirs(plan.output or os.curdir, exist_ok=True)
     lock = files.lock(os.path.join(plan.output, LOCK))
     if lock is None:
         raise UsageError(f"{plan.output or '.'}: another vex-batch is at work there")
     try:
-        return _work(plan, arguments.jobs)
+        yield
     finally:
         os.close(lock)
 
@@ -193,19 +214,53 @@ def _show(plan: Plan) -> int:
     return 0
 
 
-def _work(plan: Plan, jobs: int) -> int:
+def _work(plan: Plan, processes: int) -> int:
     _sweep(plan)
     write_plan(plan)
     survey = Survey(plan)
+    _say_what(plan, survey, 0)
+    if survey.pieces:
+        _import_checks(plan)
+        _do(plan, survey, processes)
+    return _close(plan)
+
+
+def _say_what(plan: Plan, survey: Survey, queued: int) -> None:
+    """Says what is done again, and how many pieces need not be done."""
     for piece, reason in zip(survey.pieces, survey.reasons):
         if reason != state.MISSING:
             print(f"{piece.name} again: {reason}", flush=True)
-    if len(survey.pieces) < len(plan.pieces):
-        print(f"{len(plan.pieces) - len(survey.pieces)} of {len(plan.pieces)} pieces are complete", flush=True)
-    if survey.pieces:
-        _import_checks(plan)
-        _do(plan, survey, jobs)
-    return _close(plan)
+    complete = len(plan.pieces) - len(survey.pieces) - queued
+    for count, what in ((complete, "complete"), (queued, "in the queue")):
+        if count:
+            print(f"{count} of {len(plan.pieces)} pieces are {what}", flush=True)
+
+
+def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
+    """Leaves the work to SLURM; waits for the end if that is asked for."""
+    with _locked(plan):
+        rows = jobs.queued(plan)
+        jobs.note_ended(plan, rows)
+        claimed = jobs.claims(plan, rows)
+        jobs.refuse_others(plan, claimed)
+        if not rows:
+            _sweep(plan)
+        write_plan(plan)
+        survey = Survey(plan, leave=claimed)
+        _say_what(plan, survey, len(claimed))
+        if not survey.pieces and not rows:
+            return _close(plan)
+        left = slurm.submit(plan, [piece.number for piece in survey.pieces], arguments) if survey.pieces else ""
+    if left:
+        _warn(left)
+    if not arguments.wait:
+        print(f"vex-batch status {shlex.quote(plan.output or os.curdir)} tells what comes of it")
+        return SOME_FAILED if left else 0
+    pieces = [*survey.pieces, *(plan.pieces[number] for number in claimed)]
+    progress = Progress(pieces, [*survey.sizes, *[0] * len(claimed)])
+    slurm.watch(plan, [piece.number for piece in pieces], progress.report)
+    progress.close()
+    return _status([plan.output or os.curdir])
 
 
 def _sweep(plan: Plan) -> None:
@@ -275,6 +330,8 @@ def _status(argv: Sequence[str]) -> int:
             _write(plan, made)
             os.close(lock)
     print(table(made))
+    for said in jobs.tell(plan):
+        print(said)
     status: int = made["exit_status"]
     return status
 
