@@ -38,6 +38,9 @@ examples:
   vex-batch -j 4 --by month --merge --out 'stat/{year}-{month}.txt' --merge-out stat/all.txt -- -of txtstat ...
   vex-batch status out                                                 what is there
   vex-batch run-piece out/plan.json 7                                  one piece, counted from 0
+  vex-batch plan --out 'out/{date}.bin' -- ...                         writes out/plan.json alone
+  vex-batch todo out/plan.json                                         the pieces that are to be done
+  vex-batch workflow                                                   the path of the Snakefile
   vex-batch --engine slurm --sbatch '--time=60' --out 'out/{date}.bin' -- -cfg year.cfg
 
 exit status:
@@ -349,6 +352,35 @@ def _run_piece(argv: Sequence[str]) -> int:
     return run_task(plan, arguments.numbers)
 
 
+def _plan(argv: Sequence[str]) -> int:
+    """Writes a plan and no more; says where."""
+    _, plan = _read(argv)
+    with _locked(plan):
+        jobs.refuse_queued(plan)
+        print(write_plan(plan))
+    return 0
+
+
+def _todo(argv: Sequence[str]) -> int:
+    """The numbers of the pieces that are to be done; also that of what they are joined to, if it has to be made."""
+    plan = read_plan(_small_parser("todo", "PLAN").parse_args(argv).plan)
+    os.chdir(plan.folder)
+    jobs.refuse_queued(plan)
+    numbers = [piece.number for piece in Survey(plan).pieces]
+    joining = plan.joining()
+    if joining and (numbers or state.fault(plan, joining, state.read_state(joining))):
+        numbers.append(joining.number)
+    print(*numbers)
+    return 0
+
+
+def _workflow(argv: Sequence[str]) -> int:
+    """Where the rules for Snakemake are."""
+    _small_parser("workflow").parse_args(argv)
+    print(os.path.join(os.path.dirname(os.path.abspath(__file__)), "workflow", "Snakefile"))
+    return 0
+
+
 def main(argv: Sequence[str] | None = None) -> int:
     """Runs the command.
 
@@ -366,7 +398,7 @@ def main(argv: Sequence[str] | None = None) -> int:
     for stream in (sys.stdout, sys.stderr):
         if isinstance(stream, io.TextIOWrapper):
             stream.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
-    commands = {"status": _status, "run-piece": _run_piece}
+    commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
     try:
         return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
     except SystemExit as end:  # of argparse
