@@ -10,11 +10,11 @@ import shlex
 import signal
 import sys
 from collections.abc import Container, Iterator, Sequence
-from typing import NoReturn
 
 from . import files, jobs, local, slurm, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
 from .listing import Archive
+from .options import BAD_USE, count, make_parser, small_parser
 from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
 from .progress import Progress, amount, line
@@ -22,97 +22,6 @@ from .settings import find_vex, read_settings
 from .state import COMPLETE, Judgement
 from .summary import SOME_FAILED, Summary, summarise, table, write_summary
 from .task import run_task
-
-VERSION = "1.0.0"
-BAD_USE = 2
-
-USAGE = "vex-batch [options] --out TEMPLATE -- OPTIONS OF VEX"
-DESCRIPTION = "Runs vex over a span of days, piece by piece, and says truthfully what came of it."
-EPILOG = """\
-Everything behind -- is vex's own, -cfg files and -box included, without -out. A piece is complete or absent: it is
-looked at before it gets its name. Called again, vex-batch does what is missing, failed or changed.
-
-examples:
-  vex-batch --out 'out/{date}.bin' -- -d L1C -fd 2013-01-01 -ld 2013-12-31 -c 1-8461 -alt grid.dat
-  vex-batch --dry-run --out 'out/{date}.bin' -- -cfg year.cfg          what would be done, and why
-  vex-batch -j 4 --by month --merge --out 'stat/{year}-{month}.txt' --merge-out stat/all.txt -- -of txtstat ...
-  vex-batch status out                                                 what is there
-  vex-batch run-piece out/plan.json 7                                  one piece, counted from 0
-  vex-batch plan --out 'out/{date}.bin' -- ...                         writes out/plan.json alone
-  vex-batch todo out/plan.json                                         the pieces that are to be done
-  vex-batch workflow                                                   the path of the Snakefile
-  vex-batch --engine slurm --sbatch '--time=60' --out 'out/{date}.bin' -- -cfg year.cfg
-
-exit status:
-  0    all pieces are complete
-  1    a piece failed or is missing
-  2    the command line is wrong, or nothing could begin
-  3    all are complete, but nothing was selected
-  4    all are complete, but input was damaged in places (with --strict; else a warning)
-  130  interrupted; 143 by SIGTERM, 129 by SIGHUP
-"""
-
-
-class Parser(argparse.ArgumentParser):
-    """Says what is wrong in one line."""
-
-    def error(self, message: str) -> NoReturn:
-        self.exit(BAD_USE, f"vex-batch: {message} (see vex-batch --help)\n")
-
-
-def _count(text: str) -> int:
-    if not text.isdigit():
-        raise argparse.ArgumentTypeError(f"{text!r} is not a number")
-    return int(text)
-
-
-def _positive(text: str) -> int:
-    if not _count(text):
-        raise argparse.ArgumentTypeError("at least 1 is wanted")
-    return int(text)
-
-
-def _seconds(text: str) -> float:
-    try:
-        value = float(text)
-    except ValueError:
-        value = 0
-    if not 0 < value < 1e9:
-        raise argparse.ArgumentTypeError("a number of seconds above 0 is wanted")
-    return value
-
-
-def _parser() -> Parser:
-    parser = Parser(prog="vex-batch", description=DESCRIPTION, epilog=EPILOG, usage=USAGE,
-                    formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
-    parser.add_argument("--version", action="version", version=f"vex-batch {VERSION}")
-    parser.add_argument("-j", "--jobs", type=_positive, metavar="N", default=local.cores(),
-                        help="pieces at a time (all cores)")
-    parser.add_argument("--by", default="day", metavar="day|month|Ndays", help="what a piece is (day)")
-    parser.add_argument("--out", required=True, metavar="TEMPLATE",
-                        help="path of a piece, with {date} {first} {last} {year} {month} {day}")
-    parser.add_argument("--retries", type=_count, default=1, metavar="N",
-                        help="how often a piece that fails is tried again (1)")
-    parser.add_argument("--timeout", type=_seconds, metavar="S", help="seconds that a piece may take")
-    parser.add_argument("--dry-run", action="store_true", help="say what would be done; nothing is written")
-    parser.add_argument("--strict", action="store_true", help="damaged input shows in the exit status")
-    joined = parser.add_mutually_exclusive_group()
-    joined.add_argument("--merge", action="store_true", help="in the end merge the statistics of all pieces")
-    joined.add_argument("--cat", action="store_true", help="in the end join the records of all pieces")
-    parser.add_argument("--merge-out", metavar="PATH",
-                        help="path of what they are joined to (the template, FIRST_LAST for {date})")
-    parser.add_argument("--vex", metavar="PATH", help="the program (vex)")
-    parser.add_argument("--engine", choices=("local", "slurm"), default="local", help="where pieces run (local)")
-    slurm.add_options(parser, _positive)
-    return parser
-
-
-def _small_parser(name: str, *words: str) -> Parser:
-    parser = Parser(prog=f"vex-batch {name}", allow_abbrev=False)
-    for word in words:
-        parser.add_argument(word.lower(), metavar=word)
-    return parser
-
 
 # --- The plan -------------------------------------------------------------------------------------------------------
 
@@ -178,7 +87,7 @@ class Survey:
 def _read(argv: Sequence[str]) -> tuple[argparse.Namespace, Plan]:
     """What is asked for, and the plan."""
     place = argv.index("--") if "--" in argv else len(argv)
-    arguments = _parser().parse_args(slurm.glue(argv[:place]))
+    arguments = make_parser().parse_args(slurm.glue(argv[:place]))
     return arguments, make_plan(arguments, argv[place + 1:])
 
 
@@ -323,7 +232,7 @@ def _close(plan: Plan) -> int:
 
 
 def _status(argv: Sequence[str]) -> int:
-    folder = _small_parser("status", "OUTDIR").parse_args(argv).outdir
+    folder = small_parser("status", "OUTDIR").parse_args(argv).outdir
     plan = read_plan(os.path.join(folder, PLAN))
     os.chdir(plan.folder)
     made = summarise(plan)
@@ -341,8 +250,8 @@ def _status(argv: Sequence[str]) -> int:
 
 def _run_piece(argv: Sequence[str]) -> int:
     """Some pieces; behind the last one counts what they are joined to."""
-    parser = _small_parser("run-piece", "PLAN")
-    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=_count)
+    parser = small_parser("run-piece", "PLAN")
+    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=count)
     arguments = parser.parse_args(argv)
     plan = read_plan(arguments.plan)
     os.chdir(plan.folder)
@@ -363,7 +272,7 @@ def _plan(argv: Sequence[str]) -> int:
 
 def _todo(argv: Sequence[str]) -> int:
     """The numbers of the pieces that are to be done; also that of what they are joined to, if it has to be made."""
-    plan = read_plan(_small_parser("todo", "PLAN").parse_args(argv).plan)
+    plan = read_plan(small_parser("todo", "PLAN").parse_args(argv).plan)
     os.chdir(plan.folder)
     jobs.refuse_queued(plan)
     numbers = [piece.number for piece in Survey(plan).pieces]
@@ -376,7 +285,7 @@ def _todo(argv: Sequence[str]) -> int:
 
 def _workflow(argv: Sequence[str]) -> int:
     """Where the rules for Snakemake are."""
-    _small_parser("workflow").parse_args(argv)
+    small_parser("workflow").parse_args(argv)
     print(os.path.join(os.path.dirname(os.path.abspath(__file__)), "workflow", "Snakefile"))
     return 0
 
