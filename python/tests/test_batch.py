@@ -257,7 +257,7 @@ def _alike(made: pathlib.Path, wanted: pathlib.Path) -> None:
 def test_faults(batch: Batch) -> None:
     """What runs too long, dies, or cannot write fails; the others go on."""
     batch.slow("*-fd*2013-04-20*2013-04-20*", "sleep 60")
-    status, said = batch.call("--timeout 1", f"-c 1 {SPAN}")
+    status, said = batch.call("--timeout 4", f"-c 1 {SPAN}")
     assert status == 1 and said.count("2013-04-20 failed: took longer than --timeout") == 2, said
     assert batch.state("2013-04-20.bin")["attempt"] == 2 and "3 complete, 1 failed, 2 no input" in said
     batch.slow("*-fd*2013-04-20*2013-04-20*", "kill -9 $$")
@@ -265,7 +265,7 @@ def test_faults(batch: Batch) -> None:
     batch.slow("*-fd*2013-04-20*2013-04-20*", "echo 'ERROR: Writing failure!'; sleep 60")
     begun = time.monotonic()
     assert "2013-04-20: output could not be written" in batch.call("--retries 0", f"-c 1 {SPAN}")[1]
-    assert time.monotonic() - begun < 20
+    assert time.monotonic() - begun < 40
     batch.slow("*-fd*2013-04-20*2013-04-20*", "ulimit -f 1")
     status, said = batch.call("--retries 0", f"-c 1-8461 {SPAN}")
     assert status == 1 and "2013-04-20: output could not be written" in said, said
@@ -298,7 +298,7 @@ def test_two_calls_and_signals(batch: Batch) -> None:
         found, said = batch.call("-j 2", f"-c 1 {SPAN}")
         assert found == 2 and said == "vex-batch: out: another vex-batch is at work there\n"
         os.killpg(first.pid, number)
-        said, _ = first.communicate(timeout=20)
+        said, _ = first.communicate(timeout=60)
         assert first.returncode == status and said.endswith("interrupted; call again to go on\n"), said
         assert not alive(batch.folder, batch.real)
         batch.result()

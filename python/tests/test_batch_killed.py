@@ -50,7 +50,7 @@ def _hit(batch: Batch, whom: str, delay: float) -> None:
     for pid in [*found[:2 if whom == "both" else 1], *[call.pid] * (whom in ("vex-batch", "both"))]:
         kill(pid)
     call.communicate(timeout=600)
-    assert wait_for(lambda: not alive(batch.folder, batch.vex), 5), "vex outlived vex-batch"
+    assert wait_for(lambda: not alive(batch.folder, batch.vex), 10), "vex outlived vex-batch"
 
 
 def test_killed_and_resumed(batch: Batch) -> None:
