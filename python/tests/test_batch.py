@@ -293,8 +293,10 @@ def test_two_calls_and_signals(batch: Batch) -> None:
     """The second call on a folder is turned away; the first ends its children when it is told to."""
     for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
         batch.slow("*-fd*2013-04-23*2013-04-23*", "sleep 60")
+        log = batch.folder / "out/2013-04-23.bin.log"
+        log.unlink(missing_ok=True)
         first = batch.begin("-j 2", f"-c 1 {SPAN}")
-        assert wait_for(lambda: (batch.folder / "out/2013-04-23.bin.log").exists())
+        assert wait_for(log.exists, 60)
         found, said = batch.call("-j 2", f"-c 1 {SPAN}")
         assert found == 2 and said == "vex-batch: out: another vex-batch is at work there\n"
         os.killpg(first.pid, number)
