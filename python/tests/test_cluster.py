@@ -1,10 +1,11 @@
-"""Pieces as jobs of SLURM and of Snakemake, held against those of this machine; and docs/cluster.md, run as it stands."""
+"""Pieces as jobs of SLURM and of Snakemake, held against those of this machine; docs/cluster.md, run as it stands."""
 
 from __future__ import annotations
 
 import importlib.util
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -128,13 +129,16 @@ def status_of(batch: Batch) -> str:
                           stdout=subprocess.PIPE).stdout
 
 
-def test_nodes_without_the_archive(batch: Batch, cluster: None) -> None:
-    """No piece counts as complete because its input is not seen; logs that cannot be written are missed."""
+def test_nodes_without_the_archive(batch: Batch, cluster: None, monkeypatch: pytest.MonkeyPatch) -> None:
+    """No piece counts as complete because its input is not seen. Where SLURM does not answer, nothing is begun."""
     call = batch.begin(f"{SLURM} --wait --sbatch --begin=now+2", OPTIONS)
     assert wait_for(lambda: (batch.folder / "out/slurm/0001/summary.job").exists(), 30)
     (batch.folder / "A").rename(batch.folder / "B")
     said = call.communicate()[0]
     assert call.returncode == 1 and "2013-04-22 failed:" in said and "sees no A/L1C" in said, said
+    monkeypatch.setenv("SLURM_CONF", "nowhere")
+    status, said = batch.call("", OPTIONS)
+    assert status == 2 and "it is not known whether the jobs of" in said, said
 
 
 def test_the_page(cluster: None, build: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
@@ -149,6 +153,7 @@ def test_the_page(cluster: None, build: pathlib.Path, tmp_path: pathlib.Path, mo
     program.chmod(0o755)
     monkeypatch.setenv("PATH", f"{program.parent}:{build}:{os.environ['PATH']}")
     monkeypatch.setenv("STATUS", "/dev/null")
+    monkeypatch.setattr(check, "plain", lambda line: re.sub(r"job \d+", "job N", " ".join(line.split())))
     monkeypatch.setattr(check, "README", DOCS / "cluster.md")
     monkeypatch.chdir(tmp_path)
     assert check.check_blocks() > 5

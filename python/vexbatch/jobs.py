@@ -1,9 +1,10 @@
 """Jobs of SLURM that work in an output folder.
 
-Each call that submits something makes a folder OUTDIR/slurm/NNNN with a copy of its plan, so that jobs in the queue keep
-theirs. ``arrayN.sh`` is the script of an array, line I of ``arrayN.tasks`` has the pieces of its task I, ``arrayN.job``
-the number that SLURM gave it; ``summary.sh`` runs when all of them have ended, however that was. What is in the queue is
-asked of squeue by the paths of the scripts: they hold where a call was killed before it could write down a number.
+Each call that submits something makes a folder OUTDIR/slurm/NNNN with a copy of its plan, so that jobs in the queue
+keep theirs. ``arrayN.sh`` is the script of an array, line I of ``arrayN.tasks`` has the pieces of its task I,
+``arrayN.job`` the number that SLURM gave it; ``summary.sh`` runs when all of them have ended, however that was. What is
+in the queue is asked of squeue by the paths of the scripts: they hold where a call was killed before it could write down
+a number.
 """
 
 from __future__ import annotations
@@ -172,30 +173,33 @@ def tell(plan: Plan) -> list[str]:
 
 
 def _lost(plan: Plan, rows: Sequence[Queued]) -> Iterator[tuple[str, str]]:
-    """The tasks of the last call that ended without a word on one of their pieces, and what their logs say last."""
+    """The tasks of the last call that ended without a word on a piece that is missing, and what their logs say last."""
     call = calls(home(plan))[-1]
     there, claimed = read_plan(os.path.join(call, PLAN)), claims(plan, rows)
     mine = {_path(plan, piece): piece for piece in plan.pieces}
-    for job, index, numbers in _ended_tasks(call):
+    for task, numbers in _ended_tasks(call):
+        log = _read_log(os.path.join(call, f"{task}.log"))
         for theirs in (there.pieces[number] for number in numbers):
             piece = mine.get(_path(there, theirs))
-            if piece and piece.number not in claimed and state.read_state(piece) is None:
-                yield f"{piece.name}: job {job}_{index}", _last_words(os.path.join(call, f"{job}_{index}.log"))
+            told = any(line.startswith(theirs.name + " ") for line in log)
+            if piece and not told and piece.number not in claimed and state.read_state(piece) is None:
+                yield f"{piece.name}: job {task}", log[-1]
 
 
-def _ended_tasks(call: str) -> Iterator[tuple[str, int, list[int]]]:
-    for name in sorted(name for name in os.listdir(call) if name.endswith(".job") and name.startswith("array")):
+def _ended_tasks(call: str) -> Iterator[tuple[str, list[int]]]:
+    """Tasks, as SLURM names them, and the numbers of their pieces."""
+    for name in sorted(name for name in os.listdir(call) if name.startswith("array") and name.endswith(".job")):
         path = os.path.join(call, name)
         with open(path, encoding="utf-8") as file:
             job = file.read().strip()
-        for index, numbers in enumerate(_tasks(path.removesuffix(".job") + ".sh")):
-            yield job, index, numbers
+        for place, numbers in enumerate(_tasks(path.removesuffix(".job") + ".sh")):
+            yield f"{job}_{place}", numbers
 
 
-def _last_words(log: str) -> str:
+def _read_log(path: str) -> list[str]:
+    """The lines of a task's log, at least one."""
     try:
-        with open(log, encoding="utf-8", errors="replace") as file:
-            lines = [line.strip() for line in file if line.strip()]
+        with open(path, encoding="utf-8", errors="replace") as file:
+            return [line.strip() for line in file if line.strip()] or ["said nothing"]
     except OSError:
-        return f"left no log: it never began, or its node does not see {os.path.dirname(log)}"
-    return lines[-1] if lines else "said nothing"
+        return [f"left no log: it never began, or its node does not see {os.path.dirname(path)}"]
