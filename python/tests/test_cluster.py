@@ -136,7 +136,7 @@ def test_nodes_without_the_archive(batch: Batch, cluster: None, monkeypatch: pyt
     (batch.folder / "A").rename(batch.folder / "B")
     said = call.communicate()[0]
     assert call.returncode == 1 and "2013-04-22 failed:" in said and "sees no A/L1C" in said, said
-    monkeypatch.setenv("SLURM_CONF", "nowhere")
+    monkeypatch.setenv("PATH", "nowhere")
     status, said = batch.call("", OPTIONS)
     assert status == 2 and "it is not known whether the jobs of" in said, said
 

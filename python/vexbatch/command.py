@@ -14,7 +14,7 @@ from collections.abc import Container, Iterator, Sequence
 from . import files, jobs, local, slurm, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
 from .listing import Archive
-from .options import BAD_USE, count, make_parser, small_parser
+from .options import BAD_USE, make_parser, natural, small_parser
 from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
 from .progress import Progress, amount, line
@@ -251,7 +251,7 @@ def _status(argv: Sequence[str]) -> int:
 def _run_piece(argv: Sequence[str]) -> int:
     """Some pieces; behind the last one counts what they are joined to."""
     parser = small_parser("run-piece", "PLAN")
-    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=count)
+    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=natural)
     arguments = parser.parse_args(argv)
     plan = read_plan(arguments.plan)
     os.chdir(plan.folder)

@@ -3,8 +3,8 @@
 Each call that submits something makes a folder OUTDIR/slurm/NNNN with a copy of its plan, so that jobs in the queue
 keep theirs. ``arrayN.sh`` is the script of an array, line I of ``arrayN.tasks`` has the pieces of its task I,
 ``arrayN.job`` the number that SLURM gave it; ``summary.sh`` runs when all of them have ended, however that was. What is
-in the queue is asked of squeue by the paths of the scripts: they hold where a call was killed before it could write down
-a number.
+in the queue is asked of squeue by the paths of the scripts: they hold where a call was killed before it could write
+down a number.
 """
 
 from __future__ import annotations

@@ -44,7 +44,7 @@ class Parser(argparse.ArgumentParser):
         self.exit(BAD_USE, f"vex-batch: {message} (see vex-batch --help)\n")
 
 
-def count(text: str) -> int:
+def natural(text: str) -> int:
     """A number, 0 included."""
     if not text.isdigit():
         raise argparse.ArgumentTypeError(f"{text!r} is not a number")
@@ -52,7 +52,7 @@ def count(text: str) -> int:
 
 
 def _positive(text: str) -> int:
-    if not count(text):
+    if not natural(text):
         raise argparse.ArgumentTypeError("at least 1 is wanted")
     return int(text)
 
@@ -77,7 +77,7 @@ def make_parser() -> Parser:
     parser.add_argument("--by", default="day", metavar="day|month|Ndays", help="what a piece is (day)")
     parser.add_argument("--out", required=True, metavar="TEMPLATE",
                         help="path of a piece, with {date} {first} {last} {year} {month} {day}")
-    parser.add_argument("--retries", type=count, default=1, metavar="N",
+    parser.add_argument("--retries", type=natural, default=1, metavar="N",
                         help="how often a piece that fails is tried again (1)")
     parser.add_argument("--timeout", type=_seconds, metavar="S", help="seconds that a piece may take")
     parser.add_argument("--dry-run", action="store_true", help="say what would be done; nothing is written")
