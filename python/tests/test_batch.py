@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import importlib.util
+import json
 import os
 import pathlib
 import re
@@ -226,6 +227,26 @@ def test_joined_pieces_are_those_of_one_run(batch: Batch, vex: pathlib.Path) -> 
     assert "is complete" in batch.call("--merge --out st/{date}", words)[1]  # of the same bytes
     os.truncate(l1c(batch.folder, 20)[0], 0)
     assert "2013-04-20_2013-04-25 complete" in batch.call("--merge --out st/{date}", words)[1]
+
+
+def test_index(batch: Batch, vex: pathlib.Path) -> None:
+    """Runs over a window read only files that can hold a pixel of it, and write the same bytes; also by -cfg."""
+    words = f"-c 1-5 {SPAN} -d2 A/L2 -t2 clp -mila -90 -mala -60 -milo -180 -malo 180"
+    assert batch.call("--out plain/{date}", words)[0] in (0, 3)
+    for own in ("--out by/{date} --index index", "--out by/{date} --index index --retries 0"):
+        status, said = batch.call(own, words)
+        assert status in (0, 3), said
+    (batch.folder / "window.cfg").write_text("mala = -60\nd = A/L1C\n")
+    status, said = batch.call("--out cfg/{date} --index index",
+                              f"-c 1-5 {SPAN} -d2 A/L2 -t2 clp -mila -90 -milo -180 -malo 180 -cfg window.cfg")
+    assert status in (0, 3) and "0 of them new or changed" in said, said
+    plain = sorted(path for path in (batch.folder / "plain").iterdir() if not path.suffix)
+    read = [json.loads((batch.folder / "by" / f"{path.name}.json").read_text()) for path in plain]
+    assert any(path.stat().st_size > 100 for path in plain) and all(one["inputs"] for one in read)
+    for path in plain:
+        assert path.read_bytes() == (batch.folder / "by" / path.name).read_bytes()
+        assert path.read_bytes() == (batch.folder / "cfg" / path.name).read_bytes()
+    assert "vex-batch-links" in (batch.folder / "by" / f"{plain[0].name}.log").read_text()
 
 
 def test_pieces_by_number(batch: Batch) -> None:

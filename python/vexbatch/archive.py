@@ -16,7 +16,6 @@ import errno
 import fcntl
 import glob
 import hashlib
-import itertools
 import os
 import shutil
 import signal
@@ -224,7 +223,7 @@ class _Keeper:
     def begin(self, source: Source, folder: str, done: Updated) -> list[File]:
         """Drops what is gone, or not as it was; gives the files that are to be looked at."""
         stored = load(self.path, self.version)
-        same = set(_unchanged(stored, self.files))
+        same = {name for name, _ in _unchanged(stored, self.files)}
         if len(same) < len(stored.names):
             self._write(nothing())
         late = time.time_ns() - FRESH
@@ -243,16 +242,15 @@ class _Keeper:
 
     def _write(self, found: Extents) -> None:
         stored = load(self.path, self.version)
-        names = set(_unchanged(stored, self.files)) - set(found.names)
+        names = {name for name, _ in _unchanged(stored, self.files)} - set(found.names)
         places = np.array([place for place, name in enumerate(stored.names) if name in names], np.int64)
         save(self.path, join([stored.take(places), found]), self.version)
 
 
-def _unchanged(stored: Extents, files: Mapping[str, Stamp]) -> Iterator[str]:
-    """The files that are as they were."""
-    for name, size, changed in zip(stored.names, stored.files[:, SIZE].tolist(), stored.files[:, CHANGED].tolist()):
-        if files.get(name) == (size, changed):
-            yield name
+def _unchanged(stored: Extents, files: Mapping[str, Stamp]) -> list[tuple[str, int]]:
+    """The files that are as they were, and their bytes."""
+    stamps = stored.files[:, [SIZE, CHANGED]].tolist()
+    return [(name, size) for name, (size, changed) in zip(stored.names, stamps) if files.get(name) == (size, changed)]
 
 
 @contextlib.contextmanager
@@ -323,31 +321,31 @@ def select(index: str, version: str, source: Source, asked: Conditions, span: Sp
         Its days, ignored for folders without dates.
     """
     found, place = Selected(), _place(index, source)
-    left: list[tuple[int, str]] = []
+    least: list[tuple[int, str]] = []
     for folder in source.folders(span):
         if folder.files is None:
             found.parts.append(folder.parts)
             continue
-        without = _not_needed(source, load(_file(place, folder.parts), version), folder.files, asked)
-        for name, stamp in folder.files.items():
-            if name in without:
-                left.append((stamp[0] if stamp else 0, f"{folder.parts}/{name}"))
-            elif source.takes(name):
-                found.take(f"{folder.parts}/{name}", stamp[0] if stamp else 0)
-    found.all_files, found.all_bytes = found.files + len(left), found.bytes + sum(size for size, _ in left)
-    if left and not found.files:
-        size, part = min(left)
+        left = _not_needed(source, load(_file(place, folder.parts), version), folder.files, asked)
+        for name in folder.files.keys() - left.keys():
+            if source.takes(name):
+                found.take(f"{folder.parts}/{name}", (folder.files[name] or (0, 0))[0])
+        found.all_files, found.all_bytes = found.all_files + len(left), found.all_bytes + sum(left.values())
+        least += [min((size, f"{folder.parts}/{name}") for name, size in left.items())] if left else []
+    found.all_files, found.all_bytes = found.all_files + found.files, found.all_bytes + found.bytes
+    if least and not found.files:
+        size, part = min(least)
         found.take(part, size)
     return found
 
 
-def _not_needed(source: Source, extents: Extents, files: Mapping[str, Stamp], asked: Conditions) -> set[str]:
-    """Files without a pixel that meets the conditions.
+def _not_needed(source: Source, extents: Extents, files: Mapping[str, Stamp], asked: Conditions) -> dict[str, int]:
+    """Files without a pixel that meets the conditions, and their bytes.
 
     Names with a | stay in: it stands between the motifs of -mf as they are echoed, so that these cannot be told then.
     """
-    may = set(itertools.compress(extents.names, may_hold(asked, extents)))
-    return {name for name in _unchanged(extents, files) if source.takes(name) and name not in may and "|" not in name}
+    without = extents.take(np.flatnonzero(~may_hold(asked, extents)))
+    return {name: size for name, size in _unchanged(without, files) if source.takes(name) and "|" not in name}
 
 
 def place_of_links() -> str | None:

@@ -203,10 +203,10 @@ def load(path: str, version: str) -> Extents:
         sizes = [int(count) for count in counts.split()]
         if first != _first_line(version) or sum(sizes) != len(rest) or len(sizes) != 1 + len(ARRAYS):
             return nothing()
-        names, place, arrays = rest[:sizes[0]].split(b"\0") if sizes[0] else [], sizes[0], []
+        names, place, arrays = os.fsdecode(rest[:sizes[0]]).split("\0") if sizes[0] else [], sizes[0], []
         for (_, code, shape), size in zip(ARRAYS, sizes[1:]):
             arrays.append(np.frombuffer(rest, code, size // np.dtype(code).itemsize, place).reshape(shape))
             place += size
-        return Extents(list(map(os.fsdecode, names)), *arrays)
+        return Extents(names, *arrays)
     except (OSError, ValueError):
         return nothing()

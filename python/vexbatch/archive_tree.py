@@ -67,17 +67,25 @@ def _walk(root: str, parts: str, level: int, below: str, span: Span, on: tuple[b
 def look(root: str, parts: str) -> Iterator[Folder]:
     """A folder with what is in it, if it is there."""
     try:
-        with os.scandir(os.path.join(root, parts)) as entries:
-            yield Folder(parts, {entry.name: _stamp(entry) for entry in entries})
+        opened = os.open(os.path.join(root, parts), os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
     except FileNotFoundError:
         return
     except OSError:
         yield Folder(parts, None)
-
-
-def _stamp(entry: os.DirEntry[str]) -> Stamp:
+        return
     try:
-        status = entry.stat()
+        files = {name: _stamp(name, opened) for name in os.listdir(opened)}
+    except OSError:
+        files = None
+    finally:
+        os.close(opened)
+    yield Folder(parts, files)
+
+
+def _stamp(name: str, folder: int) -> Stamp:
+    """Looking at it from its folder is faster than by its path."""
+    try:
+        status = os.stat(name, dir_fd=folder)
     except OSError:
         return None
     return (status.st_size, status.st_mtime_ns) if stat.S_ISREG(status.st_mode) else None

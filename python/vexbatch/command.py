@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import argparse
 import contextlib
+import importlib
 import io
 import os
 import shlex
@@ -17,6 +18,7 @@ from .listing import Archive
 from .options import BAD_USE, make_parser, natural, small_parser
 from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
+from .piece import sweep_links
 from .progress import Progress, amount, line
 from .settings import find_vex, read_settings
 from .state import COMPLETE, Judgement
@@ -37,7 +39,8 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
     wish = arguments.merge or arguments.cat
     joined = (arguments.merge_out or joined_path(settings, arguments.out)) if wish else None
     plan = Plan(settings, os.getcwd(), output_folder(arguments.out), arguments.timeout, arguments.retries,
-                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by), find_roots(settings))
+                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by), find_roots(settings),
+                os.path.abspath(arguments.index) if arguments.index else None)
     refuse_paths(plan)
     return plan
 
@@ -132,6 +135,7 @@ def _work(plan: Plan, processes: int) -> int:
     survey = Survey(plan)
     _say_what(plan, survey, 0)
     if survey.pieces:
+        _update_index(plan, processes)
         _import_checks(plan)
         _do(plan, survey, processes)
     return _close(plan)
@@ -162,6 +166,8 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
         _say_what(plan, survey, len(claimed))
         if not survey.pieces and not rows:
             return _close(plan)
+        if survey.pieces:
+            _update_index(plan, arguments.jobs)
         left = slurm.submit(plan, [piece.number for piece in survey.pieces], arguments) if survey.pieces else ""
     if left:
         _warn(left)
@@ -177,6 +183,8 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
 
 def _sweep(plan: Plan) -> None:
     """Removes what killed calls left, but not of pieces that somebody is at."""
+    if plan.index is not None:
+        sweep_links()
     for out, left in state.leftovers(plan.pieces).items():
         log = files.lock(out + ".log", patience=0) if files.size(out + ".log") >= 0 else -1
         if log is None:
@@ -187,12 +195,29 @@ def _sweep(plan: Plan) -> None:
             os.close(log)
 
 
+def _update_index(plan: Plan, processes: int) -> None:
+    """Brings the index of the archive up to date, if there is to be one."""
+    if plan.index is None:
+        return
+    from . import archive
+    from .archive_tree import span_of
+    settings = plan.settings
+    try:
+        done = archive.update(plan.index, archive.sources(settings.options), settings.vex,
+                              span_of(settings.first, settings.last), processes)
+    except (ValueError, RuntimeError) as error:
+        raise UsageError(f"{plan.index}: {error}") from None
+    print(f"index: {done.files} files, {done.seen} of them new or changed", flush=True)
+    if done.left:
+        _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
+
+
 def _import_checks(plan: Plan) -> None:
     """What workers need is imported once, before there are any."""
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
-    from vexfile import inspecting  # noqa: F401
+    importlib.import_module("vexfile.inspecting")
     if plan.settings.format == "txtstat":
-        from vexfile import statistics  # noqa: F401
+        importlib.import_module("vexfile.statistics")
 
 
 def _do(plan: Plan, survey: Survey, jobs: int) -> None:

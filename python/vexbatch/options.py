@@ -88,6 +88,8 @@ def make_parser() -> Parser:
     parser.add_argument("--merge-out", metavar="PATH",
                         help="path of what they are joined to (the template, FIRST_LAST for {date})")
     parser.add_argument("--vex", metavar="PATH", help="the program (vex)")
+    parser.add_argument("--index", metavar="FOLDER",
+                        help="keep an index of the archive there, and read only files that can hold a wanted pixel")
     parser.add_argument("--engine", choices=("local", "slurm"), default="local", help="where pieces run (local)")
     slurm.add_options(parser, _positive)
     return parser

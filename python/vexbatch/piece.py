@@ -4,11 +4,14 @@ from __future__ import annotations
 
 import contextlib
 import errno
+import glob
 import hashlib
 import os
 import re
+import shutil
+import tempfile
 import time
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 from typing import Any
 
 from . import files, outcome, state
@@ -21,6 +24,8 @@ from .state import State
 
 #: Bytes that a folder takes when it is not full; vex writes blocks of a quarter of that.
 ROOM = 1 << 20
+#: How the names of folders of links begin; the number of the process that made them follows.
+LINKS = "vex-batch-links-"
 
 
 def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None = None) -> State:
@@ -100,7 +105,8 @@ def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
 
 
 def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
-    ended = run(_words(plan, piece), log, plan.timeout)
+    with _roots(plan, piece) as roots:
+        ended = run(_words(plan, piece, roots), log, plan.timeout)
     with open(piece.log, "rb") as lines:
         found = outcome.judge(lines)
     made = _base(plan, piece, inputs, attempt) | {
@@ -118,14 +124,37 @@ def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> St
     return _settle(piece, made | {"why": why})
 
 
-def _words(plan: Plan, piece: Piece) -> list[str]:
+@contextlib.contextmanager
+def _roots(plan: Plan, piece: Piece) -> Iterator[list[tuple[str, str]]]:
+    """With an index, folders of links to the files that can hold a wanted pixel, by the options of their roots."""
+    if plan.index is None:
+        yield []
+        return
+    from . import archive
+    from .archive_tree import span_of
+    with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
+        found, _ = archive.narrow(plan.index, plan.settings.version, plan.settings.options,
+                                  span_of(piece.first, piece.last), folder)
+        yield sorted(found.items())
+
+
+def sweep_links() -> None:
+    """Removes folders of links whose makers were killed."""
+    from . import archive
+    for path in glob.glob(os.path.join(archive.place_of_links() or tempfile.gettempdir(), LINKS + "*-*")):
+        owner = path.rpartition(LINKS)[2].partition("-")[0]
+        if not os.path.exists(f"/proc/{owner}"):
+            shutil.rmtree(path, ignore_errors=True)
+
+
+def _words(plan: Plan, piece: Piece, roots: Sequence[tuple[str, str]]) -> list[str]:
     """The command line. A configuration file is given as a copy, in which the days come last."""
     own, settings, copy = dates(piece.first, piece.last), plan.settings, None
     if settings.configuration is not None:
         copy = piece.part + ".cfg"
         with open(copy, "wb") as file:
-            file.write(configuration_text(settings.configuration, own))
-    return command(settings.vex, settings.words, [("out", piece.part), *own], copy)
+            file.write(configuration_text(settings.configuration, [*roots, *own]))
+    return command(settings.vex, settings.words, [("out", piece.part), *roots, *own], copy)
 
 
 def _why(plan: Plan, ended: Ended, found: outcome.Outcome) -> str:

@@ -83,6 +83,8 @@ class Plan:
         The path of what the pieces are joined to in the end.
     roots : tuple of str
         The folders of input, and the grid, that were there when the plan was made.
+    index : str or None
+        The folder of the index of the archive, by which runs are handed only the files that they need.
     """
 
     settings: Settings
@@ -94,6 +96,7 @@ class Plan:
     joined: str | None
     pieces: tuple[Piece, ...]
     roots: tuple[str, ...] = ()
+    index: str | None = None
 
     def paths(self, piece: Piece) -> list[str]:
         """The files of a complete piece."""
@@ -195,4 +198,3 @@ def read_plan(path: str) -> Plan:
         raise UsageError(f"{path}: {error.strerror}") from None
     except (ValueError, TypeError, KeyError, AttributeError):
         raise UsageError(f"{path}: is not a plan of vex-batch") from None
-
