@@ -106,6 +106,7 @@ WRONG = {  # options in front of and behind --: what is said
     ("", "-ld 2013-04-19"): "last date must be after first", ("", "-ld 2013-04-31"): "no such day",
     ("", "-box 0-1,0-1,a -box 2-3,0-1,a"): "ERROR: ouverture fichier OUT.a.txt",
     ("", "-of txtstat -boxstat 90000-90000"): "would need more memory",
+    ("--out A/L1C/2013/04/20/{date}", ""): "lies in the archive",
     ("--by week", ""): "--by week", ("-j 0", ""): "at least 1", ("--merge", ""): "--cat joins records",
     ("--by 2days --out out/{year}", ""): "would be written by", ("--out out/{hour}", ""): "the fields are",
     ("--out /dev/full", "-ld 2013-04-20"): "is not a file", ("--vex none", ""): "no such program"}

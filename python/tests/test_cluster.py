@@ -151,7 +151,7 @@ def test_the_page(cluster: None, build: pathlib.Path, tmp_path: pathlib.Path, mo
     spec.loader.exec_module(check)
     (tmp_path / "bin").mkdir()
     program = tmp_path / "bin/vex-batch"
-    program.write_text(f'#!/bin/sh\nPYTHONPATH={HERE.parent} exec "{sys.executable}" -m vexbatch "$@"\n')
+    program.write_text(f'#!/bin/sh\nPYTHONPATH="{HERE.parent}" exec "{sys.executable}" -m vexbatch "$@"\n')
     program.chmod(0o755)
     monkeypatch.setenv("PATH", f"{program.parent}:{build}:{os.environ['PATH']}")
     monkeypatch.setenv("STATUS", "/dev/null")

@@ -16,6 +16,7 @@ import errno
 import fcntl
 import glob
 import hashlib
+import itertools
 import os
 import shutil
 import signal
@@ -249,8 +250,8 @@ class _Keeper:
 
 def _unchanged(stored: Extents, files: Mapping[str, Stamp]) -> list[tuple[str, int]]:
     """The files that are as they were, and their bytes."""
-    stamps = stored.files[:, [SIZE, CHANGED]].tolist()
-    return [(name, size) for name, (size, changed) in zip(stored.names, stamps) if files.get(name) == (size, changed)]
+    stamps = zip(stored.files[:, SIZE].tolist(), stored.files[:, CHANGED].tolist())
+    return [(name, stamp[0]) for name, stamp in zip(stored.names, stamps) if files.get(name) == stamp]
 
 
 @contextlib.contextmanager
@@ -331,7 +332,8 @@ def select(index: str, version: str, source: Source, asked: Conditions, span: Sp
             if source.takes(name):
                 found.take(f"{folder.parts}/{name}", (folder.files[name] or (0, 0))[0])
         found.all_files, found.all_bytes = found.all_files + len(left), found.all_bytes + sum(left.values())
-        least += [min((size, f"{folder.parts}/{name}") for name, size in left.items())] if left else []
+        if left and not found.files:
+            least.append(min((size, f"{folder.parts}/{name}") for name, size in left.items()))
     found.all_files, found.all_bytes = found.all_files + found.files, found.all_bytes + found.bytes
     if least and not found.files:
         size, part = min(least)
@@ -344,8 +346,9 @@ def _not_needed(source: Source, extents: Extents, files: Mapping[str, Stamp], as
 
     Names with a | stay in: it stands between the motifs of -mf as they are echoed, so that these cannot be told then.
     """
-    without = extents.take(np.flatnonzero(~may_hold(asked, extents)))
-    return {name: size for name, size in _unchanged(without, files) if source.takes(name) and "|" not in name}
+    may = set(itertools.compress(extents.names, may_hold(asked, extents)))
+    return {name: size for name, size in _unchanged(extents, files)
+            if name not in may and source.takes(name) and "|" not in name}
 
 
 def place_of_links() -> str | None:

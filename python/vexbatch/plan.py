@@ -20,6 +20,8 @@ Date = datetime.date
 Span = tuple[Date, Date]
 
 PLAN, SUMMARY, LOCK = "plan.json", "summary.json", ".vex-batch.lock"
+#: Where files of an archive are, below its root: in dated folders, or anywhere.
+DATED, ANY = re.compile(r"\d{4}/\d\d/\d\d/"), re.compile(r"(?!\.\./)")
 FIELDS = "date, first, last, year, month, day"
 
 
@@ -174,8 +176,21 @@ def refuse_paths(plan: Plan) -> None:
             if path in taken:
                 raise UsageError(f"{path}: would be written by {taken[path]} and by {piece.name}")
             taken[path] = piece.name
+            _refuse_archive(plan.settings, path)
             if os.path.lexists(path) and not os.path.isfile(path):
                 raise UsageError(f"{path}: is there, and is not a file")
+
+
+def _refuse_archive(settings: Settings, path: str) -> None:
+    """Raises UsageError when a path lies where the archive has its files: they would be removed or replaced."""
+    real = os.path.join(os.path.realpath(os.path.dirname(path) or os.curdir), os.path.basename(path))
+    for name, pattern in (("d", DATED), ("d2", DATED), ("myd2", ANY)):
+        root = settings.value(name)
+        if root and pattern.match(os.path.relpath(real, os.path.realpath(root))):
+            raise UsageError(f"{path}: lies in the archive, -{name} {root}")
+    grid = settings.value("alt")
+    if grid and real == os.path.realpath(grid):
+        raise UsageError(f"{path}: is the grid of -alt")
 
 
 def write_plan(plan: Plan) -> str:
