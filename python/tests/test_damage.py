@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 import sys
 from pathlib import Path
 
@@ -13,6 +14,7 @@ from hypothesis import strategies as st
 
 import vexfile
 from vexfile.inspecting import check
+from vexfile.numerals import surely_numbers
 
 sys.path.insert(0, str(Path(__file__).parents[2] / "docs/examples"))
 import read_vex  # noqa: E402
@@ -53,3 +55,23 @@ def test_damage_anywhere(runs: Runs, tmp_path: Path, run: tuple[str, str], form:
                              for part in parts] or [np.empty(0)])
     assert data.sizes["pixel"] == places.size and np.array_equal(data.latitude, places, equal_nan=True)
     assert np.array_equal(data.get("channel", np.empty(0)), header["channels"])
+
+
+#: What stands in columns: what vex prints, and any mixture of its characters.
+PRINTED = st.one_of(st.integers(-777, 99999).map(str), st.floats(width=32, allow_nan=False, allow_infinity=False).map("{:.6g}".format))
+ANY = st.text("0123456789+-.e", max_size=12)
+
+
+@settings(max_examples=1000, derandomize=True)
+@given(columns=st.lists(st.one_of(PRINTED, ANY), min_size=4, max_size=4), usual=st.lists(PRINTED, min_size=4, max_size=4))
+def test_numerals(columns: list[str], usual: list[str]) -> None:
+    """What is taken for numbers without a look at each of them are numbers; all that vex prints is taken."""
+    def taken(line: list[str], whole: list[int]) -> bool:
+        return surely_numbers("\t".join([*usual, *line, *usual]).encode() + b"\n", 12, np.array(whole, int))
+
+    assert taken(usual, [])
+    assert taken(usual, [4]) <= (re.fullmatch(r"-?\d+", usual[0]) is not None)
+    if taken(columns, [5]):
+        assert not columns[1] or abs(int(columns[1])) < 2**31
+        for column in columns:
+            assert not column or np.isfinite(float(column))

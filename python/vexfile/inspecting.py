@@ -14,28 +14,29 @@ import numpy.typing as npt
 from .binary import BinaryFile
 from .columns import columns, positions
 from .errors import FormatError
+from .numerals import surely_numbers
 from .opening import open_file, sort_of, with_index
+from .shapes import Shape
 from .text import TextFile
 from .variables import VexFile, read_time
 
 #: Pixels that are looked at together; a multiple of what the readers keep together.
 PIXELS = 1 << 16
-#: Values of text that are verified together.
-VALUES = 1 << 22
+#: Bytes of text that are verified together.
+CHUNK = 1 << 22
 #: Longitudes that leave no gap of this size go around the globe, degrees.
 GAP = 5.0
-#: What numbers of text files, inf and nan among them, are made of, and what stands between them.
-PRINTED = b"0123456789+-.einfa\t\n"
+#: What no number of a text file, inf and nan among them, has, nor what stands between them.
+STRANGE = re.compile(rb"[^0-9+\-.einfa\t\n]")
 #: The largest integer.
 LARGEST = (1 << 31) - 1
-#: Bytes that are read at once.
-CHUNK = 1 << 22
 #: Width of the table for people, columns of the screen.
 WIDTH = 100
 #: Dimensions whose number differs between records.
 LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
 
 Facts = dict[str, Any]
+Integers = npt.NDArray[np.int64]
 
 
 def ranges(numbers: Iterable[int]) -> str:
@@ -217,36 +218,25 @@ def check(path: str) -> str:
 
 def check_numbers(file: TextFile) -> None:
     """Looks at every number of a text file."""
-    _check_bytes(file)
     found = columns(file)
     whole = np.array([column.field.text == "int" for column in found])
-    step = max(1, VALUES // len(found))
+    integers = {id(shape): places[whole & (places >= 0)]
+                for shape, _ in file.sorts() if shape.places for places in [positions(found, shape)]}
+    step = max(1, CHUNK * file.pixels // max(1, file.size))
     for begin in range(0, file.pixels, step):
-        for shape, rows, values in file.tables(begin, min(file.pixels, begin + step)):
-            places = positions(found, shape)
-            integers = values[:, places[whole & (places >= 0)]]
-            wrong = np.isfinite(integers) & ((integers != np.floor(integers)) | (np.abs(integers) > LARGEST))
-            if wrong.any():
-                raise FormatError(file.path, _place_of_line(file, int(rows[wrong.any(axis=1)][0])),
-                                  f"integers of 32 bits, found {integers[wrong][0]:g}")
+        for shape, pixels, lines in file.lines(begin, min(file.pixels, begin + step)):
+            if not surely_numbers(b"".join(lines), shape.length, integers[id(shape)]):
+                _check_each(file, shape, pixels, lines, integers[id(shape)])
 
 
-def _check_bytes(file: TextFile) -> None:
-    place = file.header.length
-    with open(file.path, "rb") as opened:
-        opened.seek(place)
-        while data := opened.read(CHUNK):
-            if data.translate(None, PRINTED):
-                strange = re.search(b"[^" + re.escape(PRINTED) + b"]", data)
-                assert strange
-                found = strange[0].decode("latin-1")
-                raise FormatError(file.path, place + strange.start(), f"a number, found {found!r}")
-            place += len(data)
-
-
-def _place_of_line(file: TextFile, number: int) -> int:
-    """Where a line begins; the first one behind the names of the columns is number 0."""
-    with open(file.path, "rb") as opened:
-        for _ in range(number + 1):
-            opened.readline()
-        return opened.tell()
+def _check_each(file: TextFile, shape: Shape, pixels: Integers, lines: list[bytes], integers: Integers) -> None:
+    """Reads the numbers of equal lines one by one."""
+    for pixel, line in zip(pixels.tolist(), lines):
+        if strange := STRANGE.search(line):
+            raise FormatError(file.path, file.place(pixel) + strange.start(),
+                              f"a number, found {strange[0].decode('latin-1')!r}")
+    given = file.table(shape, pixels, lines)[:, integers]
+    wrong = np.isfinite(given) & ((given != np.floor(given)) | (np.abs(given) > LARGEST))
+    if wrong.any():
+        raise FormatError(file.path, file.place(int(pixels[wrong.any(axis=1).argmax()])),
+                          f"integers of 32 bits, found {given[wrong][0]:g}")

@@ -30,6 +30,8 @@ Integers = npt.NDArray[np.int64]
 CHUNK = 1 << 22
 #: The longest line that names columns, bytes.
 LONGEST_HEADER = 1 << 26
+#: Lines of more bytes are looked at one by one.
+LONG = 1 << 13
 #: Lines whose columns, those of the spectrum excepted, are kept together.
 LINES = 512
 
@@ -192,7 +194,15 @@ class TextFile:
     def tables(self, begin: int, end: int) -> Iterator[tuple[Shape, Integers, Array]]:
         """The same, with all columns as float64 (line, column) in place of lines; an empty column is NaN."""
         for shape, pixels, lines in self.lines(begin, end):
-            yield shape, pixels, self._parse(lines, pixels, shape.length, np.arange(shape.length))
+            yield shape, pixels, self.table(shape, pixels, lines)
+
+    def table(self, shape: Shape, pixels: Integers, lines: list[bytes]) -> Array:
+        """All columns of lines of one sort as float64 (line, column); an empty column is NaN."""
+        return self._parse(lines, pixels, shape.length, np.arange(shape.length))
+
+    def place(self, pixel: int) -> int:
+        """Where the line of a pixel begins, bytes."""
+        return int(self._offsets[pixel])
 
     def _lines_of(self, begin: int, end: int) -> Iterator[tuple[int, Integers, list[bytes]]]:
         """Sorts, rows (from `begin`) and contents of lines."""
@@ -275,9 +285,10 @@ def _lines(path: str, file: io.BufferedReader, begin: int) -> tuple[Integers, np
     while data := file.read(CHUNK):
         block = np.frombuffer(data, np.uint8)
         breaks = np.flatnonzero(block == 10)
+        there, count = _tabs_before(block == 9, breaks)
         ends.append(breaks + place + 1)
-        tabs.append(np.searchsorted(np.flatnonzero(block == 9), breaks) + seen)
-        seen += int(np.count_nonzero(block == 9))
+        tabs.append(there + seen)
+        seen += count
         place += block.size
     offsets = np.concatenate(ends)
     if offsets[-1] != place:
@@ -285,3 +296,12 @@ def _lines(path: str, file: io.BufferedReader, begin: int) -> tuple[Integers, np
     columns = np.diff(np.concatenate(tabs)) + 1
     columns[np.diff(offsets) == 1] = 0
     return offsets, columns.astype(np.int32)
+
+
+def _tabs_before(tabs: npt.NDArray[np.bool_], breaks: Integers) -> tuple[Integers, int]:
+    """The tabs of a block before each of its breaks, and all of them."""
+    if breaks.size * LONG > tabs.size:
+        places = np.flatnonzero(tabs)
+        return np.searchsorted(places, breaks), places.size
+    counts = [np.count_nonzero(part) for part in np.split(tabs, breaks)]
+    return np.cumsum(counts[:-1], dtype=np.int64), sum(counts)
