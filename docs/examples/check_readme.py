@@ -51,6 +51,7 @@ RUNS = [  # what is done to the archive, the run, what vex_status returns and a 
     ("", f"{L1C}/ -of txtstat -boxstat 1", 0, "complete"),
     ("mkdir x", f"cd x; {DAY} -alt ../archive/land_sea_alti_map.dat -d ../archive/L1C", 0, "complete"),
     ("", f"{L1C} -d2 none -myd2 archive/L2/2013/04/20 -t2 clp", 0, "complete"),
+    ("cp archive/land* archive/L1C/grid", f"{L1C} -alt archive/L1C/grid", 0, "complete"),
     ("", f"{L1C} -out none/out", 1, "ERROR: ouverture fichier none/out"),
     ("", f"{L1C} -box 0-1,0-1,a -box 2-3,0-1,a", 1, "ERROR: ouverture fichier out.a.txt"),
     ("", f"{L1C} -out /dev/full", 1, "failed"),

@@ -48,7 +48,7 @@ def test_kinds_are_those_of_vex_batch() -> None:
     for row in ROWS:
         for text in row.texts:
             assert list(outcome.judge([printed(text)]).complaints) == [row.kind] * bool(row.kind), text
-    wanted = [(rule.kind, branch) for rule in outcome.RULES for branch in branches(rule.pattern.pattern.decode())]
+    wanted = [(rule.kind, branch) for rule in outcome.RULES[:-1] for branch in branches(rule.pattern.pattern.decode())]
     wanted += [("", found.pattern.decode()) for found in (outcome.SUCCEEDED, outcome.NO_FILES, outcome.FILES,
                                                            outcome.SELECTED, outcome.IN_BOX)]
     for kind, branch in wanted:

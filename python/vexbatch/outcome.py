@@ -41,7 +41,8 @@ RULES = (
     _rule("extraction failed", rb"Error: extraction failed!"),
     _rule("other product", rb"Error: data are not"),
     _rule("pairing", rb"Probleme calcul|pb calcul"),
-    _rule("damaged message", rb"Probleme |Message BUFR |non conforme"),
+    _rule("damaged message", rb"Probleme |Message BUFR |non conforme|ERROR: Suspicious compression"
+          rb"|ERROR: Data width too high|ERROR: unable to interpret input file"),
     _rule("satellites differ", rb"Satellite id different"),
     _rule("other", rb"ERROR: |Error: "),
 )
@@ -101,9 +102,10 @@ class _Log:
         if root := ROOT.match(line):
             self.roots.append(root[1].rstrip(b"/") + b"/")
             return
-        if not line.startswith(b"-"):
-            self._complain(line)
         self._count(line)
+        if line.startswith(b"-"):  # an option, whose value may look like a complaint or a path
+            return
+        self._complain(line)
         if not NO_PATH.search(line):
             self._path(line)
 
