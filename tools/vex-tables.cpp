@@ -6,6 +6,11 @@
 // inner one from 0. Of a field, "missing" is what stands there when the product has no pixel in the record,
 // "missing_value" when the pixel has no such value; "with_tb" is the field that stands there with -tb 1.
 // "channels" are those of the spectrum; a record ends at channel "channel_limit", whatever its header counts.
+//
+// Of an option, "help" and the words under "sub" are those of the program's help; "meaning" is what pages
+// say, "form" what they show behind the name, "value" what it takes: none, path, folder, word (of "sub"),
+// words (of "sub", between commas), switch (1 or 0) or text. "default" holds without it; one that "adds" may
+// be repeated.
 
 #include <cstdio>
 #include <span>
@@ -259,25 +264,39 @@ std::string AsUtf8(const char* szText) {
   return szUtf8;
 }
 
-std::string Choices(const SOption& option) {
+std::string Choices(const SWay& way) {
   CJson list = List();
-  if (!option.pChoices) return list.Get();
-  for (const SChoice& choice : option.pChoices())
+  if (!way.pChoices) return list.Get();
+  for (const SChoice& choice : way.pChoices())
     list.Add(Object().Text("word", choice.szWord).Text("help", AsUtf8(choice.szHelp)).Get());
   return list.Get();
+}
+
+const char* ValueName(EValue eValue) {
+  constexpr const char* NAMES[] = {"none", "path", "folder", "word", "words", "switch", "text"};
+  return NAMES[static_cast<int>(eValue)];
+}
+
+std::string Option(const SOption& option, const char* szSection) {
+  static const CConfigParam defaults;
+  return Object()
+      .Text("name", option.szName)
+      .Text("argument", option.szArgument)
+      .Text("help", AsUtf8(option.szHelp))
+      .Text("section", szSection)
+      .Add("sub", Choices(option.way))
+      .Text("value", ValueName(option.way.eValue))
+      .Text("form", option.way.szForm)
+      .Text("default", option.way.pShow ? option.way.pShow(defaults) : "")
+      .Add("adds", option.way.bAdds ? "true" : "false")
+      .Text("meaning", option.szMeaning)
+      .Get();
 }
 
 std::string Options() {
   CJson list = List();
   for (const SOptionSection& section : OptionSections())
-    for (const SOption& option : section.options)
-      list.AddLine(Object()
-                       .Text("name", option.szName)
-                       .Text("argument", option.szArgument)
-                       .Text("help", AsUtf8(option.szHelp))
-                       .Text("section", section.szTitle)
-                       .Add("sub", Choices(option))
-                       .Get());
+    for (const SOption& option : section.options) list.AddLine(Option(option, section.szTitle));
   return list.Get();
 }
 

@@ -33,7 +33,7 @@ std::string ListOf(const std::vector<SChoice>& arChoices) {
 }
 
 void ShowOption(const SOption& option) {
-  const auto arChoices = option.pChoices ? option.pChoices() : std::vector<SChoice>();
+  const auto arChoices = option.way.pChoices ? option.way.pChoices() : std::vector<SChoice>();
   CReporter::Print(" -%s%s%s : %s%s\n", option.szName, *option.szArgument ? " " : "", option.szArgument,
                    option.szHelp, ListOf(arChoices).c_str());
   for (const SChoice& choice : arChoices)
