@@ -15,7 +15,7 @@ from collections.abc import Container, Iterator, Sequence
 from . import files, jobs, local, slurm, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
 from .listing import Archive
-from .options import BAD_USE, make_parser, natural, small_parser
+from .options import BAD_USE, COMMANDS, command_parser, make_parser
 from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
 from .piece import sweep_links
@@ -257,7 +257,7 @@ def _close(plan: Plan) -> int:
 
 
 def _status(argv: Sequence[str]) -> int:
-    folder = small_parser("status", "OUTDIR").parse_args(argv).outdir
+    folder = command_parser("status").parse_args(argv).outdir
     plan = read_plan(os.path.join(folder, PLAN))
     os.chdir(plan.folder)
     made = summarise(plan)
@@ -275,9 +275,7 @@ def _status(argv: Sequence[str]) -> int:
 
 def _run_piece(argv: Sequence[str]) -> int:
     """Some pieces; behind the last one counts what they are joined to."""
-    parser = small_parser("run-piece", "PLAN")
-    parser.add_argument("numbers", metavar="NUMBER", nargs="+", type=natural)
-    arguments = parser.parse_args(argv)
+    arguments = command_parser("run-piece").parse_args(argv)
     plan = read_plan(arguments.plan)
     os.chdir(plan.folder)
     for number in arguments.numbers:
@@ -297,7 +295,7 @@ def _plan(argv: Sequence[str]) -> int:
 
 def _todo(argv: Sequence[str]) -> int:
     """The numbers of the pieces that are to be done; also that of what they are joined to, if it has to be made."""
-    plan = read_plan(small_parser("todo", "PLAN").parse_args(argv).plan)
+    plan = read_plan(command_parser("todo").parse_args(argv).plan)
     os.chdir(plan.folder)
     jobs.refuse_queued(plan)
     numbers = [piece.number for piece in Survey(plan).pieces]
@@ -310,7 +308,7 @@ def _todo(argv: Sequence[str]) -> int:
 
 def _workflow(argv: Sequence[str]) -> int:
     """Where the rules for Snakemake are."""
-    small_parser("workflow").parse_args(argv)
+    command_parser("workflow").parse_args(argv)
     print(os.path.join(os.path.dirname(os.path.abspath(__file__)), "workflow", "Snakefile"))
     return 0
 
@@ -334,7 +332,7 @@ def main(argv: Sequence[str] | None = None) -> int:
             stream.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
     commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
     try:
-        return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
+        return commands[words[0]](words[1:]) if words and words[0] in COMMANDS else _run(words)
     except SystemExit as end:  # of argparse
         return end.code if isinstance(end.code, int) else BAD_USE
     except BatchError as error:

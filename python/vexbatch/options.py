@@ -95,9 +95,26 @@ def make_parser() -> Parser:
     return parser
 
 
-def small_parser(name: str, *words: str) -> Parser:
-    """That of a command whose words have their places."""
-    parser = Parser(prog=f"vex-batch {name}", allow_abbrev=False)
+#: Commands: their words, each in its place, and what they do. One without words takes those of the call itself.
+COMMANDS: dict[str, tuple[tuple[str, ...] | None, str]] = {
+    "status": (("OUTDIR",), "tell what is there, and make the summary"),
+    "run-piece": (("PLAN", "NUMBER"), "do pieces, counted from 0, unless they are complete; the number behind the last "
+                                      "one joins the pieces"),
+    "plan": (None, "write the plan alone, and print its path; takes the words of the call itself"),
+    "todo": (("PLAN",), "print the numbers of the pieces that are to be done"),
+    "workflow": ((), "print the path of the Snakefile"),
+}
+
+
+def command_parser(name: str) -> Parser:
+    """That of one of `COMMANDS`; the words are its attributes in small letters."""
+    words, does = COMMANDS[name]
+    if words is None:
+        return make_parser()
+    parser = Parser(prog=f"vex-batch {name}", description=f"{does[0].upper()}{does[1:]}.", allow_abbrev=False)
     for word in words:
-        parser.add_argument(word.lower(), metavar=word)
+        if word == "NUMBER":
+            parser.add_argument("numbers", metavar=word, nargs="+", type=natural)
+        else:
+            parser.add_argument(word.lower(), metavar=word)
     return parser

@@ -167,7 +167,7 @@ def _parser() -> Parser:
     merge = command("merge-stat", _merge, "merge statistics of separate runs", MERGE)
     merge.add_argument("--tbref", type=float, metavar="K", help="the temperature of -tbref, if the runs had it")
     for one in (cat, merge):
-        one.add_argument("-o", "--out", metavar="OUT", required=True)
+        one.add_argument("-o", "--out", metavar="OUT", required=True, help="the file to write")
     for one in (convert, cat, merge):
         one.add_argument("--force", action="store_true", help="replace OUT if it is there")
     _add_plots(commands)
@@ -189,12 +189,13 @@ def _add_plots(commands: Any) -> None:
         made[name].add_argument("--pixels", type=pixels, metavar="0,5-7", help="which pixels, counted from 0")
     made["map"].add_argument("--channel", type=channel, metavar="N", help="a number; with a point a wavenumber, cm-1")
     made["map"].add_argument("--index", type=pixels, metavar="0", help="which layer of a field, counted from 0")
-    made["map"].add_argument("--title", help="in place of satellite, dates and counts")
+    made["map"].add_argument("--title", metavar="TEXT", help="in place of satellite, dates and counts")
     for name in ("map", "statistics"):
         made[name].add_argument("--field", metavar="NAME", help="which variable" + " of a grid" * (name != "map"))
         made[name].add_argument("--limits", type=limits, metavar="LOW,HIGH",
                                 help="of the colours; write --limits=-5,5 when LOW is below 0")
-        made[name].add_argument("--projection", metavar="NAME", help="robinson, platecarree, lambert or stereographic")
+        made[name].add_argument("--projection", metavar="robinson|platecarree|lambert|stereographic",
+                                help="of the map; without it, one that suits the data")
         made[name].add_argument("--land", metavar="GRID", help="the grid of vex -alt, whose coasts are drawn")
 
 
