@@ -1,0 +1,1 @@
+"""What scripts/tables makes, by subject."""

@@ -1,0 +1,146 @@
+"""The tables of docs/formats.md and docs/man/vexfile.5: what stands where in the files of vex."""
+
+import re
+from collections.abc import Callable
+
+from .common import Object, Tables
+from .roff import item, roff, title
+
+# What the tables say
+
+
+def fields_of(block: Object) -> list[Object]:
+    """The fields of a block in their order, each once."""
+    lists = [part["fields"] for group in block["groups"] for part in (group, group["inner"]) if part]
+    return [field for fields in lists for field in fields]
+
+
+def with_spectrum(blocks: list[Object]) -> list[Object]:
+    """The blocks as the pages have them: the spectrum is the end of the block in front of it."""
+    merged: list[Object] = []
+    for block in blocks:
+        if not block["spectrum"]:
+            merged.append(block)
+            continue
+        front = merged.pop()
+        (group,) = block["groups"]
+        (field,) = group["fields"]
+        moved = {**group, "fields": [{**field, "offset": f"{front['length']} + {field['offset']}"}]}
+        length = f"{front['length']} + {block['length']}"
+        merged.append({**front, "groups": [*front["groups"], moved], "length": length})
+    return merged
+
+
+def bytes_of(block: Object) -> str:
+    """What the markers count for a block: few layers and levels."""
+    return str(block["shortest"] if "L" in block["length"] else block["length"])
+
+
+def forms(binary: object, text: object) -> str:
+    """The form in binary and that in text, once when they are the same."""
+    return str(binary) if str(binary) == str(text) else f"{binary} / {text}"
+
+
+def missing(field: Object) -> str:
+    return forms(field["missing"], field["missing_text"])
+
+
+def day_one(field: Object) -> str:
+    form = field["day_one"]
+    return forms(form["binary"], form["text"] or "empty") if form else "as it is"
+
+
+def either(field: Object, show: Callable[[Object], str]) -> str:
+    """What a field shows, and what it shows with -tb 1."""
+    first = show(field)
+    second = show(field.get("with_tb", field))
+    return first if first == second else f"{first}; {second} with -tb 1"
+
+
+def explained(row: Object) -> str:
+    """The meaning, with codes and range behind its first part."""
+    first, separator, rest = row["meaning"].partition("; ")
+    codes = f": {row['codes']}" if row["codes"] else ""
+    limits = ", {} to {}".format(*row["valid_range"]) if row.get("valid_range") else ""
+    return f"{first}{codes}{limits}{separator}{rest}"
+
+
+def meaning(field: Object) -> str:
+    other = "; a real in binary, an integer in text" if (field["type"], field["text"]) == ("real4", "int") else ""
+    return either(field, explained) + other
+
+
+def header_type(row: Object) -> str:
+    return str(row["type"]) if row["times"] == "1" else f"{row['times']} × {row['type']}"
+
+
+def header_content(row: Object, kinds: list[Object]) -> str:
+    if row["variable"] != "kinds":
+        return explained(row)
+    codes = sorted((kind["code"], kind["name"]) for kind in kinds)
+    return f"{row['meaning']}: " + ", ".join(f"{code} `{name}`" for code, name in codes)
+
+
+# docs/formats.md
+
+
+def code(word: str) -> str:
+    return f"`{word}`"
+
+
+def markdown(titles: list[str], rows: list[list[str]]) -> str:
+    head = [f"| {' | '.join(titles)} |", "|---" * len(titles) + "|"]
+    lines = [re.sub(r"\|  (?=\|)", "| ", f"| {' | '.join(row)} |") for row in rows]
+    return "\n".join(head + [re.sub(r"(?<![\w`])-[a-z]\w*(?: \d)?", r"`\g<0>`", line) for line in lines])
+
+
+def columns(block: Object) -> dict[str, Callable[[Object], str]]:
+    """What the table of a block shows of a field. The first block has no missing form."""
+    shown: dict[str, Callable[[Object], str]] = {
+        "Offset": lambda field: str(field["offset"]),
+        "Type": lambda field: str(field["type"]),
+        "Column": lambda field: "channel" if "with_tb" in field else code(field["name"]),
+        "Variable": lambda field: either(field, lambda form: code(block["prefix"] + form["variable"])),
+        "Unit": lambda field: either(field, lambda form: str(form["unit"])),
+        "Missing": lambda field: "" if block["name"] == "Common" else either(field, missing)}
+    if any(field["day_one"] for field in fields_of(block)):
+        shown["Day 1"] = day_one
+    return {**shown, "Meaning": meaning}
+
+
+def field_table(block: Object) -> str:
+    shown = columns(block)
+    return markdown(list(shown), [[show(field) for show in shown.values()] for field in fields_of(block)])
+
+
+def page_tables(layout: Object) -> Tables:
+    header = [[row["offset"], header_type(row), code(row["variable"]), header_content(row, layout["kinds"])]
+              for row in layout["header"]]
+    kinds = {kind["name"] for kind in layout["kinds"]}
+    blocks = with_spectrum(layout["blocks"])
+    lengths = [[code(block["name"]) if block["name"] in kinds else block["name"], bytes_of(block)] for block in blocks]
+    return {"header": markdown(["Offset", "Type", "Name", "Content"], header),
+            "lengths": markdown(["Block", "Bytes"], lengths),
+            **{block["name"]: field_table(block) for block in blocks}}
+
+
+# docs/man/vexfile.5
+
+
+def manual_item(block: Object, field: Object) -> str:
+    """One field: its column, type, place and unit, then what it means and how it is called elsewhere."""
+    shown = columns(block)
+    unit, absent = shown["Unit"](field), shown["Missing"](field)
+    place = field["type"] if field["offset"] == "-" else f"{field['type']} at {field['offset']}"
+    first = f"day 1: {day_one(field)}" if field["day_one"] else ""
+    return item(field["name"], ", ".join(filter(None, (place, unit))),
+                [meaning(field), f"missing: {absent}" * bool(absent), first, f"variable: {shown['Variable'](field)}"])
+
+
+def manual_tables(layout: Object) -> Tables:
+    header = [item(row["variable"], f"{header_type(row)} at {row['offset']}", [header_content(row, layout["kinds"])])
+              for row in layout["header"]]
+    blocks = [line for block in with_spectrum(layout["blocks"])
+              for line in (f'.SS "{roff(block["name"])}: {roff(block["length"])} bytes"',
+                           *(manual_item(block, field) for field in fields_of(block)))]
+    return {"title": title("vexfile", 5), "header": "\n".join(header), "fields": "\n".join(blocks)}
