@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs the README as a reader would: check_readme.py BUILD_DIR
+"""Runs the README as a reader would, or other pages: check_readme.py BUILD_DIR [PAGE...]
 
-Every command of its ```console blocks runs, in their order and in one folder, and must print what the block shows
-below it. A shown line "..." stands for any lines, blanks in a row for one, and seconds for any others. The function
-vex_status of the README must tell runs of all sorts apart.
+Every command of its ```console blocks, of a manual page those between .EX and .EE, runs, in their order and in one
+folder, and must print what the block shows below it. A shown line "..." stands for any lines, blanks in a row for one,
+and seconds for any others. The function vex_status of the README must tell runs of all sorts apart.
 """
 import os
 import re
@@ -15,8 +15,16 @@ import tempfile
 README = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "README.md")
 
 
-def blocks(language):
-    return re.findall(rf"^```{language}\n(.*?)^```$", open(README, encoding="utf-8").read(), re.M | re.S)
+ROFF = {"\\-": "-", "\\(aq": "'", "\\e": "\\", "\\&": ""}
+
+
+def blocks(language, page=None):
+    page = str(page or README)
+    text = open(page, encoding="utf-8").read()
+    if not page.endswith(".1"):
+        return re.findall(rf"^```{language}\n(.*?)^```$", text, re.M | re.S)
+    return [re.sub(r"\\(-|\(aq|e|&)", lambda sign: ROFF[sign[0]], block)
+            for block in re.findall(r"^\.EX\n(.*?)^\.EE$", text, re.M | re.S)]
 
 
 def run(command, shell="bash"):
@@ -33,13 +41,13 @@ def alike(shown, printed):
     return re.fullmatch(wanted, "".join(plain(line) + "\n" for line in printed))
 
 
-def check_blocks():
+def check_blocks(page=None):
     """Returns how many commands there are."""
-    steps = [step for block in blocks("console") for step in re.split(r"^\$ ", block, flags=re.M)[1:]]
+    steps = [step for block in blocks("console", page) for step in re.split(r"^\$ ", block, flags=re.M)[1:]]
     for step in steps:
         command, shown = re.fullmatch(r"((?:.*\\\n)*.*\n)((?:.*\n)*)", step).groups()
         shown, printed = shown.splitlines(), run(command).splitlines()
-        assert alike(shown, printed), "\n".join([f"$ {command}The README shows", *shown, "and printed is", *printed])
+        assert alike(shown, printed), "\n".join([f"$ {command}The page shows", *shown, "and printed is", *printed])
     return len(steps)
 
 
@@ -93,8 +101,18 @@ def check_killed():
     assert run("vex_status $LOG; echo $?") == "failed\n1\n"
 
 
-def main():
-    os.environ["PATH"] = os.path.abspath(sys.argv[1]) + ":" + os.environ["PATH"]
+def check_page(page):
+    """In a folder of its own."""
+    with tempfile.TemporaryDirectory() as folder:
+        os.chdir(folder)
+        os.environ["STATUS"] = "/dev/null"
+        commands = check_blocks(page)
+        os.chdir("/")
+    assert commands, f"{page} has no examples"
+    print(f"{os.path.basename(page)}: {commands} commands print what it shows")
+
+
+def check_whole():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         os.environ.update(STATUS=f"{folder}/status.sh", LOG=f"{folder}/log")
@@ -106,6 +124,15 @@ def main():
             check_status(shell)
         check_killed()
     print(f"README.md: {commands} commands print what it shows; vex_status knows {len(RUNS) + 1} sorts of runs")
+
+
+def main():
+    pages = [os.path.abspath(page) for page in sys.argv[2:]]
+    os.environ["PATH"] = os.path.abspath(sys.argv[1]) + ":" + os.environ["PATH"]
+    for page in pages:
+        check_page(page)
+    if not pages:
+        check_whole()
 
 
 if __name__ == "__main__":
