@@ -250,6 +250,25 @@ def test_index(batch: Batch, vex: pathlib.Path) -> None:
     assert "vex-batch-links" in (batch.folder / "by" / f"{plain[0].name}.log").read_text()
 
 
+def test_outcomes_with_an_index(batch: Batch) -> None:
+    """Those of runs that read all files, also where what lies in a box and what passes filters are in different ones."""
+    os.truncate(l1c(batch.folder, 24)[0], 90_000)
+    seen = set()
+    for number, options in enumerate(("-mala -50", "-box -90--50,-180-180,s", "-mila -50 -box -90--50,-180-180,s",
+                                      "-mala -50 -box -50-90,-180-180,n", "-fov 0 -tr 07h00m00s-08h00m00s -maxres 5",
+                                      "-sln 1 -box -90--50,-180-180,s")):
+        found = []
+        for own in (f"--strict --out {number}/{{date}}", f"--strict --out {number}i/{{date}} --index index"):
+            status, said = batch.call(own, f"-c 1 {SPAN} {options}")
+            paths = sorted((batch.folder / own.split()[2][:-7]).glob("2*.json"))
+            states = [json.loads(path.read_text()) for path in paths]
+            assert not any("links" in state["said"] for state in states), said
+            found.append((status, [(state["outcome"], state["complaints"]) for state in states]))
+        assert len(found[0][1]) == 6 and found[0] == found[1], options
+        seen |= {outcome for outcome, *_ in found[0][1]}
+    assert seen >= {"complete", "nothing", "damaged"}
+
+
 def test_pieces_by_number(batch: Batch) -> None:
     """As array jobs do them: from another folder, each once, and what they are joined to behind the last one."""
     assert batch.call("--cat", f"-c 1-5 {SPAN}")[0] == 0

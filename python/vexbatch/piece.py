@@ -60,7 +60,6 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
             if inputs.none:
                 files.remove([piece.log])
                 return _settle(piece, _base(plan, piece, inputs, attempt) | {"outcome": state.NO_INPUT})
-            os.ftruncate(log, 0)
             try:
                 return _run(plan, piece, inputs, attempt, log)
             except BaseException:
@@ -105,10 +104,9 @@ def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
 
 
 def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
-    with _roots(plan, piece) as roots:
-        ended = run(_words(plan, piece, roots), log, plan.timeout)
-    with open(piece.log, "rb") as lines:
-        found = outcome.judge(lines)
+    ended, found, narrowed = _try(plan, piece, log, plan.index)
+    if narrowed and not ended.why and _is_empty_by_filter(found):
+        ended, found, _ = _try(plan, piece, log, None)
     made = _base(plan, piece, inputs, attempt) | {
         "version": found.version, "counts": found.counts, "complaints": dict(found.complaints), "said": found.said,
         "seconds": round(ended.seconds, 3), "peak_memory": ended.memory}
@@ -124,18 +122,47 @@ def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> St
     return _settle(piece, made | {"why": why})
 
 
+def _try(plan: Plan, piece: Piece, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
+    """Runs vex; tells how that ended, what its log says, and whether files were left out by the index."""
+    os.ftruncate(log, 0)
+    with _roots(plan, piece, index) as (roots, narrowed):
+        ended = run(_words(plan, piece, roots), log, plan.timeout)
+        with open(piece.log, "rb") as lines:
+            found = outcome.judge(lines)  # looks at the files, by their links
+    for option, folder in roots:
+        found.said = found.said.replace(folder, plan.settings.value(option) or "")
+    return ended, found, narrowed
+
+
+def _is_empty_by_filter(found: outcome.Outcome) -> bool:
+    """Whether all boxes have pixels, but none was selected: files without a pixel in a box may have some that were."""
+    boxes = [box for box in found.counts["boxes"].values() if isinstance(box, dict)]
+    return found.outcome == "nothing" and bool(boxes) and all(all(box.values()) for box in boxes)
+
+
 @contextlib.contextmanager
-def _roots(plan: Plan, piece: Piece) -> Iterator[list[tuple[str, str]]]:
-    """With an index, folders of links to the files that can hold a wanted pixel, by the options of their roots."""
-    if plan.index is None:
-        yield []
+def _roots(plan: Plan, piece: Piece, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
+    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and whether they are
+    fewer than all; none without an index.
+    """
+    if index is None:
+        yield [], False
         return
     from . import archive
     from .archive_tree import span_of
     with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
-        found, _ = archive.narrow(plan.index, plan.settings.version, plan.settings.options,
-                                  span_of(piece.first, piece.last), folder)
-        yield sorted(found.items())
+        found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
+                                         span_of(piece.first, piece.last), folder)
+        yield sorted(found.items()), selected.files < selected.all_files
+
+
+def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
+    """The options by which files are left out. What is counted in boxes need not pass other filters, and these counts
+    tell whether a piece has something or nothing: with boxes, only boxes leave out files.
+    """
+    from .archive_conditions import NARROWING
+    left = set(NARROWING) - {"box"} if "box" in options else set()
+    return {name: values for name, values in options.items() if name not in left}
 
 
 def sweep_links() -> None:
