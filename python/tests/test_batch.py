@@ -71,7 +71,7 @@ def test_outcomes_are_those_of_vex_status(tmp_path: pathlib.Path, build: pathlib
 
 
 LISTED = ("", "-ef l1_bufr -mf 073,M03", "-mf Z_|", "-ef bin|1_bufr -d2 A/L2/ -t2 clp",
-          "-t2 clp,trg -myd2 A/L2indep -ef2 X|ufr",
+          "-t2 clp,trg -myd2 A/L2indep -ef2 X|ufr", "-ef |none -mf ,none", "-ef M03|ufr -mf M03,ufr",
           "-d2 A/L2 -myd2 A/L2indep -t2 clp -mf2 193", "-fd 2013-04-21 -ld 2013-04-21", "-fd 2012-12-31 -ld 2014-01-01")
 
 
@@ -89,7 +89,7 @@ def test_input_files_are_those_that_vex_reads(tmp_path: pathlib.Path, vex: pathl
         words = [*"-d A/L1C -c 1 -alt A/land_sea_alti_map.dat".split(), *SPAN.split(), *options.split()]
         settings, _ = read_settings(str(vex), words)
         log = subprocess.run([vex, *words, "-out", "out"], stdout=subprocess.PIPE).stdout
-        opened = re.findall(rb"A/L.*(?:bufr|bin)$", log.partition(b"Prepare")[2], re.M)
+        opened = re.findall(rb"A/L.*(?:bufr|bin|old)$", log.partition(b"Prepare")[2], re.M)
         listed = [file.path for file in Listing(settings).inputs(settings.first, settings.last).files]
         assert sorted(map(os.fsencode, listed)) == sorted(opened), options
         assert listed or "Z_|" in options
@@ -162,6 +162,16 @@ def test_what_changed_is_done_again(batch: Batch, what: str) -> None:
         assert {name: after[name] for name in before if name.endswith(".bin")} == {
             name: before[name] for name in before if name.endswith(".bin")}
     assert "pieces are complete" in batch.call("", f"{call} {options}")[1]
+
+
+def test_numbers_count_with_all_their_digits(batch: Batch, vex: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Also those that are lost when vex tells its options; however they are written."""
+    monkeypatch.chdir(batch.folder)
+    pathlib.Path("a.cfg").write_text("milo = 0.1234567\nmilo=5")
+    found = [read_settings(str(vex), f"-d A -c 1 {SPAN} {words}".split())[0].options
+             for words in ("-mila 10.12341", "-mila 10.12344", "-mila 1.50", "-mila 1.5", "-box 0.1234561-1,2-3,a",
+                           "-box 0.1234562-1,2-3,a", "-mila 1.5 -milo 5.00 -cfg a.cfg", "-mila 1.5 -milo 5")]
+    assert [one == other for one, other in zip(found[::2], found[1::2])] == [False, True, False, True]
 
 
 def test_another_version(batch: Batch, tmp_path: pathlib.Path) -> None:

@@ -23,6 +23,11 @@ Date = datetime.date
 
 #: Options whose values add up; of the others the last one counts.
 ADDING = ("c", "t2", "box", "tr", "on", "sln", "fov")
+#: Options whose numbers are echoed with six digits.
+REALS = ("mila", "mala", "milo", "malo", "box", "va", "lf", "sf", "avg", "var", "tbref", "histlat", "histpix",
+         "histcloud", "histland", "histsnow", "histavg", "histvar")
+NUMBER = re.compile(r"(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?")
+BLANKS = " \t\r\n"
 #: Options that are not those of the result: each piece has its own, and a file's lines are echoed one by one.
 OWN = ("out", "fd", "ld", "cfg")
 #: A date that no archive has.
@@ -51,7 +56,8 @@ class Settings:
     version : str
         The line that vex says first.
     options : dict
-        Values in force by names of options, in vex's own spelling.
+        Values in force by names of options, in vex's own spelling. Those whose numbers lost digits in it stand there a
+        second time, as they were given, by names like "mila exactly".
     suffixes : tuple of str
         What follows the path of ``-out`` in the names of the files that a run writes.
     first, last : str
@@ -82,9 +88,8 @@ class Settings:
         They are echoed with a | between them, which can be a part of one as well: then the words tell.
         """
         echoed = self.value(name)
-        lines = (self.configuration or "").split("\n") if echoed else []
-        for word in [*self.words, *(line.partition("=")[2] for line in lines)]:
-            parts = [part.strip(" \t\r\n") for part in word.split(",")]
+        for value in reversed(given(self.words, self.configuration, name)):
+            parts = [part.strip(BLANKS) for part in value.split(",")]
             if "|".join(parts) == echoed:
                 return parts
         return [] if echoed is None else echoed.split("|")
@@ -110,6 +115,16 @@ class Configuration(NamedTuple):
 
     path: str | None
     text: str | None
+
+
+def given(words: Sequence[str], configuration: str | None, name: str) -> list[str]:
+    """What an option was given, the value in force last: a word is an option wherever it stands, and a file follows."""
+    found = [value for word, value in zip(words, words[1:]) if word == "-" + name]
+    for line in (configuration or "").split("\n"):
+        parts = [part.strip(BLANKS) for part in line.split("=")]
+        if len(parts) == 2 and parts[0] == name and not line.startswith("#"):
+            found.append(parts[1])
+    return found
 
 
 def command(vex: str, words: Sequence[str], own: Sequence[tuple[str, str]], configuration: str | None) -> list[str]:
@@ -166,6 +181,7 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
     found = _options(lines)
     first, last = _span(found)
     options = {name: values for name, values in found.items() if name not in OWN}
+    options |= _exact(words, configuration.text, options)
     settings = Settings(vex, tuple(words), configuration.text, lines[0], options, tuple(written), first, last)
     return settings, [line for line in lines if re.match("Warning: |ERROR: ", line)]
 
@@ -182,6 +198,8 @@ def _say(words: Sequence[str]) -> str:
 def _refuse_words(vex: str, words: Sequence[str]) -> None:
     if not words:
         raise UsageError("options of vex are wanted behind --")
+    if any("\n" in word for word in words):
+        raise UsageError("a word behind -- has a line feed: vex says line by line what it does")
     if "-out" in words:
         raise UsageError("-out is not for behind --: --out names the files of the pieces")
     if re.match(r"-(?!\d)", words[-1]):  # it would take what is added for its value
@@ -239,6 +257,15 @@ def _options(lines: Sequence[str]) -> dict[str, list[str]]:
     if "t2" in found:
         found["t2"] = sorted(set(found["t2"]))
     return dict(sorted(found.items()))
+
+
+def _exact(words: Sequence[str], configuration: str | None, options: dict[str, list[str]]) -> dict[str, list[str]]:
+    """Options whose numbers have more digits than their echo."""
+    def is_short(text: str) -> bool:
+        return all(float(f"{float(number):g}") == float(number) for number in NUMBER.findall(text))
+
+    found = {name: given(words, configuration, name)[0 if name in ADDING else -1:] for name in REALS if name in options}
+    return {f"{name} exactly": values for name, values in found.items() if not all(map(is_short, values))}
 
 
 def _span(options: dict[str, list[str]]) -> tuple[str, str]:
