@@ -301,6 +301,7 @@ def _one_run(folder: pathlib.Path, vex: pathlib.Path, words: str) -> None:
 
 def _alike(made: pathlib.Path, wanted: pathlib.Path) -> None:
     for ours, theirs in zip(made.read_text().splitlines(), wanted.read_text().splitlines(), strict=True):
+        assert ours == theirs or not theirs.startswith("# Dates")
         if not theirs.startswith("#") and theirs[0] in "-0123456789":
             assert list(map(float, ours.split())) == pytest.approx(list(map(float, theirs.split())), rel=1e-7)
 

@@ -101,4 +101,5 @@ def _join_files(plan: Plan, joining: Piece, suffix: str, sources: list[State]) -
     from vexfile.merging import merge_statistics
     reference = float(plan.settings.value("tbref") or 0)
     with_temperatures = plan.settings.value("tb") == "1" and reference > 0
-    return merge_statistics(paths, joining.part + suffix, reference if with_temperatures else None)
+    return merge_statistics(paths, joining.part + suffix, reference if with_temperatures else None,
+                            (joining.first, joining.last))

@@ -440,7 +440,8 @@ def _merged(paths: Sequence[Path], reference: float | None) -> tuple[str, _Comme
     return first.kind, said, columns
 
 
-def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: float | None = None) -> list[str]:
+def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: float | None = None,
+                     dates: tuple[str, str] | None = None) -> list[str]:
     """Merges files of ``vex -of txtstat`` of separate runs into that which one run over all their pixels would write.
 
     The files are of one kind, satellite and set of pixels, with the same channels, classes or cells and the same
@@ -455,6 +456,9 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
         The file that is written; not one of them. It is written as `out`.part and renamed.
     reference_temperature
         The temperature given with ``-tbref`` (K), which the files of such runs do not hold.
+    dates
+        First and last day, YYYY-MM-DD, where these are known to have been without input at the ends; without them the
+        first and the last of the files.
 
     Returns
     -------
@@ -474,5 +478,5 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
         raise ValueError("a reference temperature is above 0")
     with np.errstate(all="ignore"):  # what is no number is looked for at the end
         kind, said, columns = _merged(paths, reference_temperature)
-    _write(out, _blocks(kind, said.fields, columns))
+    _write(out, _blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
     return said.warnings
