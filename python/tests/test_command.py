@@ -237,6 +237,15 @@ def test_statistics_are_converted(runs: Runs, tmp_path: pathlib.Path) -> None:
         xarray.testing.assert_equal(as_dataset(tmp_path / name), vexfile.open(path).load())
 
 
+#: A command that gets a SIGTERM when it reads pixels.
+KILLED = """\
+import os, signal, sys, time
+from vexfile import command, convert
+convert.Source.read = lambda *_: os.kill(os.getpid(), signal.SIGTERM) or time.sleep(9)
+sys.exit(command.main())
+"""
+
+
 @pytest.mark.parametrize("name", ["a.nc", "a.zarr", "a.csv"])
 def test_nothing_is_left_behind(runs: Runs, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch, capfdbinary: Capture,
                                 name: str) -> None:
@@ -259,6 +268,8 @@ def test_nothing_is_left_behind(runs: Runs, tmp_path: pathlib.Path, monkeypatch:
     with monkeypatch.context() as patch:
         patch.setattr(convert.Source, "read", interrupted)
         assert vexfile_says(capfdbinary, "convert", "--force", path, out)[0] == 130
+    ended = subprocess.run([sys.executable, "-c", KILLED, "convert", "--force", path, out], stderr=subprocess.PIPE)
+    assert (ended.returncode, ended.stderr) == (143, b"vexfile: interrupted\n")
     assert sorted(str(one) for one in tmp_path.rglob("*")) == before
     assert vexfile_says(capfdbinary, "convert", "--force", path, out)[0] == 0
 

@@ -7,9 +7,11 @@ import contextlib
 import io
 import os
 import re
+import signal
 import sys
 import warnings
 from collections.abc import Callable, Iterator, Sequence
+from types import FrameType
 from typing import Any, NoReturn
 
 from .errors import FormatError
@@ -19,6 +21,8 @@ VERSION = "1.0.0"
 Run = Callable[[argparse.Namespace], int]
 
 FINE, BAD_FILE, BAD_USE, INTERRUPTED, CLOSED = 0, 1, 2, 130, 141
+#: Besides Ctrl-C what ends a command, which then removes what it had begun to write; 128 and its number is the status.
+SIGNALS = (signal.SIGTERM, signal.SIGHUP)
 
 DESCRIPTION = "Looks into, verifies, prints, converts, joins and draws the files that vex writes."
 EXAMPLES = """\
@@ -34,7 +38,7 @@ exit status:
   0    all went well
   1    a file is damaged or not of vex, or cannot be read or written
   2    the command line is wrong, or asks for what the files do not have
-  130  interrupted
+  130  interrupted; 143 by SIGTERM, 129 by SIGHUP
   141  nobody reads the output any more
 An error is one line: vexfile: PATH: at byte N: expected ...
 """
@@ -333,16 +337,39 @@ def main(argv: Sequence[str] | None = None) -> int:
     -------
     int
         The exit status: 0 all went well, 1 a file is damaged or not of vex or cannot be read or written, 2 the command
-        line is wrong or asks for what the files do not have, 130 interrupted, 141 nobody reads the output any more.
+        line is wrong or asks for what the files do not have, 130 interrupted (143 by SIGTERM, 129 by SIGHUP), 141
+        nobody reads the output any more.
     """
     if isinstance(sys.stdout, io.TextIOWrapper):
         sys.stdout.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
+    if argv is None:
+        _heed_signals()
     status, said = _run(argv)
     if said:
         print(f"vexfile: {said}", file=sys.stderr)
     if status not in (FINE, BAD_USE) and argv is None:
         _end(status)
     return status
+
+
+class _Stopped(KeyboardInterrupt):
+    """A signal asks to end."""
+
+    def __init__(self, number: int) -> None:
+        super().__init__(number)
+        self.number = number
+
+
+def _heed_signals() -> None:
+    """Lets the first signal that asks to end raise `_Stopped`, unless it is ignored, as by nohup."""
+    def stop(number: int, _: FrameType | None) -> None:
+        for one in SIGNALS:
+            signal.signal(one, signal.SIG_IGN)
+        raise _Stopped(number)
+
+    for one in SIGNALS:
+        if signal.getsignal(one) != signal.SIG_IGN:
+            signal.signal(one, stop)
 
 
 def _run(argv: Sequence[str] | None) -> tuple[int, str]:
@@ -355,6 +382,8 @@ def _run(argv: Sequence[str] | None) -> tuple[int, str]:
             return status, ""
     except SystemExit as end:  # of argparse
         return end.code if isinstance(end.code, int) else BAD_USE, ""
+    except _Stopped as stopped:
+        return 128 + stopped.number, "interrupted"
     except KeyboardInterrupt:
         return INTERRUPTED, "interrupted"
     except BrokenPipeError:
