@@ -97,6 +97,7 @@ def test_input_files_are_those_that_vex_reads(tmp_path: pathlib.Path, vex: pathl
 
 SPANS = {("day", "2013-02-27", "2013-03-01"): ["2013-02-27", "2013-02-28", "2013-03-01"],
          ("2days", "2013-02-27", "2013-03-01"): ["2013-02-27 to 2013-02-28", "2013-03-01"],
+         ("month", "9999-12-01", "9999-12-31"): ["9999-12-01 to 9999-12-31"],
          ("month", "2012-01-30", "2012-03-01"): ["2012-01-30 to 2012-01-31", "2012-02-01 to 2012-02-29", "2012-03-01"]}
 WRONG = {  # options in front of and behind --: what is said
     ("", "-nonsense 3 -tp noon"): "vex says: Unknown parameter:nonsense; Invalid parameter:tp with value:noon",
@@ -116,6 +117,7 @@ def test_what_is_wrong_is_said_once(batch: Batch, vex: pathlib.Path) -> None:
     """In one line, before anything begins; --dry-run writes nothing either."""
     (batch.folder / "out.cfg").write_text("out = precious")
     (batch.folder / "precious").write_text("precious")
+    (batch.folder / "plan.json").write_text("{}")
     before = sorted(batch.folder.iterdir())
     for (own, options), words in WRONG.items():
         status, said = batch.call(own, f"-c 1 {SPAN} {options}")
@@ -123,8 +125,11 @@ def test_what_is_wrong_is_said_once(batch: Batch, vex: pathlib.Path) -> None:
     status, said = batch.call("--dry-run", f"-c 1 {SPAN}")
     assert status == 0 and "6 of 6 pieces to do" in said and "2013-04-22  0 files, 0 B" in said
     assert sorted(batch.folder.iterdir()) == before and (batch.folder / "precious").read_text() == "precious"
+    for words in ([], ["-d", "A\nB"]):
+        with pytest.raises(UsageError):
+            read_settings(str(vex), words)
     with pytest.raises(UsageError):
-        read_settings(str(vex), [])
+        plan.read_plan(str(batch.folder / "plan.json"))
     for (by, first, last), names in SPANS.items():
         found = list(plan.spans(plan.Date.fromisoformat(first), plan.Date.fromisoformat(last), by))
         assert [plan.Piece(0, str(one), str(end), "").name for one, end in found] == names

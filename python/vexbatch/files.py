@@ -43,9 +43,22 @@ def read_json(path: str) -> dict[str, Any] | None:
     try:
         with open(path, encoding="utf-8") as file:
             found = json.load(file)
-    except (OSError, ValueError):
+    except (OSError, ValueError, RecursionError):
         return None
     return found if isinstance(found, dict) else None
+
+
+def has_form(value: Any, form: Any) -> bool:
+    """Whether what was read is of a form: a type; {str: form} and [form] of any number, {name: form}, (form, ...)."""
+    if isinstance(form, dict) and str in form:
+        return isinstance(value, dict) and all(has_form(one, form[str]) for one in value.values())
+    if isinstance(form, dict):
+        return isinstance(value, dict) and all(has_form(value.get(name), one) for name, one in form.items())
+    if isinstance(form, list):
+        return isinstance(value, list) and all(has_form(one, form[0]) for one in value)
+    if isinstance(form, tuple):
+        return isinstance(value, list) and len(value) == len(form) and all(map(has_form, value, form))
+    return isinstance(value, form)
 
 
 def sync(path: str) -> None:
@@ -75,6 +88,17 @@ def size(path: str) -> int:
         return os.stat(path).st_size
     except OSError:
         return -1
+
+
+def is_held(path: str) -> bool:
+    """Whether somebody holds a file that is there."""
+    try:
+        descriptor = lock(path, patience=0) if size(path) >= 0 else -1
+    except OSError:
+        return False
+    if descriptor is not None and descriptor >= 0:
+        os.close(descriptor)
+    return descriptor is None
 
 
 def lock(path: str, flags: int = 0, patience: float = PATIENCE) -> int | None:

@@ -22,6 +22,14 @@ Span = tuple[Date, Date]
 PLAN, SUMMARY, LOCK = "plan.json", "summary.json", ".vex-batch.lock"
 #: Where files of an archive are, below its root: in dated folders, or anywhere.
 DATED, ANY = re.compile(r"\d{4}/\d\d/\d\d/"), re.compile(r"(?!\.\./)")
+#: What is written of a plan.
+FORM = {
+    "settings": {"vex": str, "words": [str], "configuration": str | None, "version": str, "options": {str: [str]},
+                 "suffixes": [str], "first": str, "last": str},
+    "folder": str, "output": str, "timeout": int | float | None, "retries": int, "strict": bool,
+    "joined": str | None, "pieces": [{"number": int, "first": str, "last": str, "out": str}], "roots": [str],
+    "index": str | None,
+}
 FIELDS = "date, first, last, year, month, day"
 
 
@@ -127,12 +135,14 @@ def spans(first: Date, last: Date, by: str) -> Iterator[Span]:
     match = re.fullmatch(r"(\d{1,6})days?", by)
     if by not in ("day", "month") and not (match and int(match[1])):
         raise UsageError(f"--by {by}: day, month or a number of days as 7days is wanted")
-    while first <= last:
+    while True:
         days = int(match[1]) if match else 1
         if by == "month":
             days = calendar.monthrange(first.year, first.month)[1] - first.day + 1
-        end = min(last, first + datetime.timedelta(days - 1))
+        end = first + datetime.timedelta(min(days - 1, (last - first).days))
         yield first, end
+        if end == last:  # which may be the last day there is
+            return
         first = end + datetime.timedelta(1)
 
 
@@ -141,7 +151,7 @@ def fill(template: str, first: Date, last: Date, date: str) -> str:
     try:
         return template.format(date=date, first=first, last=last, year=f"{first:%Y}", month=f"{first:%m}",
                                day=f"{first:%d}")
-    except (KeyError, IndexError, ValueError, AttributeError):
+    except (KeyError, IndexError, ValueError, AttributeError, TypeError):
         raise UsageError(f"--out {template}: the fields are {FIELDS}, each in braces") from None
 
 
@@ -168,22 +178,26 @@ def joined_path(settings: Settings, template: str) -> str:
 def refuse_paths(plan: Plan) -> None:
     """Raises UsageError when two files would have one path, or one could not be written."""
     joining = plan.joining()
-    taken = {os.path.join(plan.output, name): "vex-batch itself" for name in (PLAN, SUMMARY, LOCK)}
+    taken = {_real(os.path.join(plan.output, name)): "vex-batch itself" for name in (PLAN, SUMMARY, LOCK)}
     for piece in [*plan.pieces, *([joining] if joining else [])]:
         if not os.path.basename(piece.out):
             raise UsageError(f"--out {piece.out}: is a folder, the name of a file is wanted")
         for path in {*plan.paths(piece), piece.log, piece.state, piece.part}:
-            if path in taken:
-                raise UsageError(f"{path}: would be written by {taken[path]} and by {piece.name}")
-            taken[path] = piece.name
-            _refuse_archive(plan.settings, path)
+            if (real := _real(path)) in taken:
+                raise UsageError(f"{path}: would be written by {taken[real]} and by {piece.name}")
+            taken[real] = piece.name
+            _refuse_archive(plan.settings, path, real)
             if os.path.lexists(path) and not os.path.isfile(path):
                 raise UsageError(f"{path}: is there, and is not a file")
 
 
-def _refuse_archive(settings: Settings, path: str) -> None:
+def _real(path: str) -> str:
+    """The one true path of a file in a folder; it may itself be a link, which is replaced."""
+    return os.path.join(os.path.realpath(os.path.dirname(path) or os.curdir), os.path.basename(path))
+
+
+def _refuse_archive(settings: Settings, path: str, real: str) -> None:
     """Raises UsageError when a path lies where the archive has its files: they would be removed or replaced."""
-    real = os.path.join(os.path.realpath(os.path.dirname(path) or os.curdir), os.path.basename(path))
     for name, pattern in (("d", DATED), ("d2", DATED), ("myd2", ANY)):
         root = settings.value(name)
         if root and pattern.match(os.path.relpath(real, os.path.realpath(root))):
@@ -205,11 +219,15 @@ def read_plan(path: str) -> Plan:
     try:
         with open(path, encoding="utf-8") as file:
             found: Any = json.load(file)
+        if not files.has_form(found, FORM):
+            raise ValueError
         settings = found["settings"]
         settings.update({name: tuple(settings[name]) for name in ("words", "suffixes")})
         pieces = tuple(Piece(**piece) for piece in found["pieces"])
+        if [piece.number for piece in pieces] != list(range(len(pieces))):
+            raise ValueError
         return Plan(**(found | {"settings": Settings(**settings), "pieces": pieces, "roots": tuple(found["roots"])}))
     except OSError as error:
         raise UsageError(f"{path}: {error.strerror}") from None
-    except (ValueError, TypeError, KeyError, AttributeError):
-        raise UsageError(f"{path}: is not a plan of vex-batch") from None
+    except (ValueError, TypeError, RecursionError):
+        raise UsageError(f"{path}: is not a plan of this vex-batch; the call that made it makes it anew") from None

@@ -18,7 +18,15 @@ State = dict[str, Any]
 
 NO_INPUT, FAILED = "no input", "failed"
 COMPLETE = ("complete", "nothing", "damaged", NO_INPUT)
-MISSING = "missing"
+MISSING, QUEUED, RUNNING = "missing", "queued", "running"
+#: What is written of a piece.
+FORM = {
+    "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "attempt": int,
+    "options": {str: [str]}, "inputs": [(str, str, int, int)], "input_bytes": int, "seconds": int | float,
+    "peak_memory": int, "complaints": {str: int}, "counts": {str: dict},
+    "outputs": [{"path": str, "bytes": int, "sha256": str, "records": int}],
+}
+PIXELS = {str: (int, int)}
 
 
 class Judgement(NamedTuple):
@@ -31,13 +39,16 @@ class Judgement(NamedTuple):
 def read_state(piece: Piece) -> State | None:
     """What is written of a piece; None when there is nothing, or nothing that can be read."""
     found = files.read_json(piece.state)
-    return found if found and {"outcome", "options", "version", "inputs", "outputs"} <= found.keys() else None
+    sound = files.has_form(found, FORM) and files.has_form((found or {})["counts"].get("pixels", {}), PIXELS)
+    return found if sound else None
 
 
 def fault(plan: Plan, piece: Piece, state: State | None) -> str:
     """Why a piece is not complete, whatever there is of its input; empty when it is."""
+    if state is None and os.path.lexists(piece.part):
+        return "was interrupted"
     if state is None:
-        return "was interrupted" if os.path.lexists(piece.part) else MISSING
+        return f"{piece.state} is not the state of a piece" if os.path.lexists(piece.state) else MISSING
     if state["outcome"] not in COMPLETE:
         return f"failed before: {state.get('why', '')}"
     reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _outputs(state))
@@ -107,8 +118,8 @@ def clear(plan: Plan, piece: Piece) -> None:
 def clear_parts(plan: Plan, piece: Piece) -> None:
     """Removes what a run left that did not come to its end, and files that have their names without a state."""
     begun = files.read_json(piece.state + ".part")
-    if begun:
-        files.remove(output["path"] for output in begun.get("outputs", []) if output["path"].startswith(piece.out))
+    if begun and files.has_form(begun, FORM):
+        files.remove(output["path"] for output in begun["outputs"] if output["path"].startswith(piece.out))
     files.remove(piece.part + suffix for suffix in ("", ".cfg", ".room", *plan.settings.suffixes))
     files.remove([piece.state + ".part"])
 
