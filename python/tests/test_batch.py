@@ -21,6 +21,7 @@ from conftest import Archive
 from vexbatch import outcome, plan
 from vexbatch.errors import UsageError
 from vexbatch.listing import Archive as Listing
+from vexbatch.process import run
 from vexbatch.settings import read_settings
 
 README = pathlib.Path(__file__).parents[2] / "README.md"
@@ -110,6 +111,8 @@ WRONG = {  # options in front of and behind --: what is said
     ("--out A/L1C/2013/04/20/{date}", ""): "lies in the archive",
     ("--by week", ""): "--by week", ("-j 0", ""): "at least 1", ("--merge", ""): "--cat joins records",
     ("--by 2days --out out/{year}", ""): "would be written by", ("--out out/{hour}", ""): "the fields are",
+    ("--out out/{first[0]}", ""): "the fields are", ("--cat --merge-out ./out/2013-04-20.bin", ""): "would be written by",
+    ("--merge", "-of txtstat -maxres 9"): "not for runs with -maxres", ("--out plan.json/{date}", ""): "plan.json: ",
     ("--out /dev/full", "-ld 2013-04-20"): "is not a file", ("--vex none", ""): "no such program"}
 
 
@@ -179,6 +182,33 @@ def test_numbers_count_with_all_their_digits(batch: Batch, vex: pathlib.Path, mo
     assert [one == other for one, other in zip(found[::2], found[1::2])] == [False, True, False, True]
 
 
+STATES = ("5", '{"outcome": "complete", "options": [], "version": "", "inputs": 5, "outputs": [{}]}', "[" * 100_000,
+          '{"outcome": ["complete"], "options": {}, "version": 1, "inputs": [], "outputs": {"a": 1}}')
+
+
+def test_states_of_other_forms(batch: Batch) -> None:
+    """A piece with something else in place of its state is done again, and that is said; so are folders that moved."""
+    call = "-c 1 -fd 2013-04-20 -ld 2013-04-20"
+    assert batch.call("", call)[0] == 0
+    for text in STATES:
+        for name in ("out/2013-04-20.bin.json", "out/2013-04-20.bin.json.part"):
+            (batch.folder / name).write_text(text)
+        status, said = _status(batch, "out")
+        assert status == 1 and "2013-04-20: out/2013-04-20.bin.json is not the state of a piece" in said, said
+        status, said = batch.call("", call)
+        assert status == 0 and "2013-04-20 again: out/2013-04-20.bin.json is not the state" in said, said
+        batch.result()
+    (batch.folder / "out").rename(batch.folder / "other")
+    assert _status(batch, "other") == (2, f"vex-batch: other: its plan is of {batch.folder}/out; the same call with --out "
+                                          "for this folder looks at it anew\n")
+
+
+def _status(batch: Batch, folder: str) -> tuple[int, str]:
+    done = subprocess.run([sys.executable, "-m", "vexbatch", "status", folder], cwd=batch.folder, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    return done.returncode, done.stdout
+
+
 def test_another_version(batch: Batch, tmp_path: pathlib.Path) -> None:
     assert batch.call("", f"-c 1 {SPAN}")[0] == 0
     batch.vex = tmp_path / "newer"
@@ -196,6 +226,8 @@ def test_exit_status(batch: Batch) -> None:
             ("", "-fd 2014-01-01 -ld 2014-01-02", 3, "2 no input")):
         found, said = batch.call(own, f"-c 1 {SPAN} {options}")
         assert found == status and re.search(says, said), said
+    said = batch.call("--out A/L1C/x/{date}", f"-c 1 {SPAN}", roots="-d2 A -d A/L1C -alt A/land_sea_alti_map.dat")[1]
+    assert "6: 4 complete, 2 no input" in said, said  # neither grid nor output below a root are taken for messages
     os.truncate(l1c(batch.folder, 20)[0], 5000)
     for own, status in (("", 0), ("--strict", 4)):
         found, said = batch.call(own, f"-c 1 {SPAN}")
@@ -205,8 +237,8 @@ def test_exit_status(batch: Batch) -> None:
     status, said = batch.call("--retries 2", f"-c 1 {SPAN}")
     assert status == 1 and "incomplete  2013-04-21: ERROR: Unable to read folder" in said
     assert batch.state("2013-04-21.bin")["attempt"] == 3 and not (batch.folder / "out/2013-04-21.bin").exists()
-    done = subprocess.run([sys.executable, "-m", "vexbatch", "status", "out"], cwd=batch.folder, capture_output=True)
-    assert done.returncode == 1 and done.stdout.decode() in said
+    status, told = _status(batch, "out")
+    assert status == 1 and told in said
 
 
 def test_files_of_a_piece(batch: Batch) -> None:
@@ -331,6 +363,16 @@ def test_faults(batch: Batch) -> None:
     batch.result()
 
 
+def test_runs(tmp_path: pathlib.Path) -> None:
+    """Why each was ended or died; nothing of it stays open."""
+    with open(tmp_path / "log", "a+b", buffering=0) as log:
+        before = len(os.listdir("/proc/self/fd"))
+        for script, timeout, why in (("sleep 60", .1, "took longer"), ("kill -40 $$", None, "killed by signal 40"),
+                                     ("printf 'ERROR: Wri'; sleep .2; echo 'ting failure!'; sleep 60", None, "output could")):
+            assert run(["sh", "-c", script], log.fileno(), timeout).why.startswith(why)
+        assert len(os.listdir("/proc/self/fd")) == before
+
+
 def test_full_disk(batch: Batch, tmp_path: pathlib.Path) -> None:
     """Stops all with one message, and leaves what a later call goes on from."""
     words = " ".join(f"'{word}'" for word in batch.words("-j 1 --retries 0", f"-c 1-8461 {SPAN}"))
@@ -352,8 +394,10 @@ def test_two_calls_and_signals(batch: Batch) -> None:
         batch.slow("*-fd*2013-04-23*2013-04-23*", "sleep 60")
         log = batch.folder / "out/2013-04-23.bin.log"
         log.unlink(missing_ok=True)
-        first = batch.begin("-j 2", f"-c 1 {SPAN}")
+        first = batch.begin("-j 1", f"-c 1 {SPAN}")
         assert wait_for(log.exists, 60)
+        status_now, said = _status(batch, "out")
+        assert status_now == 1 and "2 queued, 1 running" in said, said
         found, said = batch.call("-j 2", f"-c 1 {SPAN}")
         assert found == 2 and said == "vex-batch: out: another vex-batch is at work there\n"
         os.killpg(first.pid, number)
@@ -361,6 +405,11 @@ def test_two_calls_and_signals(batch: Batch) -> None:
         assert first.returncode == status and said.endswith("interrupted; call again to go on\n"), said
         assert not alive(batch.folder, batch.real)
         batch.result()
+    batch.slow("*-maxres*", "touch begun; sleep 60")
+    first = batch.begin("-j 2", f"-c 1 {SPAN}")
+    assert wait_for((batch.folder / "begun").exists, 60)
+    first.terminate()
+    assert first.communicate(timeout=60)[0] == "vex-batch: interrupted; call again to go on\n" and first.returncode == 143
     batch.vex = batch.real
     status, said = batch.call("", f"-c 1 {SPAN}")
     assert status == 0 and "pieces are complete" in said, said

@@ -107,6 +107,8 @@ def test_jobs_in_the_queue_are_left_alone(batch: Batch, cluster: None) -> None:
     assert status == 0 and "6 tasks, 6 pieces\nsubmitted job" in said, said  # two arrays
     first, second = (line.split()[2][:-1] for line in said.splitlines()[:2])
     assert wait_for(running, 30)
+    told = status_of(batch)
+    assert re.search(r"12: .*\d queued, \d running\n", told) and "missing" not in told, told
     for own, options, code, says in (
             (SLURM, OPTIONS, 0, "11 of 12 pieces are in the queue\nvex-batch status out"),
             (SLURM, f"{OPTIONS} -bi 1", 2, f"about to be written by job {first} with other options"),
@@ -141,6 +143,28 @@ def test_nodes_without_the_archive(batch: Batch, cluster: None, monkeypatch: pyt
     monkeypatch.setenv("PATH", "nowhere")
     status, said = batch.call("", OPTIONS)
     assert status == 2 and "it is not known whether the jobs of" in said, said
+
+
+ROW = 'echo "1|0|RUNNING|None|$PWD/out/slurm/0001/array0.sh"'
+ANSWERS = (  # what the programs of SLURM do, the call, its status, what is said
+    ({}, SLURM, 2, "scontrol: No such file"), ({}, "-j 1", 0, "complete"),
+    ({"scontrol": "exit 0", "sbatch": "echo Hello", "squeue": "exit 0"}, SLURM, 2, "sbatch says: Hello"),
+    ({"scontrol": "exit 0", "sbatch": "exit 3", "squeue": "exit 3"}, SLURM, 2, "sbatch says: 3"),
+    ({"squeue": ROW}, "-j 1", 2, "are at work there"), ({"squeue": "echo x$PWD/out/slurm/"}, "-j 1", 2, "squeue says: x"),
+    ({"squeue": "exit 0"}, "-j 1", 0, "pieces are complete"))
+
+
+def test_odd_answers(batch: Batch, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Of SLURM end a call in one line, and leave nothing that stands in the way of the next one."""
+    for number, (programs, own, status, says) in enumerate(ANSWERS):
+        (tmp_path / str(number)).mkdir()
+        for name, does in programs.items():
+            (tmp_path / str(number) / name).write_text(f"#!/bin/sh\n{does}\n")
+            (tmp_path / str(number) / name).chmod(0o755)
+        monkeypatch.setenv("PATH", f"{tmp_path / str(number)}:{'' if status else '/bin'}")
+        other = " -tb 1" if own == SLURM else ""
+        found, said = batch.call(f"{own} --out out/{{date}}", "-c 1 -fd 2013-04-20 -ld 2013-04-20" + other)
+        assert found == status and says in said, said
 
 
 def test_the_page(cluster: None, build: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:

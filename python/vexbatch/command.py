@@ -20,7 +20,7 @@ from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
 from .piece import sweep_links
 from .progress import Progress, amount, line
-from .settings import find_vex, read_settings
+from .settings import Settings, find_vex, read_settings
 from .state import COMPLETE, Judgement
 from .summary import SOME_FAILED, Summary, summarise, table, write_summary
 from .task import run_task
@@ -35,17 +35,26 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
         _warn(f"vex says: {said}")
     if settings.value("myd2") is not None and settings.l2_kinds:
         _warn("each piece reads all files of -myd2, which have no dates")
-    _refuse_joining(arguments, settings.format)
-    wish = arguments.merge or arguments.cat
-    joined = (arguments.merge_out or joined_path(settings, arguments.out)) if wish else None
-    plan = Plan(settings, os.getcwd(), output_folder(arguments.out), arguments.timeout, arguments.retries,
-                arguments.strict, joined, make_pieces(settings, arguments.out, arguments.by), find_roots(settings),
+    _refuse_joining(arguments, settings)
+    wish, out = arguments.merge or arguments.cat, _no_option(arguments.out)
+    joined = (_no_option(arguments.merge_out) or joined_path(settings, out)) if wish else None
+    plan = Plan(settings, os.getcwd(), output_folder(out), arguments.timeout, arguments.retries,
+                arguments.strict, joined, make_pieces(settings, out, arguments.by), find_roots(settings),
                 os.path.abspath(arguments.index) if arguments.index else None)
     refuse_paths(plan)
     return plan
 
 
-def _refuse_joining(arguments: argparse.Namespace, form: str) -> None:
+def _no_option(path: str | None) -> str:
+    """A path that vex does not take for an option."""
+    return os.path.join(os.curdir, path) if path and path.startswith("-") else path or ""
+
+
+def _refuse_joining(arguments: argparse.Namespace, settings: Settings) -> None:
+    form = settings.format
+    for option in ("maxres", "skip"):
+        if arguments.merge and not (settings.value(option) or "-").startswith("-"):
+            raise UsageError(f"--merge is not for runs with -{option}: statistics do not tell which pixels it chose")
     if arguments.merge and form != "txtstat":
         raise UsageError("--merge is for statistics (-of txtstat); --cat joins records")
     if arguments.cat and form == "txtstat":
@@ -109,8 +118,11 @@ def _run(argv: Sequence[str]) -> int:
 @contextlib.contextmanager
 def _locked(plan: Plan) -> Iterator[None]:
     """Holds the output folder."""
-    os.makedirs(plan.output or os.curdir, exist_ok=True)
-    lock = files.lock(os.path.join(plan.output, LOCK))
+    try:
+        os.makedirs(plan.output or os.curdir, exist_ok=True)
+        lock = files.lock(os.path.join(plan.output, LOCK))
+    except OSError as error:
+        raise UsageError(f"{error.filename}: {error.strerror}") from None
     if lock is None:
         raise UsageError(f"{plan.output or '.'}: another vex-batch is at work there")
     try:
@@ -244,8 +256,7 @@ def _close(plan: Plan) -> int:
     made = summarise(plan)
     if plan.joined and set(made["outcomes"]) <= set(COMPLETE):
         from .merge import join_pieces
-        with local.stoppable():
-            joined = join_pieces(plan)
+        joined = join_pieces(plan)
         print(f"{plan.joined} {'is complete' if joined is None else line(joined)}")
         made = summarise(plan)
     _write(plan, made)
@@ -259,18 +270,35 @@ def _close(plan: Plan) -> int:
 def _status(argv: Sequence[str]) -> int:
     folder = command_parser("status").parse_args(argv).outdir
     plan = read_plan(os.path.join(folder, PLAN))
+    _refuse_moved(plan, folder)
     os.chdir(plan.folder)
-    made = summarise(plan)
+    lock: int | None = -1
     with contextlib.suppress(OSError):  # others may look, too
         lock = files.lock(os.path.join(plan.output, LOCK), patience=0)
-        if lock is not None:
-            _write(plan, made)
-            os.close(lock)
-    print(table(made))
-    for said in jobs.tell(plan):
-        print(said)
+    queued, lines = jobs.look(plan)
+    made = summarise(plan, lambda piece: _waiting(piece, queued, lock is None))
+    if lock is not None and lock >= 0:
+        _write(plan, made)
+        os.close(lock)
+    print(table(made), *lines, sep="\n")
     status: int = made["exit_status"]
     return status
+
+
+def _refuse_moved(plan: Plan, folder: str) -> None:
+    """Raises UsageError when an output folder is not the one that its plan is of."""
+    there = os.path.join(plan.folder, plan.output)
+    if os.path.realpath(folder) != os.path.realpath(there):
+        raise UsageError(f"{folder}: its plan is of {there}; the same call with --out for this folder looks at it anew")
+
+
+def _waiting(piece: Piece, queued: dict[int, str], at_work: bool) -> str:
+    """Whether a piece that is not complete is queued or running; empty when it is neither."""
+    if files.is_held(piece.log):
+        return state.RUNNING
+    found = state.read_state(piece)
+    failed = found is not None and found["outcome"] == state.FAILED
+    return queued.get(piece.number, state.QUEUED if at_work and not failed else "")
 
 
 def _run_piece(argv: Sequence[str]) -> int:
@@ -332,7 +360,8 @@ def main(argv: Sequence[str] | None = None) -> int:
             stream.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
     commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
     try:
-        return commands[words[0]](words[1:]) if words and words[0] in COMMANDS else _run(words)
+        with local.stoppable():
+            return commands[words[0]](words[1:]) if words and words[0] in COMMANDS else _run(words)
     except SystemExit as end:  # of argparse
         return end.code if isinstance(end.code, int) else BAD_USE
     except BatchError as error:

@@ -24,6 +24,8 @@ FOLDER = "slurm"
 ENDED = "ended"
 #: Tasks that are told of.
 SHOWN = 10
+#: States of tasks that have not begun.
+WAITING = ("PENDING", "REQUEUED", "REQUEUE_HOLD", "REQUEUE_FED", "RESV_DEL_HOLD", "SPECIAL_EXIT", "CONFIGURING")
 QUEUE = ["squeue", "-h", "-r", "-o", "%F|%K|%T|%r|%o"]
 
 
@@ -38,10 +40,11 @@ class Queued(NamedTuple):
 
 
 class Claim(NamedTuple):
-    """A piece that is in the queue: its job, and whether it would be done as is wanted now."""
+    """A piece that is in the queue: its job, whether it would be done as is wanted now, and whether it is running."""
 
     job: str
     same: bool
+    status: str
 
 
 def home(plan: Plan) -> str:
@@ -67,9 +70,16 @@ def ask(words: Sequence[str]) -> str:
     return done.stdout
 
 
-def _queue(folder: str) -> list[Queued]:
+def in_queue(folder: str) -> list[Queued]:
     """All that is in the queue of what was submitted from the scripts below a folder."""
-    rows = [Queued(*line.split("|", 4)) for line in ask(QUEUE).split("\n") if line.count("|") >= 4]
+    rows = []
+    for line in ask(QUEUE).split("\n"):
+        job, _, rest = line.partition("|")
+        if os.path.join(folder, "") not in line:
+            continue
+        if rest.count("|") < 3 or not job.isdecimal():
+            raise BatchError(f"squeue says: {line}")
+        rows.append(Queued(job, *rest.split("|", 3)))
     return [row for row in rows if row.script.startswith(os.path.join(folder, ""))]
 
 
@@ -86,7 +96,7 @@ def queued(plan: Plan) -> list[Queued]:
     if not going:
         return []
     try:
-        return _queue(folder)
+        return in_queue(folder)
     except BatchError as error:
         raise UsageError(f"it is not known whether the jobs of {going[-1]} have ended: {error} (remove {folder} if "
                          "they have)") from None
@@ -126,7 +136,7 @@ def _tasks(script: str) -> list[list[int]]:
     try:
         with open(script.removesuffix(".sh") + ".tasks", encoding="utf-8") as file:
             return [[int(number) for number in line.split()] for line in file]
-    except FileNotFoundError:
+    except (FileNotFoundError, ValueError):
         return []
 
 
@@ -138,11 +148,17 @@ def claims(plan: Plan, rows: Iterable[Queued]) -> dict[int, Claim]:
     for row in rows:
         call = os.path.dirname(row.script)
         there = plans.get(call) or plans.setdefault(call, read_plan(os.path.join(call, PLAN)))
-        for theirs in (there.pieces[number] for number in _pieces(row)):
+        for theirs in _of(there, _pieces(row)):
             if mine := wanted.get(_path(there, theirs)):
                 same = there.settings == plan.settings and (mine.first, mine.last) == (theirs.first, theirs.last)
-                found[mine.number] = Claim(row.job, same)
+                status = state.QUEUED if row.status in WAITING else state.RUNNING
+                found[mine.number] = Claim(row.job, same, status)
     return found
+
+
+def _of(plan: Plan, wanted: Iterable[int]) -> list[Piece]:
+    """The pieces of these numbers that there are."""
+    return [plan.pieces[number] for number in wanted if number < len(plan.pieces)]
 
 
 def _path(plan: Plan, piece: Piece) -> str:
@@ -157,14 +173,19 @@ def refuse_others(plan: Plan, claimed: dict[int, Claim]) -> None:
                              f"or days: wait for it, or scancel {claim.job}")
 
 
-def tell(plan: Plan) -> list[str]:
-    """Lines about the jobs of an output folder: what is in the queue, and what kept tasks from doing pieces."""
+def look(plan: Plan) -> tuple[dict[int, str], list[str]]:
+    """The pieces in the queue by their numbers, `state.QUEUED` or `state.RUNNING`, and lines about the jobs."""
     if not calls(home(plan)):
-        return []
+        return {}, []
     try:
         rows = queued(plan)
-    except UsageError as error:
-        return [str(error)]
+        return {number: claim.status for number, claim in claims(plan, rows).items()}, _tell(plan, rows)
+    except (BatchError, OSError) as error:
+        return {}, [str(error)]
+
+
+def _tell(plan: Plan, rows: Sequence[Queued]) -> list[str]:
+    """What is in the queue, and what kept tasks from doing pieces."""
     found = Counter((row.job, row.status.lower(), row.reason) for row in rows)
     lines = [f"job {job}: {count} {status}" + (f" ({reason})" if reason not in ("None", "") else "")
              for (job, status, reason), count in sorted(found.items())]
@@ -179,7 +200,7 @@ def _lost(plan: Plan, rows: Sequence[Queued]) -> Iterator[tuple[str, str]]:
     mine = {_path(plan, piece): piece for piece in plan.pieces}
     for task, numbers in _ended_tasks(call):
         log = _read_log(os.path.join(call, f"{task}.log"))
-        for theirs in (there.pieces[number] for number in numbers):
+        for theirs in _of(there, numbers):
             piece = mine.get(_path(there, theirs))
             told = any(line.startswith(theirs.name + " ") for line in log)
             if piece and not told and piece.number not in claimed and state.read_state(piece) is None:

@@ -21,11 +21,9 @@ from . import state
 from .errors import BatchError, DiskFull, Stopped
 from .piece import abandon, run_piece
 from .plan import Plan
-from .process import die_with
+from .process import SIGNALS, die_with
 from .state import State
 
-#: What ends a call in good order.
-SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 #: Seconds that workers have to end vex and to remove what it left.
 LEAVE = 20.0
 
@@ -49,7 +47,7 @@ def run_all(plan: Plan, numbers: Sequence[int], jobs: int, report: Report) -> No
         By a signal; the same.
     """
     tasks = deque((number, 1) for number in numbers)
-    with stoppable(), _Crew(plan, min(jobs, len(tasks))) as crew:
+    with _Crew(plan, min(jobs, len(tasks))) as crew:
         while tasks or crew.busy:
             crew.hand_out(tasks)
             for number, attempt, made in crew.results():
@@ -68,7 +66,7 @@ def _forget(plan: Plan, number: int, why: str, attempt: int) -> None:
         abandon(plan, plan.pieces[number], why, attempt)
     except DiskFull:
         raise
-    except BatchError:  # what it began is still at work, and the next call removes it
+    except (BatchError, OSError):  # what it began is still at work, or the folder is gone; the next call removes it
         pass
 
 
@@ -95,7 +93,7 @@ class _Worker:
         context = multiprocessing.get_context("fork")
         self.connection, theirs = context.Pipe()
         self.task: tuple[int, int] | None = None
-        self.process: ForkProcess = context.Process(target=_work, args=(plan, theirs, os.getpid()))
+        self.process: ForkProcess = context.Process(target=_work, args=(plan, theirs, os.getpid()), daemon=True)
         signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)  # until it has its own ways with them
         self.process.start()
         signal.pthread_sigmask(signal.SIG_UNBLOCK, SIGNALS)

@@ -11,12 +11,14 @@ import select
 import signal
 import subprocess
 import time
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Iterable, Sequence
 from typing import NamedTuple
 
 from . import outcome
 
 PR_SET_PDEATHSIG = 1
+#: What ends a call in good order.
+SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 #: Seconds between two looks at the log of a run.
 LOOK = 0.05
 UNWRITTEN = "output could not be written"
@@ -46,20 +48,36 @@ def run(words: Sequence[str], log: int, timeout: float | None) -> Ended:
     It is killed when it says that output cannot be written (it would go on reading), after `timeout` seconds, and when
     anything is raised here, as by a signal.
     """
-    parent, begun = os.getpid(), time.monotonic()
-    child = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=log, stderr=log, process_group=0,
-                             preexec_fn=lambda: die_with(parent))
-    watch = _Watch(child.pid, log, begun + timeout if timeout else None)
+    begun, child = time.monotonic(), None
+    mask = signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)  # until what is begun will be ended
     try:
+        child = _begin(words, log, mask)
+        signal.pthread_sigmask(signal.SIG_SETMASK, mask)
+        watch = _Watch(child.pid, log, begun + timeout if timeout else None)
         why = watch.wait()
         _kill(child.pid)
     except BaseException:
-        _kill(child.pid)
-        child.wait()
+        if child is not None:
+            _kill(child.pid)
+            child.wait()
         raise
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, mask)
     _, status, usage = os.wait4(child.pid, 0)
     child.returncode = os.waitstatus_to_exitcode(status)
     return Ended(why or _why(child.returncode), time.monotonic() - begun, watch.peak(usage.ru_maxrss))
+
+
+def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> subprocess.Popen[bytes]:
+    """A child that has a mask of signals, and does not outlive this process."""
+    parent = os.getpid()
+
+    def prepare() -> None:
+        die_with(parent)
+        signal.pthread_sigmask(signal.SIG_SETMASK, mask)
+
+    return subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=log, stderr=log, process_group=0,
+                            preexec_fn=prepare)
 
 
 def _kill(group: int) -> None:
@@ -69,7 +87,8 @@ def _kill(group: int) -> None:
 
 def _why(code: int) -> str:
     if code < 0:
-        return f"killed by signal {-code} ({signal.Signals(-code).name})"
+        known = {int(one): f" ({one.name})" for one in signal.Signals}
+        return f"killed by signal {-code}{known.get(-code, '')}"
     return f"ended with status {code}" if code else ""
 
 
@@ -79,35 +98,34 @@ class _Watch:
     def __init__(self, pid: int, log: int, until: float | None) -> None:
         self._pid, self._log, self._until = pid, log, until
         self._seen, self._memory, self._looks, self._last = 0, 0, 0, b""
+        self._descriptor: int | None = None  # of the process
 
     def wait(self) -> str:
         """Waits for its end; says why it is to be ended before."""
         ended = self._poller()
-        while True:
-            self._memory = max(self._memory, self._held())
-            self._looks += 1
-            if ended(LOOK):
-                return ""
-            if self._write_failed():
-                return UNWRITTEN
-            if self._until is not None and time.monotonic() >= self._until:
-                return "took longer than --timeout"
+        try:
+            while True:
+                self._memory = max(self._memory, self._held())
+                self._looks += 1
+                if ended(LOOK):
+                    return ""
+                if self._write_failed():
+                    return UNWRITTEN
+                if self._until is not None and time.monotonic() >= self._until:
+                    return "took longer than --timeout"
+        finally:
+            if self._descriptor is not None:
+                os.close(self._descriptor)
 
     def _poller(self) -> Callable[[float], bool]:
         """Waits for some seconds, and tells whether the child has ended; the child is left to be waited for."""
         try:
-            descriptor = os.pidfd_open(self._pid)
+            self._descriptor = os.pidfd_open(self._pid)
         except OSError:  # kernels before 5.3
             return self._ended_slowly
         poll = select.poll()
-        poll.register(descriptor, select.POLLIN)
-
-        def ended(seconds: float) -> bool:
-            if not poll.poll(seconds * 1000):
-                return False
-            os.close(descriptor)
-            return True
-        return ended
+        poll.register(self._descriptor, select.POLLIN)
+        return lambda seconds: bool(poll.poll(seconds * 1000))
 
     def _ended_slowly(self, seconds: float) -> bool:
         time.sleep(seconds)
@@ -117,7 +135,7 @@ class _Watch:
         data = os.pread(self._log, 1 << 20, self._seen)
         self._seen += len(data)
         found = outcome.WRITE_FAILURE in self._last + data
-        self._last = data[-len(outcome.WRITE_FAILURE):]
+        self._last = (self._last + data)[-len(outcome.WRITE_FAILURE):]
         return found
 
     def _held(self) -> int:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import contextlib
 import dataclasses
 import os
 import re
@@ -14,14 +15,16 @@ from collections.abc import Callable, Sequence
 
 from . import files, state
 from .errors import BatchError, UsageError
-from .jobs import Claim, ask, calls, claims, home, queued
-from .local import Report, stoppable
+from .jobs import Claim, Queued, ask, calls, claims, home, in_queue, queued
+from .local import Report
 from .plan import PLAN, Plan
 
 #: Tasks of an array where SLURM does not tell its limit, which is then the default one.
 ARRAY_SIZE = 1000
 #: Seconds between two looks at the queue, the first ones and the longest.
 LOOK, LONG_LOOK = 0.5, 15.0
+#: Seconds until it is asked for again where SLURM does not answer.
+PAUSES = (5, 15, 60, 240)
 #: Options of sbatch that are set here, or that would let it do something else.
 OURS = ("--array", "--output", "--error", "--wrap", "--wait", "--clusters", "--chdir", "--parsable", "--test-only",
         "-a", "-o", "-e", "-W", "-M", "-D")
@@ -96,17 +99,19 @@ def submit(plan: Plan, numbers: Sequence[int], wish: argparse.Namespace) -> str:
     UsageError
         It took none.
     """
-    call = _make_call(plan)
-    step = wish.pieces_per_task
+    step, limit = wish.pieces_per_task, _array_limit()
     tasks = [numbers[place:place + step] for place in range(0, len(numbers), step)]
-    size = min(wish.array_size or ARRAY_SIZE, _array_limit())
+    size = min(wish.array_size or ARRAY_SIZE, limit)
+    call = _make_call(plan)
     ids: list[str] = []
     try:
         for place in range(0, len(tasks), size):
             ids.append(_submit_array(plan, call, tasks[place:place + size], wish, ids))
     except BatchError as error:
         if not ids:
-            shutil.rmtree(call)
+            with contextlib.suppress(BatchError):  # where it is not known whether sbatch took it, it stays
+                if not in_queue(call):
+                    shutil.rmtree(call)
             raise UsageError(str(error)) from None
         return f"{error}; call again for the rest"
     finally:
@@ -117,6 +122,8 @@ def submit(plan: Plan, numbers: Sequence[int], wish: argparse.Namespace) -> str:
 
 def _make_call(plan: Plan) -> str:
     folder = home(plan)
+    if "\n" in folder:
+        raise UsageError(f"{folder}: has a line feed, and squeue tells the paths of scripts line by line")
     last = max((int(os.path.basename(call)) for call in calls(folder)), default=0)
     call = os.path.join(folder, f"{last + 1:04d}")
     os.makedirs(call)
@@ -125,7 +132,18 @@ def _make_call(plan: Plan) -> str:
 
 
 def _array_limit() -> int:
-    match = re.search(r"MaxArraySize\s*=\s*(\d+)", ask(["scontrol", "show", "config"]))
+    """The most tasks of an array.
+
+    Raises
+    ------
+    UsageError
+        SLURM does not answer.
+    """
+    try:
+        said = ask(["scontrol", "show", "config"])
+    except BatchError as error:
+        raise UsageError(str(error)) from None
+    match = re.search(r"MaxArraySize\s*=\s*(\d+)", said)
     return max(1, int(match[1])) if match else ARRAY_SIZE
 
 
@@ -167,7 +185,11 @@ def _sbatch(name: str, script: str, words: Sequence[str], **paths: str) -> str:
     known = {"root": root, "python": sys.executable} | paths
     with open(name + ".sh", "w", encoding="utf-8", errors="surrogateescape") as file:
         file.write((SCRIPT + script).format(**{key: shlex.quote(path) for key, path in known.items()}))
-    job = ask(["sbatch", "--parsable", "--job-name=vex-batch", *words, name + ".sh"]).split(";")[0].strip()
+    said = ask(["sbatch", "--parsable", "--job-name=vex-batch", *words, name + ".sh"])
+    match = re.search(r"^(\d+)(;.*)?$", said, re.MULTILINE)
+    if not match:
+        raise BatchError(f"sbatch says: {' '.join(said.split()) or 'nothing'}")
+    job = match[1]
     with open(name + ".job", "w", encoding="utf-8") as file:
         file.write(job + "\n")
     return job
@@ -176,16 +198,26 @@ def _sbatch(name: str, script: str, words: Sequence[str], **paths: str) -> str:
 def watch(plan: Plan, numbers: Sequence[int], report: Report) -> None:
     """Waits until no job is left that works in the output folder, and tells what came of pieces as they end."""
     waiting, pause = set(numbers), LOOK
-    with stoppable():
+    try:
+        while rows := _patiently(plan):
+            _report(plan, waiting, claims(plan, rows), report)
+            time.sleep(pause)
+            pause = min(LONG_LOOK, pause * 1.2)
+        _report(plan, waiting, {}, report)
+    except BaseException:
+        print("jobs that were submitted go on: squeue shows them, scancel ends them", file=sys.stderr)
+        raise
+
+
+def _patiently(plan: Plan) -> list[Queued]:
+    """What is in the queue; SLURM may not answer for some minutes."""
+    for pause in PAUSES:
         try:
-            while rows := queued(plan):
-                _report(plan, waiting, claims(plan, rows), report)
-                time.sleep(pause)
-                pause = min(LONG_LOOK, pause * 1.2)
-            _report(plan, waiting, {}, report)
-        except BaseException:
-            print("jobs that were submitted go on: squeue shows them, scancel ends them", file=sys.stderr)
-            raise
+            return queued(plan)
+        except UsageError as error:
+            print(f"vex-batch: warning: {error}; asking again", file=sys.stderr, flush=True)
+            time.sleep(pause)
+    return queued(plan)
 
 
 def _report(plan: Plan, waiting: set[int], claimed: dict[int, Claim], report: Report) -> None:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 from collections import Counter
+from collections.abc import Callable
 from typing import Any
 
 from . import files, state
@@ -19,8 +20,13 @@ ALL_COMPLETE, SOME_FAILED, NOTHING, DAMAGED = 0, 1, 3, 4
 SHOWN = 10
 
 
-def summarise(plan: Plan) -> Summary:
+def summarise(plan: Plan, waiting: Callable[[Piece], str] = lambda piece: "") -> Summary:
     """The summary of a plan.
+
+    Parameters
+    ----------
+    waiting
+        Tells whether a piece that is not complete is queued or running; empty when it is neither.
 
     Returns
     -------
@@ -32,7 +38,7 @@ def summarise(plan: Plan) -> Summary:
     """
     made = _empty(plan)
     for piece in plan.pieces:
-        _add(made, plan, piece, state.read_state(piece))
+        _add(made, plan, piece, state.read_state(piece), waiting)
     joining = plan.joining()
     if joining:
         found = state.read_state(joining)
@@ -54,8 +60,11 @@ def _empty(plan: Plan) -> Summary:
             "seconds": 0.0, "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}}
 
 
-def _add(made: Summary, plan: Plan, piece: Piece, found: State | None) -> None:
+def _add(made: Summary, plan: Plan, piece: Piece, found: State | None, waiting: Callable[[Piece], str]) -> None:
     fault = state.fault(plan, piece, found)
+    if fault and (word := waiting(piece)):
+        made["outcomes"][word] += 1
+        return
     if not found or fault:
         failed = found is not None and found["outcome"] == state.FAILED
         made["outcomes"][state.FAILED if failed else state.MISSING] += 1
@@ -78,7 +87,7 @@ def _add(made: Summary, plan: Plan, piece: Piece, found: State | None) -> None:
 
 
 def _status(made: Summary, strict: bool) -> int:
-    if made["incomplete"] or made.get("joined") is False:
+    if made["incomplete"] or set(made["outcomes"]) - set(state.COMPLETE) or made.get("joined") is False:
         return SOME_FAILED
     if made["damaged"] and strict:
         return DAMAGED

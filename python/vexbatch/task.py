@@ -7,7 +7,7 @@ import socket
 import sys
 from collections.abc import Sequence
 
-from . import local, state
+from . import state
 from .errors import BatchError, DiskFull
 from .listing import Archive
 from .piece import abandon, settle
@@ -30,8 +30,7 @@ def run_task(plan: Plan, numbers: Sequence[int]) -> int:
     int
         The exit status: 1 when a piece failed.
     """
-    with local.stoppable():
-        return max([_do(plan, number) for number in numbers], default=ALL_COMPLETE)
+    return max([_do(plan, number) for number in numbers], default=ALL_COMPLETE)
 
 
 def _do(plan: Plan, number: int) -> int:
