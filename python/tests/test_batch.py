@@ -226,6 +226,8 @@ def test_exit_status(batch: Batch) -> None:
             ("", "-fd 2014-01-01 -ld 2014-01-02", 3, "2 no input")):
         found, said = batch.call(own, f"-c 1 {SPAN} {options}")
         assert found == status and re.search(says, said), said
+    status, said = batch.call("--out none/{date}", f"-c 1 {SPAN}", roots="-d A/L1")
+    assert status == 3 and "warning: there is no -d A/L1: " in said and "6 no input" in said, said
     said = batch.call("--out A/L1C/x/{date}", f"-c 1 {SPAN}", roots="-d2 A -d A/L1C -alt A/land_sea_alti_map.dat")[1]
     assert "6: 4 complete, 2 no input" in said, said  # neither grid nor output below a root are taken for messages
     os.truncate(l1c(batch.folder, 20)[0], 5000)

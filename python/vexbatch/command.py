@@ -35,6 +35,9 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
         _warn(f"vex says: {said}")
     if settings.value("myd2") is not None and settings.l2_kinds:
         _warn("each piece reads all files of -myd2, which have no dates")
+    for name in ("d", "d2", "myd2"):
+        if (root := settings.value(name)) is not None and not os.path.exists(root):
+            _warn(f"there is no -{name} {root}: its pieces have no input")
     _refuse_joining(arguments, settings)
     wish, out = arguments.merge or arguments.cat, _no_option(arguments.out)
     joined = (_no_option(arguments.merge_out) or joined_path(settings, out)) if wish else None
@@ -288,7 +291,7 @@ def _status(argv: Sequence[str]) -> int:
 def _refuse_moved(plan: Plan, folder: str) -> None:
     """Raises UsageError when an output folder is not the one that its plan is of."""
     there = os.path.join(plan.folder, plan.output)
-    if os.path.realpath(folder) != os.path.realpath(there):
+    if not os.path.exists(there) or not os.path.samefile(folder or os.curdir, there):
         raise UsageError(f"{folder}: its plan is of {there}; the same call with --out for this folder looks at it anew")
 
 
