@@ -204,7 +204,11 @@ def test_states_of_other_forms(batch: Batch) -> None:
 
 
 def _status(batch: Batch, folder: str) -> tuple[int, str]:
-    done = subprocess.run([sys.executable, "-m", "vexbatch", "status", folder], cwd=batch.folder, text=True,
+    return _vexbatch(batch, "status", folder)
+
+
+def _vexbatch(batch: Batch, *words: object) -> tuple[int, str]:
+    done = subprocess.run([sys.executable, "-m", "vexbatch", *map(str, words)], cwd=batch.folder, text=True,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return done.returncode, done.stdout
 
@@ -327,10 +331,15 @@ def test_pieces_by_number(batch: Batch) -> None:
     for number, status, says in ((6, 1, "2013-04-20 is not complete"), (0, 0, "2013-04-20 complete: 40 L1C"),
                                  (0, 0, "2013-04-20 is complete"), (2, 0, "2013-04-22 is complete"),
                                  (3, 0, "2013-04-23 complete"), (6, 0, ""), (7, 2, "the plan has no such piece")):
-        words = [sys.executable, "-m", "vexbatch", "run-piece", batch.folder / "out/plan.json", str(number)]
-        done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        assert done.returncode == status and says in done.stdout, done.stdout
+        found, said = _vexbatch(batch, "run-piece", batch.folder / "out/plan.json", number)
+        assert found == status and says in said, said
     assert batch.result() == wanted
+    l1c(batch.folder, 20)[0].unlink()
+    for words, found in ((("run-piece", 0), "2013-04-20 complete: 20 L1C"), (("todo",), "6\n"),
+                         (("status",), "incomplete  joining: the pieces have changed"), (("run-piece", 6), "complete"),
+                         (("todo",), "\n"), (("status",), "4 complete, 2 no input")):
+        status, said = _vexbatch(batch, words[0], "out" if words[0] == "status" else "out/plan.json", *words[1:])
+        assert found in said and status == ("joining" in said), said
 
 
 def _one_run(folder: pathlib.Path, vex: pathlib.Path, words: str) -> None:

@@ -260,7 +260,8 @@ def _close(plan: Plan) -> int:
     if plan.joined and set(made["outcomes"]) <= set(COMPLETE):
         from .merge import join_pieces
         joined = join_pieces(plan)
-        print(f"{plan.joined} {'is complete' if joined is None else line(joined)}")
+        there = "is complete" if made["output_files"] else state.NO_INPUT
+        print(f"{plan.joined} {there if joined is None else line(joined)}")
         made = summarise(plan)
     _write(plan, made)
     print(table(made), flush=True)
@@ -331,7 +332,8 @@ def _todo(argv: Sequence[str]) -> int:
     jobs.refuse_queued(plan)
     numbers = [piece.number for piece in Survey(plan).pieces]
     joining = plan.joining()
-    if joining and (numbers or state.fault(plan, joining, state.read_state(joining))):
+    states = filter(None, map(state.read_state, plan.pieces))
+    if joining and (numbers or state.joining_fault(plan, joining, states)):
         numbers.append(joining.number)
     print(*numbers)
     return 0

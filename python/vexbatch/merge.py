@@ -28,7 +28,7 @@ def join_pieces(plan: Plan) -> State | None:
     joining = plan.joining()
     assert joining
     sources = _sources(plan)
-    if _holds(plan, joining, sources):
+    if not state.joining_fault(plan, joining, sources):
         return None
     os.makedirs(os.path.dirname(joining.out) or os.curdir, exist_ok=True)
     log = files.lock(joining.log)
@@ -60,20 +60,11 @@ def _sources(plan: Plan) -> list[State]:
     return [made for made in found if made["outputs"]]
 
 
-def _inputs(sources: list[State]) -> list[list[object]]:
-    return [[output["sha256"], output["path"], output["bytes"], 0] for made in sources for output in made["outputs"]]
-
-
-def _holds(plan: Plan, joining: Piece, sources: list[State]) -> bool:
-    found = state.read_state(joining)
-    return found is not None and not state.fault(plan, joining, found) and found["inputs"] == _inputs(sources)
-
-
 def _join(plan: Plan, joining: Piece, sources: list[State]) -> State:
     begun = time.monotonic()
     made: State = {"name": joining.name, "first": joining.first, "last": joining.last, "out": joining.out,
                    "outcome": "complete", "why": "", "attempt": 1, "options": plan.settings.options,
-                   "version": plan.settings.version, "inputs": _inputs(sources), "counts": {}, "complaints": {},
+                   "version": plan.settings.version, "inputs": state.joined_from(sources), "counts": {}, "complaints": {},
                    "said": "", "outputs": [], "peak_memory": 0, "input_bytes": 0, "seconds": 0.0}
     if not sources:
         made["outcome"] = state.NO_INPUT

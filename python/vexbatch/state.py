@@ -55,6 +55,21 @@ def fault(plan: Plan, piece: Piece, state: State | None) -> str:
     return "; ".join(reason for reason in reasons if reason)
 
 
+def joined_from(states: Iterable[State]) -> list[list[object]]:
+    """The outputs of pieces as the input of what they are joined to: it is known by their checksums."""
+    return [[output["sha256"], output["path"], output["bytes"], 0] for state in states for output in state["outputs"]]
+
+
+def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
+    """Why what the pieces of these states are joined to is not complete; empty when it is."""
+    found = read_state(joining)
+    if found is not None and found["outcome"] == FAILED:
+        return str(found["why"])
+    if (why := fault(plan, joining, found)) or found is None:
+        return why
+    return "" if found["inputs"] == joined_from(states) else "the pieces have changed"
+
+
 def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
     """Whether a piece is to be done, by its state and the input that there is now."""
     state = read_state(piece)

@@ -37,14 +37,14 @@ def summarise(plan: Plan, waiting: Callable[[Piece], str] = lambda piece: "") ->
         what was said of such pieces, by name.
     """
     made = _empty(plan)
-    for piece in plan.pieces:
-        _add(made, plan, piece, state.read_state(piece), waiting)
-    joining = plan.joining()
-    if joining:
-        found = state.read_state(joining)
-        made["joined"] = not state.fault(plan, joining, found)
-        if found and found["outcome"] == state.FAILED:
-            made["incomplete"]["joining"] = found["why"]
+    states = [state.read_state(piece) for piece in plan.pieces]
+    for piece, found in zip(plan.pieces, states):
+        _add(made, plan, piece, found, waiting)
+    if joining := plan.joining():
+        why = state.joining_fault(plan, joining, filter(None, states))
+        made["joined"] = not why
+        if why and set(made["outcomes"]) <= set(state.COMPLETE):
+            made["incomplete"]["joining"] = why
     pixels = sum(selected for selected, _ in made["pixels"].values())
     made["selected"] = pixels if plan.settings.format == "txtstat" else made["records"]
     made["rate"] = round(made["input_bytes"] / made["seconds"]) if made["seconds"] else 0
