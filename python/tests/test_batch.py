@@ -294,6 +294,8 @@ def test_index(batch: Batch, vex: pathlib.Path) -> None:
     status, said = batch.call("--out cfg/{date} --index index",
                               f"-c 1-5 {SPAN} -d2 A/L2 -t2 clp -mila -90 -milo -180 -malo 180 -cfg window.cfg")
     assert status in (0, 3) and "0 of them new or changed" in said, said
+    status, said = batch.call("--out no/{date} --index window.cfg", words)
+    assert status == 2 and said == f"vex-batch: {batch.folder}/window.cfg: File exists\n", said
     plain = sorted(path for path in (batch.folder / "plain").iterdir() if not path.suffix)
     read = [json.loads((batch.folder / "by" / f"{path.name}.json").read_text()) for path in plain]
     assert any(path.stat().st_size > 100 for path in plain) and all(one["inputs"] for one in read)

@@ -222,6 +222,8 @@ def _update_index(plan: Plan, processes: int) -> None:
                               span_of(settings.first, settings.last), processes)
     except (ValueError, RuntimeError) as error:
         raise UsageError(f"{plan.index}: {error}") from None
+    except OSError as error:
+        raise UsageError(f"{error.filename or plan.index}: {error.strerror}") from None
     print(f"index: {done.files} files, {done.seen} of them new or changed", flush=True)
     if done.left:
         _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
