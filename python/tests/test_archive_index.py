@@ -19,13 +19,16 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 from vexbatch import archive, archive_conditions, archive_extent, archive_survey, archive_tree
+from vexbatch.listing import Archive as Inputs
+from vexbatch.settings import read_settings
 from vexfile.binary import BinaryFile
 
 Options = dict[str, list[str]]
 #: Two neighbouring days, one after the layouts changed, and one of day 1. Files have two scan lines.
 DAYS = {"2013-04-20": "--days 2", "2014-10-01": "--seed 3", "2008-01-10": "--layout 1"}
 SAMPLE = "--messages 20 --messages-per-file 2 --pixels 120 --gaps --missing --grid off --kinds l1c,clp,trg,ozo"
-SPAN = archive_tree.span_of("2008-01-01", "2014-12-31")
+DATES = "2008-01-01", "2014-12-31"
+SPAN = archive_tree.span_of(*DATES)
 #: What is said of messages that were read, or of the file that is opened next, may stand behind a complaint.
 COMPLAINT = re.compile(r"(ERROR: .*|[^/]*(?:Error: |Probleme |BUFR|non conforme|synchro)[^/]*?)(?:day\d|\.)*(?:/.*)?")
 
@@ -43,18 +46,28 @@ class Archive:
     def run(self, folder: pathlib.Path, words: list[str], roots: dict[str, str]) -> tuple[dict[str, bytes], str]:
         """The files that a run writes, by name, and what it says."""
         folder.mkdir()
-        named = [word for option, root in roots.items() if f"-{option}" in words for word in (f"-{option}", root)]
-        plain = [word for word in words if word not in ("-d", "-d2", "-myd2")]
-        own = ["-fd", "2008-01-01", "-ld", "2014-12-31", "-out", str(folder / "out"), "-alt", "none"]
-        done = subprocess.run([self.vex, *named, *plain, *own], capture_output=True, text=True, errors="replace")
+        done = subprocess.run([self.vex, *self.words(words, roots), "-out", str(folder / "out")], capture_output=True,
+                              text=True, errors="replace")
         return {path.name: path.read_bytes() for path in folder.iterdir()}, done.stdout
 
+    def words(self, words: list[str], roots: dict[str, str]) -> list[str]:
+        named = [word for option, root in roots.items() if f"-{option}" in words for word in (f"-{option}", root)]
+        plain = [word for word in words if word not in ("-d", "-d2", "-myd2")]
+        return [*named, *plain, "-fd", DATES[0], "-ld", DATES[1], "-alt", "none"]
+
     def narrow(self, options: Options, folder: pathlib.Path) -> tuple[dict[str, str], archive.Selected]:
-        return archive.narrow(self.index, self.version, options, SPAN, str(folder))
+        return archive.narrow(self.index, self.version, options, archive.listing(SPAN), str(folder))
+
+    def listings(self, words: list[str], options: Options) -> list[dict[tuple[archive.Source, str], set[str] | None]]:
+        """What is in the folders of all sources, as the disk says, and as vex-batch lists its input."""
+        inputs = Inputs(read_settings(self.vex, self.words(words, self.roots()))[0]).inputs(*DATES)
+        ways = archive.listing(SPAN), lambda source: inputs.folders(source.option, source.kind)
+        return [{(source, folder.parts): folder.files and set(folder.files)
+                 for source in archive.sources(options) for folder in way(source)} for way in ways]
 
     def update(self, **options: list[str]) -> archive.Updated:
         asked = {name: [root] for name, root in self.roots().items()} | {"c": ["1"], "t2": ["clp", "trg", "ozo"]}
-        return archive.update(self.index, archive.sources(asked | options), self.vex, processes=2)
+        return archive.update(self.index, archive.sources(asked | options), self.vex, archive.listing(), processes=2)
 
     def pixels(self) -> dict[str, np.ndarray]:
         """All pixels of L1C."""
@@ -169,7 +182,10 @@ def test_runs_write_the_same_bytes(known: Archive, places: dict[str, np.ndarray]
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         expected, said = known.run(folder / "all", words, known.roots())
-        roots, selected = known.narrow(echoed(said), folder / "links")
+        options = echoed(said)
+        one, other = known.listings(words, options)
+        assert one == other
+        roots, selected = known.narrow(options, folder / "links")
         found, also = known.run(folder / "some", words, known.roots() | roots)
         assert found == expected
         assert selected.files <= selected.all_files
@@ -232,6 +248,25 @@ def test_changes_are_seen(own: Archive, tmp_path: pathlib.Path) -> None:
     assert len(taken()) == len(list(day.iterdir()))
 
 
+def test_news(own: Archive) -> None:
+    """What changed is looked at once, by runs that read it; what is known of files that they do not read stays."""
+    day = own.root / "L1C/2014/10/01"
+    one, two, *others = sorted(day.iterdir())
+
+    def seen(**options: list[str]) -> tuple[int, int]:
+        asked = {"d": [own.roots()["d"]], "c": ["1"]} | options
+        news = archive.News(own.index, archive.sources(asked), own.version)
+        for _ in range(2):  # as pieces do that read the same files
+            news.see(archive.listing(archive_tree.span_of("2014-10-01", "2014-10-01")))
+        return news.files, news.update(own.vex, 1).seen
+
+    assert seen() == (2 + len(others), 0)
+    for path in one, two:
+        os.utime(path, ns=(0, path.stat().st_mtime_ns - 1))
+    assert [seen(mf=[two.name]) for _ in range(2)] == [(1, 1), (1, 0)]
+    assert [seen(), seen()] == [(2 + len(others), 1), (2 + len(others), 0)]
+
+
 def kept(index: pathlib.Path, version: str) -> dict[str, bytes]:
     """All that is in an index, by files of the archive."""
     found = {}
@@ -248,7 +283,8 @@ import sys
 from vexbatch import archive
 archive.TASK = 3
 _, index, first, second, vex = sys.argv
-archive.update(index, archive.sources({"d": [first], "c": ["1"], "d2": [second], "t2": ["clp"]}), vex, processes=2)
+wanted = archive.sources({"d": [first], "c": ["1"], "d2": [second], "t2": ["clp"]})
+archive.update(index, wanted, vex, archive.listing(), processes=2)
 """
 
 

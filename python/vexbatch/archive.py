@@ -1,6 +1,7 @@
 """An index of an archive: where the pixels of its files lie, so that a run reads only the files that it needs.
 
-`update` makes and keeps it. It costs a run of vex for each new file; of the others it looks at names, sizes and times.
+`update` makes and keeps it. It costs a run of vex for each new file; of the others it compares names, sizes and times
+with what a listing of the archive says. Who has listed it already can look for news in that listing first, with `News`.
 `narrow` makes trees of links to the files that a run can need; with them in place of its roots the records and headers
 are the same bytes. What may be left out stands in `archive_conditions`.
 
@@ -16,12 +17,11 @@ import errno
 import fcntl
 import glob
 import hashlib
-import itertools
 import os
 import shutil
 import signal
 import time
-from collections.abc import Iterable, Iterator, Mapping
+from collections.abc import Callable, Iterable, Iterator, Mapping
 from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, NamedTuple
 
@@ -69,17 +69,29 @@ class Source(NamedTuple):
     endings: tuple[str, ...]
     motifs: tuple[str, ...]
 
-    def takes(self, name: str) -> bool:
-        """Whether a run reads a file of this name."""
-        if not name.endswith(self.endings) or self.motifs and not any(motif in name for motif in self.motifs):
-            return False
-        return name not in self.endings or any(name.endswith(end) and end != name for end in self.endings)
+    def those(self, names: list[str]) -> list[str]:
+        """Those of some names whose files a run reads."""
+        found = [name for name in names if name.endswith(self.endings)]
+        if self.motifs:
+            found = [name for name in found if any(motif in name for motif in self.motifs)]
+        if not set(self.endings).isdisjoint(found):
+            found = [name for name in found if any(name.endswith(end) and end != name for end in self.endings)]
+        return found
 
     def folders(self, span: Span | None) -> Iterator[Folder]:
         """Its folders of the days of a span, or of all days."""
         if self.option == "myd2":
-            return look(self.root, self.kind)
-        return walk(self.root, "" if self.kind == L1C else self.kind, span)
+            return look(self.root, self.kind, self.those)
+        return walk(self.root, "" if self.kind == L1C else self.kind, self.those, span)
+
+
+#: Gives the folders of a source, with those of their files that a run reads.
+Listing = Callable[[Source], Iterable[Folder]]
+
+
+def listing(span: Span | None = None) -> Listing:
+    """What is on the disk when it is asked for: of the days of a span, or of all days."""
+    return lambda source: source.folders(span)
 
 
 @dataclass
@@ -161,7 +173,43 @@ def _file(place: str, parts: str) -> str:
 # Keeping it.
 
 
-def update(index: str, wanted: Iterable[Source], vex: str, span: Span | None = None, processes: int = 1) -> Updated:
+class News:
+    """Finds the folders that an update has to look at, in listings that are made anyway.
+
+    Most often there are none; then nothing more needs to be done, and nothing is written.
+
+    Attributes
+    ----------
+    files : int
+        In all folders of these listings.
+    """
+
+    def __init__(self, index: str, wanted: Iterable[Source], version: str) -> None:
+        self._places = {source: _place(index, source) for source in wanted}
+        self._folders: dict[Source, list[Folder]] = {source: [] for source in self._places}
+        self._seen: set[tuple[Source, str]] = set()
+        self._index, self._version, self.files = index, version, 0
+
+    def see(self, listed: Listing) -> None:
+        """Looks at a listing, but not at folders that were in an earlier one."""
+        for source, place in self._places.items():
+            for folder in listed(source):
+                if folder.files is None or (source, folder.parts) in self._seen:
+                    continue
+                self._seen.add((source, folder.parts))
+                self.files += len(folder.files)
+                stored = load(_file(place, folder.parts), self._version)
+                if not folder.files.items() <= _stamps(stored).items():
+                    self._folders[source].append(folder)
+
+    def update(self, vex: str, processes: int) -> Updated:
+        """Updates the index by the folders that have news; raises what `update` does."""
+        if not any(self._folders.values()):
+            return Updated()
+        return update(self._index, self._folders, vex, lambda source: self._folders[source], processes)
+
+
+def update(index: str, wanted: Iterable[Source], vex: str, listed: Listing, processes: int = 1) -> Updated:
     """Brings an index up to date.
 
     What was found is written all the time: an update that is killed goes on where it was. Of two at once one waits.
@@ -172,8 +220,8 @@ def update(index: str, wanted: Iterable[Source], vex: str, span: Span | None = N
         The folder, made when it is not there.
     wanted
         The sources; files that are none of theirs are not looked at.
-    span
-        Only the days from the first to the last; all without it.
+    listed
+        What there is.
     processes
         How many runs of vex there may be at a time.
 
@@ -191,7 +239,7 @@ def update(index: str, wanted: Iterable[Source], vex: str, span: Span | None = N
     os.makedirs(index, exist_ok=True)
     with _held(index) as work, _workers(processes) as workers:
         tasks: dict[Future[Extents], tuple[_Keeper, int]] = {}
-        for keeper, kind, files in _new(index, wanted, version, span, done):
+        for keeper, kind, files in _new(index, wanted, version, listed, done):
             for first in range(0, len(files), TASK):
                 some = files[first:first + TASK]
                 tasks[workers.submit(survey, vex, kind, some, work)] = keeper, len(some)
@@ -202,15 +250,15 @@ def update(index: str, wanted: Iterable[Source], vex: str, span: Span | None = N
     return done
 
 
-def _new(index: str, wanted: Iterable[Source], version: str, span: Span | None,
+def _new(index: str, wanted: Iterable[Source], version: str, listed: Listing,
          done: Updated) -> Iterator[tuple[_Keeper, str, list[File]]]:
     """The folders, their product, and the files that are to be looked at."""
     for source in wanted:
         place = _place(index, source)
-        for folder in source.folders(span):
+        for folder in listed(source):
             if folder.files is not None:  # if it could not be read, what is known of it may be of use again
-                keeper = _Keeper(_file(place, folder.parts), version, folder.files)
-                yield keeper, source.kind, keeper.begin(source, os.path.join(source.root, folder.parts), done)
+                keeper = _Keeper(_file(place, folder.parts), version, source, folder.files)
+                yield keeper, source.kind, keeper.begin(os.path.join(source.root, folder.parts), done)
 
 
 @dataclass
@@ -219,19 +267,23 @@ class _Keeper:
 
     path: str
     version: str
+    source: Source
     files: Mapping[str, Stamp]
 
-    def begin(self, source: Source, folder: str, done: Updated) -> list[File]:
+    def begin(self, folder: str, done: Updated) -> list[File]:
         """Drops what is gone, or not as it was; gives the files that are to be looked at."""
         stored = load(self.path, self.version)
-        same = {name for name, _ in _unchanged(stored, self.files)}
-        if len(same) < len(stored.names):
+        same = _stamps(stored)
+        done.files += len(self.files)
+        if self.files == same:
+            return []
+        if len(self._sound(stored)) < len(stored.names):
             self._write(nothing())
         late = time.time_ns() - FRESH
-        new = [File(os.path.join(folder, name), *stamp) for name, stamp in self.files.items()
-               if stamp and name not in same and source.takes(name)]
+        paths = [(os.path.join(folder, name), stamp) for name, stamp in self.files.items()
+                 if stamp and stamp != same.get(name)]
+        new = [File(path, *stamp) for path, stamp in paths if os.path.isfile(path)]
         settled = [file for file in new if file.changed < late]
-        done.files += sum(map(source.takes, self.files))
         done.left += len(new) - len(settled)
         return settled
 
@@ -243,15 +295,19 @@ class _Keeper:
 
     def _write(self, found: Extents) -> None:
         stored = load(self.path, self.version)
-        names = {name for name, _ in _unchanged(stored, self.files)} - set(found.names)
+        names = self._sound(stored) - set(found.names)
         places = np.array([place for place, name in enumerate(stored.names) if name in names], np.int64)
         save(self.path, join([stored.take(places), found]), self.version)
 
+    def _sound(self, stored: Extents) -> set[str]:
+        """Files that are as they were, and those that other runs read, which are not in this listing."""
+        own = set(self.source.those(stored.names))
+        return {name for name, stamp in _stamps(stored).items() if name not in own or self.files.get(name) == stamp}
 
-def _unchanged(stored: Extents, files: Mapping[str, Stamp]) -> list[tuple[str, int]]:
-    """The files that are as they were, and their bytes."""
-    stamps = zip(stored.files[:, SIZE].tolist(), stored.files[:, CHANGED].tolist())
-    return [(name, stamp[0]) for name, stamp in zip(stored.names, stamps) if files.get(name) == stamp]
+
+def _stamps(stored: Extents) -> dict[str, Stamp]:
+    """The files as they were."""
+    return dict(zip(stored.names, zip(stored.files[:, SIZE].tolist(), stored.files[:, CHANGED].tolist())))
 
 
 @contextlib.contextmanager
@@ -311,26 +367,25 @@ def _begin_worker(parent: int) -> None:
 # Using it.
 
 
-def select(index: str, version: str, source: Source, asked: Conditions, span: Span) -> Selected:
+def select(index: str, version: str, source: Source, asked: Conditions, folders: Iterable[Folder]) -> Selected:
     """What a run has to read of a source.
 
     Parameters
     ----------
     version
         The first line of the vex that will run: what another one found does not count.
-    span
-        Its days, ignored for folders without dates.
+    folders
+        What there is of it.
     """
     found, place = Selected(), _place(index, source)
     least: list[tuple[int, str]] = []
-    for folder in source.folders(span):
+    for folder in folders:
         if folder.files is None:
             found.parts.append(folder.parts)
             continue
-        left = _not_needed(source, load(_file(place, folder.parts), version), folder.files, asked)
+        left = _not_needed(load(_file(place, folder.parts), version), folder.files, asked)
         for name in folder.files.keys() - left.keys():
-            if source.takes(name):
-                found.take(f"{folder.parts}/{name}", (folder.files[name] or (0, 0))[0])
+            found.take(f"{folder.parts}/{name}", (folder.files[name] or (0, 0))[0])
         found.all_files, found.all_bytes = found.all_files + len(left), found.all_bytes + sum(left.values())
         if left and not found.files:
             least.append(min((size, f"{folder.parts}/{name}") for name, size in left.items()))
@@ -341,14 +396,14 @@ def select(index: str, version: str, source: Source, asked: Conditions, span: Sp
     return found
 
 
-def _not_needed(source: Source, extents: Extents, files: Mapping[str, Stamp], asked: Conditions) -> dict[str, int]:
+def _not_needed(extents: Extents, files: Mapping[str, Stamp], asked: Conditions) -> dict[str, int]:
     """Files without a pixel that meets the conditions, and their bytes.
 
     Names with a | stay in: it stands between the motifs of -mf as they are echoed, so that these cannot be told then.
     """
-    may = set(itertools.compress(extents.names, may_hold(asked, extents)))
-    return {name: size for name, size in _unchanged(extents, files)
-            if name not in may and source.takes(name) and "|" not in name}
+    sizes, changed = extents.files[:, SIZE].tolist(), extents.files[:, CHANGED].tolist()
+    columns = zip(extents.names, zip(sizes, changed), may_hold(asked, extents).tolist())
+    return {name: stamp[0] for name, stamp, may in columns if not may and files.get(name) == stamp and "|" not in name}
 
 
 def place_of_links() -> str | None:
@@ -359,7 +414,8 @@ def place_of_links() -> str | None:
     return MEMORY if os.access(MEMORY, os.W_OK | os.X_OK) else None
 
 
-def narrow(index: str, version: str, options: Options, span: Span, folder: str) -> tuple[dict[str, str], Selected]:
+def narrow(index: str, version: str, options: Options, listed: Listing,
+           folder: str) -> tuple[dict[str, str], Selected]:
     """Makes trees of links to what a run has to read.
 
     Nothing of the archive is changed by it. vex does not write to a file that is among its inputs, but knows of those
@@ -371,8 +427,8 @@ def narrow(index: str, version: str, options: Options, span: Span, folder: str) 
         The first line of the vex that will run.
     options
         What is in force, by names of options, as vex echoes it.
-    span
-        The days of the run.
+    listed
+        What there is of the days of the run. A file that has changed since then may be left out by what it was.
     folder
         Where the trees are made, best in `place_of_links`; the caller removes it after the run.
 
@@ -389,7 +445,7 @@ def narrow(index: str, version: str, options: Options, span: Span, folder: str) 
         return roots, total
     asked = conditions(options)
     for source in sources(options):
-        found = select(index, version, source, asked, span)
+        found = select(index, version, source, asked, listed(source))
         total.add(found)
         trees.setdefault(source.option, (source.root, []))[1].extend(found.parts)
     for option, (root, parts) in trees.items():

@@ -195,17 +195,23 @@ def _mask() -> int:
     return mask
 
 
+def _names(text: bytes) -> list[str]:
+    return os.fsdecode(text).split("\0") if text else []
+
+
 def load(path: str, version: str) -> Extents:
     """Extents that were written; those of no file when there are none, or none by this version of vex."""
     try:
-        with open(path, "rb") as file:
-            first, counts, rest = file.read().split(b"\n", 2)
-        sizes = [int(count) for count in counts.split()]
-        if first != _first_line(version) or sum(sizes) != len(rest) or len(sizes) != 1 + len(ARRAYS):
+        with open(path, "rb", buffering=0) as file:
+            data = file.read()
+        first = data.index(b"\n")
+        place = data.index(b"\n", first + 1) + 1
+        sizes = [int(count) for count in data[first:place].split()]
+        if data[:first] != _first_line(version) or sum(sizes) != len(data) - place or len(sizes) != 1 + len(ARRAYS):
             return nothing()
-        names, place, arrays = os.fsdecode(rest[:sizes[0]]).split("\0") if sizes[0] else [], sizes[0], []
+        names, place, arrays = _names(data[place:place + sizes[0]]), place + sizes[0], []
         for (_, code, shape), size in zip(ARRAYS, sizes[1:]):
-            arrays.append(np.frombuffer(rest, code, size // np.dtype(code).itemsize, place).reshape(shape))
+            arrays.append(np.frombuffer(data, code, size // np.dtype(code).itemsize, place).reshape(shape))
             place += size
         return Extents(names, *arrays)
     except (OSError, ValueError):

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import stat
-from collections.abc import Iterable, Iterator, Mapping
+from collections.abc import Callable, Iterable, Iterator, Mapping
 from typing import NamedTuple
 
 #: Digits in the names of the folders of years, months and days.
@@ -13,6 +13,8 @@ DIGITS = (4, 2, 2)
 Span = tuple[tuple[int, ...], tuple[int, ...]]
 #: Bytes of a file, and when it was changed, ns; None for what is no regular file, or cannot be looked at.
 Stamp = tuple[int, int] | None
+#: Gives those of some names of files that are wanted.
+Chooser = Callable[[list[str]], list[str]]
 
 
 class Folder(NamedTuple):
@@ -23,7 +25,7 @@ class Folder(NamedTuple):
     parts : str
         Its path below the root. That of a folder above it when that one could not be read.
     files : dict or None
-        What is in it, by name; None when it could not be read.
+        The wanted ones of what is in it, by name; None when it could not be read.
     """
 
     parts: str
@@ -36,24 +38,31 @@ def span_of(first: str, last: str) -> Span:
     return one, end
 
 
-def walk(root: str, below: str, span: Span | None) -> Iterator[Folder]:
+def walk(root: str, below: str, wanted: Chooser, span: Span | None) -> Iterator[Folder]:
     """The folders ROOT/YYYY/MM/DD/`below` that are there, in the order of vex; those of all days without a span.
 
     A name of digits is a day when it lies within the span, whatever the calendar says.
     """
-    yield from _walk(root, "", 0, below, span or ((), ()), (span is not None,) * 2)
+    for parts, readable in _days(root, "", 0, span or ((), ()), (span is not None,) * 2):
+        if readable:
+            yield from look(root, os.path.join(parts, below).rstrip("/"), wanted)
+        else:
+            yield Folder(parts, None)
 
 
-def _walk(root: str, parts: str, level: int, below: str, span: Span, on: tuple[bool, bool]) -> Iterator[Folder]:
-    """`on` tells whether the levels above are those of the first and of the last day, which then bound this one."""
+def _days(root: str, parts: str, level: int, span: Span, on: tuple[bool, bool]) -> Iterator[tuple[str, bool]]:
+    """The folders of days, and those above them that cannot be read.
+
+    `on` tells whether the levels above are those of the first and of the last day, which then bound this one.
+    """
     if level == len(DIGITS):
-        yield from look(root, os.path.join(parts, below).rstrip("/"))
+        yield parts, True
         return
     try:
         names = sorted(os.listdir(os.path.join(root, parts)))
     except OSError as error:
         if not isinstance(error, FileNotFoundError):
-            yield Folder(parts, None)
+            yield parts, False
         return
     for name in names:
         if len(name) != DIGITS[level] or not (name.isascii() and name.isdigit()):
@@ -61,11 +70,11 @@ def _walk(root: str, parts: str, level: int, below: str, span: Span, on: tuple[b
         number = int(name)
         if not (on[0] and number < span[0][level] or on[1] and number > span[1][level]):
             bound = on[0] and number == span[0][level], on[1] and number == span[1][level]
-            yield from _walk(root, os.path.join(parts, name), level + 1, below, span, bound)
+            yield from _days(root, os.path.join(parts, name), level + 1, span, bound)
 
 
-def look(root: str, parts: str) -> Iterator[Folder]:
-    """A folder with what is in it, if it is there."""
+def look(root: str, parts: str, wanted: Chooser) -> Iterator[Folder]:
+    """A folder with the wanted ones of what is in it, if it is there."""
     try:
         opened = os.open(os.path.join(root, parts), os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
     except FileNotFoundError:
@@ -74,7 +83,7 @@ def look(root: str, parts: str) -> Iterator[Folder]:
         yield Folder(parts, None)
         return
     try:
-        files = {name: _stamp(name, opened) for name in os.listdir(opened)}
+        files = {name: _stamp(name, opened) for name in wanted(os.listdir(opened))}
     except OSError:
         files = None
     finally:
@@ -102,17 +111,20 @@ def link_tree(root: str, parts: Iterable[str], folder: str) -> None:
         Is made, and stands for the root. The caller removes it.
     """
     target, wanted = os.path.realpath(root), set(parts)
-    made: set[str] = set()
-    for part in sorted(wanted):
-        if any(above in wanted for above in _above(part)):
+    holders: dict[str, list[str]] = {}
+    for part in wanted:
+        holders.setdefault(os.path.dirname(part), []).append(part)
+    if "" in wanted:
+        os.makedirs(os.path.dirname(folder), exist_ok=True)
+        os.symlink(target, folder)
+        return
+    os.makedirs(folder, exist_ok=True)
+    for holder in sorted(holders):
+        if holder in wanted or any(above in wanted for above in _above(holder)):
             continue  # it is there by a link, and nothing is made behind one
-        link = os.path.join(folder, part) if part else folder
-        if (holder := os.path.dirname(link)) not in made:
-            os.makedirs(holder, exist_ok=True)
-            made.add(holder)
-        os.symlink(os.path.join(target, part) if part else target, link)
-    if not wanted:
-        os.makedirs(folder)
+        os.makedirs(os.path.join(folder, holder), exist_ok=True)
+        for part in holders[holder]:
+            os.symlink(f"{target}/{part}", f"{folder}/{part}")
 
 
 def _above(part: str) -> Iterator[str]:

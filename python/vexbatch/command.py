@@ -10,11 +10,12 @@ import os
 import shlex
 import signal
 import sys
-from collections.abc import Container, Iterator, Sequence
+from collections.abc import Callable, Container, Iterator, Sequence
+from typing import TYPE_CHECKING
 
 from . import files, jobs, local, slurm, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
-from .listing import Archive
+from .listing import Archive, Inputs
 from .options import BAD_USE, COMMANDS, command_parser, make_parser
 from .plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
@@ -24,6 +25,9 @@ from .settings import Settings, find_vex, read_settings
 from .state import COMPLETE, Judgement
 from .summary import SOME_FAILED, Summary, summarise, table, write_summary
 from .task import run_task
+
+if TYPE_CHECKING:
+    from . import archive
 
 # --- The plan -------------------------------------------------------------------------------------------------------
 
@@ -71,9 +75,13 @@ def _warn(text: str) -> None:
 
 
 class Survey:
-    """The pieces that are to be done but for those to leave, why, and the bytes of their input."""
+    """The pieces that are to be done but for those to leave, why, and the bytes of their input.
 
-    def __init__(self, plan: Plan, every: bool = False, leave: Container[int] = ()) -> None:
+    What there is of it is shown to `look`: all of it at once would take much memory.
+    """
+
+    def __init__(self, plan: Plan, every: bool = False, leave: Container[int] = (),
+                 look: Callable[[Inputs], None] = lambda inputs: None) -> None:
         archive = Archive(plan.settings)
         self.pieces: list[Piece] = []
         self.reasons: list[str] = []
@@ -88,6 +96,7 @@ class Survey:
                 _warn(f"{piece.name}: {judged.note}")
             if judged.reason or every:
                 self._take(piece, judged, len(inputs.files), inputs.size)
+                look(inputs)
 
     def _take(self, piece: Piece, judged: Judgement, count: int, size: int) -> None:
         self.pieces.append(piece)
@@ -147,10 +156,11 @@ def _show(plan: Plan) -> int:
 def _work(plan: Plan, processes: int) -> int:
     _sweep(plan)
     write_plan(plan)
-    survey = Survey(plan)
+    index = _Index(plan)
+    survey = Survey(plan, look=index.look)
     _say_what(plan, survey, 0)
     if survey.pieces:
-        _update_index(plan, processes)
+        index.update(processes)
         _import_checks(plan)
         _do(plan, survey, processes)
     return _close(plan)
@@ -177,12 +187,13 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
         if not rows:
             _sweep(plan)
         write_plan(plan)
-        survey = Survey(plan, leave=claimed)
+        index = _Index(plan)
+        survey = Survey(plan, leave=claimed, look=index.look)
         _say_what(plan, survey, len(claimed))
         if not survey.pieces and not rows:
             return _close(plan)
         if survey.pieces:
-            _update_index(plan, arguments.jobs)
+            index.update(arguments.jobs)
         left = slurm.submit(plan, [piece.number for piece in survey.pieces], arguments) if survey.pieces else ""
     if left:
         _warn(left)
@@ -210,23 +221,37 @@ def _sweep(plan: Plan) -> None:
             os.close(log)
 
 
-def _update_index(plan: Plan, processes: int) -> None:
-    """Brings the index of the archive up to date, if there is to be one."""
+class _Index:
+    """The index of the archive, if there is to be one, brought up to date with what was listed."""
+
+    def __init__(self, plan: Plan) -> None:
+        self._plan, self._news = plan, _news(plan)
+
+    def look(self, inputs: Inputs) -> None:
+        """Finds in a listing what is new."""
+        if self._news:
+            self._news.see(lambda source: inputs.folders(source.option, source.kind))
+
+    def update(self, processes: int) -> None:
+        """Has it looked at."""
+        if not self._news:
+            return
+        try:
+            done = self._news.update(self._plan.settings.vex, processes)
+        except (ValueError, RuntimeError) as error:
+            raise UsageError(f"{self._plan.index}: {error}") from None
+        except OSError as error:
+            raise UsageError(f"{error.filename or self._plan.index}: {error.strerror}") from None
+        print(f"index: {self._news.files} files, {done.seen} of them new or changed", flush=True)
+        if done.left:
+            _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
+
+
+def _news(plan: Plan) -> archive.News | None:
     if plan.index is None:
-        return
+        return None
     from . import archive
-    from .archive_tree import span_of
-    settings = plan.settings
-    try:
-        done = archive.update(plan.index, archive.sources(settings.options), settings.vex,
-                              span_of(settings.first, settings.last), processes)
-    except (ValueError, RuntimeError) as error:
-        raise UsageError(f"{plan.index}: {error}") from None
-    except OSError as error:
-        raise UsageError(f"{error.filename or plan.index}: {error.strerror}") from None
-    print(f"index: {done.files} files, {done.seen} of them new or changed", flush=True)
-    if done.left:
-        _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
+    return archive.News(plan.index, archive.sources(plan.settings.options), plan.settings.version)
 
 
 def _import_checks(plan: Plan) -> None:

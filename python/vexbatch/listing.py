@@ -7,6 +7,7 @@ from collections.abc import Iterator
 from dataclasses import dataclass, field
 from typing import NamedTuple
 
+from .archive_tree import Folder
 from .settings import Settings
 
 #: Digits in the names of the folders of years, months and days.
@@ -22,13 +23,43 @@ class InputFile(NamedTuple):
     time: int
 
 
+class _Product(NamedTuple):
+    """A product under a root: the option and path of this one, its folder in those of days, and what names have."""
+
+    option: str
+    kind: str
+    root: str
+    folder: str
+    endings: tuple[str, ...]
+    motifs: list[str]
+
+    def those(self, names: list[str]) -> list[str]:
+        """Those of some names whose files a run reads."""
+        found = [name for name in names if name.endswith(self.endings)
+                 and (not self.motifs or any(motif in name for motif in self.motifs))]
+        if set(self.endings).isdisjoint(found):
+            return found
+        return [name for name in found if any(name.endswith(end) and len(end) < len(name) for end in self.endings)]
+
+
+class Listed(NamedTuple):
+    """A folder: how the paths of its files begin, and which of all files these are; None when it could not be read."""
+
+    option: str
+    kind: str
+    root: str
+    begin: str
+    files: slice | None
+
+
 @dataclass
 class Inputs:
-    """What there is for a span, and the folders that could not be listed."""
+    """What there is for a span, folder by folder, and the folders that could not be listed."""
 
     files: list[InputFile] = field(default_factory=list)
     grid: list[InputFile] = field(default_factory=list)
     unreadable: list[str] = field(default_factory=list)
+    listed: list[Listed] = field(default_factory=list)
 
     @property
     def none(self) -> bool:
@@ -43,6 +74,16 @@ class Inputs:
     def all(self) -> list[InputFile]:
         """The grid with the others."""
         return self.files + self.grid
+
+    def folders(self, option: str, kind: str) -> Iterator[Folder]:
+        """The folders of a product under the root of an option."""
+        for one in self.listed:
+            if (one.option, one.kind) == (option, kind):
+                parts = one.begin[len(join(one.root, "")):].rstrip("/")
+                yield Folder(parts, None if one.files is None else self._stamps(one.files, len(one.begin)))
+
+    def _stamps(self, files: slice, begin: int) -> dict[str, tuple[int, int] | None]:
+        return {path[begin:]: (size, time) if size >= 0 else None for _, path, size, time in self.files[files]}
 
 
 def join(folder: str, name: str) -> str:
@@ -59,20 +100,28 @@ class Archive:
 
     def inputs(self, first: str, last: str) -> Inputs:
         """The files of the days from `first` to `last`, YYYY-MM-DD."""
-        found, settings = Inputs(), self._settings
+        found = Inputs()
         span = tuple(map(int, first.split("-"))), tuple(map(int, last.split("-")))
-        kinds = [("L1C", settings.value("d"), "", "ef", "mf")] if settings.l1c else []
-        kinds += [(kind, settings.value("d2"), kind, "ef2", "mf2") for kind in settings.l2_kinds]
-        for kind, root, folder, endings, motifs in kinds:
-            if root is not None:
-                for day in self._days(root, 0, span, (True, True), found):
-                    self._take(found, kind, join(day, folder), endings, motifs)
-        undated = settings.value("myd2")
-        for kind in settings.l2_kinds if undated is not None else []:
-            self._take(found, kind, join(undated or "", kind), "ef2", "mf2")
-        if grid := settings.value("alt"):
+        for product in self._products():
+            before = len(found.unreadable)
+            if product.option == "myd2":
+                _take(found, product, join(product.root, product.kind))
+            else:
+                for day in self._days(product.root, 0, span, (True, True), found):
+                    _take(found, product, join(day, product.folder))
+            found.listed += [Listed(*product[:3], folder, None) for folder in found.unreadable[before:]]
+        if grid := self._settings.value("alt"):
             found.grid.append(_look("grid", grid))
         return found
+
+    def _products(self) -> Iterator[_Product]:
+        settings = self._settings
+        kinds = [("d", "L1C", "", "ef", "mf")] if settings.l1c else []
+        kinds += [(option, kind, kind, "ef2", "mf2") for option in ("d2", "myd2") for kind in settings.l2_kinds]
+        for option, kind, folder, endings, motifs in kinds:
+            root = settings.value(option)
+            if root is not None:
+                yield _Product(option, kind, root, folder, tuple(settings.endings(endings)), settings.motifs(motifs))
 
     def _days(self, folder: str, level: int, span: tuple[tuple[int, ...], ...], on: tuple[bool, bool],
               found: Inputs) -> Iterator[str]:
@@ -97,12 +146,26 @@ class Archive:
             self._names[folder] = names
         return self._names[folder]
 
-    def _take(self, found: Inputs, kind: str, folder: str, endings: str, motifs: str) -> None:
-        ends, wanted = self._settings.endings(endings), self._settings.motifs(motifs)
-        names = [name for name in _list(folder, found)
-                 if any(name.endswith(end) and len(end) < len(name) for end in ends)
-                 and (not wanted or any(motif in name for motif in wanted))]
-        found.files += [_look(kind, join(folder, name)) for name in sorted(names, key=os.fsencode)]
+
+def _take(found: Inputs, product: _Product, folder: str) -> None:
+    """Looks at the files of a folder."""
+    begin, first = join(folder, ""), len(found.files)
+    try:
+        opened = os.open(folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
+    except FileNotFoundError:
+        return
+    except OSError:
+        found.unreadable.append(folder)
+        return
+    try:
+        names = sorted(product.those(os.listdir(opened)), key=os.fsencode)
+        found.files += [_look(product.kind, begin + name, name, opened) for name in names]
+    except OSError:
+        found.unreadable.append(folder)
+        return
+    finally:
+        os.close(opened)
+    found.listed.append(Listed(*product[:3], begin, slice(first, len(found.files))))
 
 
 def _list(folder: str, found: Inputs) -> list[str]:
@@ -116,9 +179,10 @@ def _list(folder: str, found: Inputs) -> list[str]:
         return []
 
 
-def _look(kind: str, path: str) -> InputFile:
+def _look(kind: str, path: str, name: str | None = None, folder: int | None = None) -> InputFile:
+    """A file; that it is looked at from its open folder is faster than by its path."""
     try:
-        status = os.stat(path)
+        status = os.stat(path if name is None else name, dir_fd=folder)
     except OSError:
         return InputFile(kind, path, -1, -1)
     return InputFile(kind, path, status.st_size, status.st_mtime_ns)

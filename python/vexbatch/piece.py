@@ -104,9 +104,9 @@ def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
 
 
 def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
-    ended, found, narrowed = _try(plan, piece, log, plan.index)
+    ended, found, narrowed = _try(plan, piece, inputs, log, plan.index)
     if narrowed and not ended.why and _is_empty_by_filter(found):
-        ended, found, _ = _try(plan, piece, log, None)
+        ended, found, _ = _try(plan, piece, inputs, log, None)
     made = _base(plan, piece, inputs, attempt) | {
         "version": found.version, "counts": found.counts, "complaints": dict(found.complaints), "said": found.said,
         "seconds": round(ended.seconds, 3), "peak_memory": ended.memory}
@@ -122,10 +122,10 @@ def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> St
     return _settle(piece, made | {"why": why})
 
 
-def _try(plan: Plan, piece: Piece, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
+def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
     """Runs vex; tells how that ended, what its log says, and whether files were left out by the index."""
     os.ftruncate(log, 0)
-    with _roots(plan, piece, index) as (roots, narrowed):
+    with _roots(plan, inputs, index) as (roots, narrowed):
         ended = run(_words(plan, piece, roots), log, plan.timeout)
         with open(piece.log, "rb") as lines:
             found = outcome.judge(lines)  # looks at the files, by their links
@@ -141,18 +141,19 @@ def _is_empty_by_filter(found: outcome.Outcome) -> bool:
 
 
 @contextlib.contextmanager
-def _roots(plan: Plan, piece: Piece, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
+def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
     """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and whether they are
     fewer than all; none without an index.
+
+    Files are those of the listing that is kept with the state: what changes after it makes the piece one to be done again.
     """
     if index is None:
         yield [], False
         return
     from . import archive
-    from .archive_tree import span_of
     with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
         found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
-                                         span_of(piece.first, piece.last), folder)
+                                         lambda source: inputs.folders(source.option, source.kind), folder)
         yield sorted(found.items()), selected.files < selected.all_files
 
 
