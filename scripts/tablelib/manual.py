@@ -42,13 +42,19 @@ def sentence(text: str) -> str:
 # vex
 
 
-def vex_item(row: Object, option: Word) -> list[str]:
-    """One option: its name and value, what it does, its words where they need one, and its default."""
+def vex_text(row: Object, option: Word) -> str:
+    """What an option does, with its words where they need one."""
     words = [f"{sub['word']} is {sub['help']}" for sub in row["sub"] if not row["form"] and " " in sub["help"]]
     kinds = ", ".join(option.words[:-1]) + f" or {option.words[-1]}" if option.value == "words" else ""
     said = [row["meaning"], (", ".join(words) + ".") * bool(words), f"KIND is {kinds}." * bool(kinds),
-            "It adds to what was given before." * option.many, f"Default: {row['default']}." * bool(row["default"])]
-    return [".TP", called(option, option.names), *prose(" ".join(filter(None, said)))]
+            "It adds to what was given before." * option.many]
+    return " ".join(filter(None, said))
+
+
+def vex_item(row: Object, option: Word) -> list[str]:
+    """One option: its name and value, what it does, and its default."""
+    default = f" Default: {row['default']}." * bool(row["default"])
+    return [".TP", called(option, option.names), *prose(vex_text(row, option) + default)]
 
 
 def vex_tables(command: Command, rows: list[Object]) -> Tables:
