@@ -1,30 +1,45 @@
 #!/usr/bin/env python3
-"""Runs the README as a reader would, or other pages: check_readme.py BUILD_DIR [PAGE...]
+"""Runs pages as a reader would: check_readme.py [--write] BUILD_DIR [PAGE...]
 
-Every command of its ```console blocks, of a manual page those between .EX and .EE, runs, in their order and in one
-folder, and must print what the block shows below it. A shown line "..." stands for any lines, blanks in a row for one,
-and seconds for any others. The function vex_status of the README must tell runs of all sorts apart.
+Every command of the ```console blocks of a page, of a manual page those between .EX and .EE, runs, in their order and in
+one folder, and must print what the block shows below it. A shown line "..." stands for any lines, blanks in a row for
+one, and seconds and numbers of jobs for any others. A block of another language that begins with a comment of nothing
+but a file name is written to that file. The home folder has the sources in ~/vex. Each picture that the page shows must
+be made by its commands under the same name and look the same, but for colours that differ by a shade; --write puts
+those that were made in place.
+
+Without a page it runs the README, the tour, the how-tos and the manual pages; the function vex_status of the README
+must tell runs of all sorts apart.
 """
 import os
+import pathlib
 import re
 import signal
 import subprocess
 import sys
 import tempfile
 
-README = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "README.md")
-
-
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+README = ROOT / "README.md"
+DOCS = ROOT / "docs"
+PAGES = [README, DOCS / "tour.md", *sorted(DOCS.glob("howto/*.md")), *sorted(DOCS.glob("man/*.1"))]
 ROFF = {"\\-": "-", "\\(aq": "'", "\\e": "\\", "\\&": ""}
+PICTURE_BYTES = 200_000  # at most
+COLOURS = 128
+SHADE = 1.0  # of 255, the mean over a picture that its colours may differ by; a shifted line makes a few
 
 
-def blocks(language, page=None):
-    page = str(page or README)
-    text = open(page, encoding="utf-8").read()
-    if not page.endswith(".1"):
-        return re.findall(rf"^```{language}\n(.*?)^```$", text, re.M | re.S)
-    return [re.sub(r"\\(-|\(aq|e|&)", lambda sign: ROFF[sign[0]], block)
-            for block in re.findall(r"^\.EX\n(.*?)^\.EE$", text, re.M | re.S)]
+def blocks(language):
+    return [block for name, block in all_blocks(README) if name == language]
+
+
+def all_blocks(page):
+    """The language and the text of each block; those of a manual page are console blocks."""
+    text = page.read_text(encoding="utf-8")
+    if page.suffix != ".md":
+        return [("console", re.sub(r"\\(-|\(aq|e|&)", lambda sign: ROFF[sign[0]], block))
+                for block in re.findall(r"^\.EX\n(.*?)^\.EE$", text, re.M | re.S)]
+    return re.findall(r"^```(\w+)\n(.*?)^```$", text, re.M | re.S)
 
 
 def run(command, shell="bash"):
@@ -33,7 +48,7 @@ def run(command, shell="bash"):
 
 
 def plain(line):
-    return re.sub(r"(succeeded in) \d+s", r"\1 some seconds", " ".join(line.split()))
+    return re.sub(r"(succeeded in) \d+s|\b(job) \d+", r"\1\2 N", " ".join(line.split()))
 
 
 def alike(shown, printed):
@@ -41,14 +56,42 @@ def alike(shown, printed):
     return re.fullmatch(wanted, "".join(plain(line) + "\n" for line in printed))
 
 
-def check_blocks(page=None):
+def check_block(block, page):
     """Returns how many commands there are."""
-    steps = [step for block in blocks("console", page) for step in re.split(r"^\$ ", block, flags=re.M)[1:]]
+    steps = re.split(r"^\$ ", block, flags=re.M)[1:]
     for step in steps:
         command, shown = re.fullmatch(r"((?:.*\\\n)*.*\n)((?:.*\n)*)", step).groups()
         shown, printed = shown.splitlines(), run(command).splitlines()
-        assert alike(shown, printed), "\n".join([f"$ {command}The page shows", *shown, "and printed is", *printed])
+        assert alike(shown, printed), "\n".join([f"$ {command}{page} shows", *shown, "and printed is", *printed])
     return len(steps)
+
+
+def check_picture(picture, page, write):
+    from PIL import Image, ImageChops, ImageStat
+    assert os.path.exists(picture.name), f"{page} shows {picture.name}, which none of its commands makes"
+    made = Image.open(picture.name).convert("RGB")
+    if write:
+        made.quantize(COLOURS).save(picture, optimize=True)
+    present = Image.open(picture).convert("RGB")
+    assert made.size == present.size, f"{picture.name}: {present.size} pixels, and made is one of {made.size}"
+    differ = max(ImageStat.Stat(ImageChops.difference(made, present)).mean)
+    assert differ <= SHADE, f"{picture.name}: colours differ by {differ:.2f} of 255 from what {page} makes"
+    assert picture.stat().st_size <= PICTURE_BYTES, f"{picture.name} has {picture.stat().st_size} bytes"
+
+
+def check_page(page, write=False):
+    """Runs a page in the folder at hand; returns how many commands it has."""
+    commands = 0
+    for language, block in all_blocks(page):
+        named = re.match(r"(?:#|!|;|/\*) (\w+\.\w+)(?: \*/)?\n", block)
+        if language == "console":
+            commands += check_block(block, page.name)
+        elif named:
+            pathlib.Path(named[1]).write_text(block, encoding="utf-8")
+    assert commands, f"{page} has no examples"
+    for link in re.findall(r"!\[[^]]*\]\((\S+)\)", page.read_text(encoding="utf-8")):
+        check_picture(page.parent / link, page.name, write)
+    return commands
 
 
 DAY = "vex -out out -c 1-8461 -fd 2013-04-20 -ld 2013-04-20"
@@ -101,38 +144,30 @@ def check_killed():
     assert run("vex_status $LOG; echo $?") == "failed\n1\n"
 
 
-def check_page(page):
-    """In a folder of its own."""
-    with tempfile.TemporaryDirectory() as folder:
-        os.chdir(folder)
-        os.environ["STATUS"] = "/dev/null"
-        commands = check_blocks(page)
-        os.chdir("/")
-    assert commands, f"{page} has no examples"
-    print(f"{os.path.basename(page)}: {commands} commands print what it shows")
-
-
-def check_whole():
-    with tempfile.TemporaryDirectory() as folder:
-        os.chdir(folder)
-        os.environ.update(STATUS=f"{folder}/status.sh", LOG=f"{folder}/log")
-        with open("status.sh", "w", encoding="utf-8") as file:
-            file.write(*(block for block in blocks("sh") if block.startswith("vex_status()")))
-        commands = check_blocks()
-        run("vex-sample whole --messages 2 --messages-per-file 1 --pixels 20 --kinds l1c,clp")
-        for shell in ("bash", "sh"):
-            check_status(shell)
-        check_killed()
-    print(f"README.md: {commands} commands print what it shows; vex_status knows {len(RUNS) + 1} sorts of runs")
+def check_vex_status():
+    run("vex-sample whole --messages 2 --messages-per-file 1 --pixels 20 --kinds l1c,clp")
+    for shell in ("bash", "sh"):
+        check_status(shell)
+    check_killed()
+    print(f"vex_status knows {len(RUNS) + 1} sorts of runs")
 
 
 def main():
-    pages = [os.path.abspath(page) for page in sys.argv[2:]]
-    os.environ["PATH"] = os.path.abspath(sys.argv[1]) + ":" + os.environ["PATH"]
-    for page in pages:
-        check_page(page)
-    if not pages:
-        check_whole()
+    write = sys.argv[1] == "--write"
+    build, *pages = sys.argv[2:] if write else sys.argv[1:]
+    os.environ["PATH"] = os.path.abspath(build) + ":" + os.environ["PATH"]
+    jobs = [(lambda page=page: print(f"{page.name}: {check_page(page, write)} commands print what it shows"))
+            for page in (pathlib.Path(page).resolve() for page in pages or PAGES)]
+    with tempfile.TemporaryDirectory() as home:
+        os.symlink(ROOT, f"{home}/vex")
+        os.environ.update(HOME=home, STATUS=f"{home}/status.sh", LOG=f"{home}/log")
+        with open(f"{home}/status.sh", "w", encoding="utf-8") as file:
+            file.write(*(block for block in blocks("sh") if block.startswith("vex_status()")))
+        for job in jobs + [check_vex_status] * (not pages):
+            with tempfile.TemporaryDirectory(dir=home) as folder:
+                os.chdir(folder)
+                job()
+                os.chdir("/")
 
 
 if __name__ == "__main__":
