@@ -69,7 +69,10 @@ async function measure(name) {
   const frame = document.createElement("iframe");
   frame.style.cssText = "border: 0; width: %dpx; height: 800px";
   await new Promise(done => { frame.onload = done; frame.src = name; document.body.append(frame); });
-  said.push([name, frame.contentDocument.documentElement.scrollWidth]);
+  const ends = [...frame.contentDocument.querySelectorAll("article *")]
+    .filter(element => !element.closest(".table-wrapper *, pre *"))  // what is in these can be scrolled
+    .map(element => element.getBoundingClientRect().right);
+  said.push([name, Math.ceil(Math.max(0, ...ends, frame.contentDocument.documentElement.scrollWidth))]);
   frame.remove();
 }
 (async () => {
