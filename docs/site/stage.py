@@ -101,9 +101,12 @@ class Stage:
 
 
 def manual(path: Path) -> str:
-    html = subprocess.run(["mandoc", "-T", "html", "-O", "fragment", path], capture_output=True, check=True, text=True)
-    name, section = path.name.rsplit(".", 1)
-    return f"# {name}({section})\n\n```{{raw}} html\n<div class=\"manual\">\n{html.stdout}</div>\n```\n"
+    words = ["mandoc", "-T", "html", "-O", "fragment", path]
+    html = subprocess.run(words, capture_output=True, check=True, text=True).stdout
+    for page in manual_pages():  # of which it may speak
+        name, section = page.name.rsplit(".", 1)
+        html = html.replace(f"<b>{name}</b>({section})", f'<a href="{page.name}.html">{title(page)}</a>')
+    return f"# {title(path)}\n\n```{{raw}} html\n<div class=\"manual\">\n{html}</div>\n```\n"
 
 
 def title(page: Path) -> str:
