@@ -1,0 +1,15 @@
+# Runs before anything is installed: notes which folders are not there yet, for uninstall. Of new ones that lie in one
+# another the uppermost stands for all.
+file(READ "${VEX_BUILD}/install_destinations.txt" DESTINATIONS)
+set(MADE "")
+foreach(FOLDER ${DESTINATIONS})
+  cmake_path(ABSOLUTE_PATH FOLDER BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE)
+  set(NEW "")
+  while(NOT FOLDER STREQUAL "/" AND NOT EXISTS "$ENV{DESTDIR}${FOLDER}")
+    set(NEW "${FOLDER}\n")
+    cmake_path(GET FOLDER PARENT_PATH FOLDER)
+  endwhile()
+  list(APPEND MADE ${NEW})
+endforeach()
+list(REMOVE_DUPLICATES MADE)
+file(APPEND "${VEX_BUILD}/install_folders.txt" ${MADE})

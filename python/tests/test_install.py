@@ -1,0 +1,34 @@
+"""What `cmake --install` puts where, and that `uninstall` leaves what it found."""
+
+from __future__ import annotations
+
+import pathlib
+import subprocess
+
+import pytest
+
+#: Some of what is installed: by folder, the file in the sources and its name there.
+PLACES = {"bin": ("", "vex"), "share/man/man5": ("docs/man/vexfile.5", "vexfile.5"),
+          "share/doc/vex": ("docs/formats.md", "formats.md"), "share/doc/vex/images": ("docs/images/map.png", "map.png"),
+          "share/doc/vex/examples": ("docs/examples/read_vex.f90", "read_vex.f90")}
+FOREIGN = ("bin/foreign", "share/man/man5/foreign.5")
+
+
+def test_install_and_uninstall(build: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    """Files of others stay, with their folders; of a prefix that was not there nothing is left."""
+    if not (build / "cmake_install.cmake").exists():
+        pytest.skip("VEX_BUILD is no folder that cmake made")
+    sources, prefix = pathlib.Path(__file__).parents[2], tmp_path / "a prefix"
+    for foreign in ((), FOREIGN):
+        for name in foreign:
+            (prefix / name).parent.mkdir(parents=True)
+            (prefix / name).touch()
+        before = {*prefix.rglob("*")}
+        subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True, stdout=subprocess.DEVNULL)
+        assert not [path for path in prefix.rglob("*") if "check" in path.name or path.name == "__pycache__"]
+        for folder, (source, name) in PLACES.items():
+            content = (sources / source).read_bytes() if source else (build / name).read_bytes()
+            assert (prefix / folder / name).read_bytes() == content
+        assert subprocess.run([prefix / "bin/vex-sample", "--help"], capture_output=True, check=True).stdout
+        subprocess.run(["cmake", "--build", build, "--target", "uninstall"], check=True, stdout=subprocess.DEVNULL)
+        assert {*prefix.rglob("*")} == before and prefix.exists() == bool(foreign)
