@@ -44,4 +44,5 @@ endforeach()
 
 list(REMOVE_DUPLICATES DESTINATIONS)
 file(WRITE ${PROJECT_BINARY_DIR}/install_destinations.txt "${DESTINATIONS}")
-add_custom_target(uninstall ${CMAKE_COMMAND} -D VEX_BUILD=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
+add_custom_target(uninstall
+  ${CMAKE_COMMAND} -D VEX_BUILD=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)

@@ -1,15 +1,20 @@
-"""What `cmake --install` puts where, and that `uninstall` leaves what it found."""
+"""What `cmake --install` puts where, that `uninstall` leaves what it found, and pip."""
 
 from __future__ import annotations
 
+import os
 import pathlib
+import shutil
 import subprocess
+import tomllib
+import venv
 
 import pytest
 
 #: Some of what is installed: by folder, the file in the sources and its name there.
 PLACES = {"bin": ("", "vex"), "share/man/man5": ("docs/man/vexfile.5", "vexfile.5"),
-          "share/doc/vex": ("docs/formats.md", "formats.md"), "share/doc/vex/images": ("docs/images/map.png", "map.png"),
+          "share/doc/vex": ("docs/formats.md", "formats.md"),
+          "share/doc/vex/images": ("docs/images/map.png", "map.png"),
           "share/doc/vex/examples": ("docs/examples/read_vex.f90", "read_vex.f90")}
 FOREIGN = ("bin/foreign", "share/man/man5/foreign.5")
 
@@ -32,3 +37,21 @@ def test_install_and_uninstall(build: pathlib.Path, tmp_path: pathlib.Path) -> N
         assert subprocess.run([prefix / "bin/vex-sample", "--help"], capture_output=True, check=True).stdout
         subprocess.run(["cmake", "--build", build, "--target", "uninstall"], check=True, stdout=subprocess.DEVNULL)
         assert {*prefix.rglob("*")} == before and prefix.exists() == bool(foreign)
+
+
+def test_pip_without_a_network(tmp_path: pathlib.Path) -> None:
+    """Called in the folder of the package, pip finds all that Debian has and installs both commands."""
+    pytest.importorskip("pip")
+    source, place = pathlib.Path(__file__).parents[1], tmp_path / "a place"
+    for name in ("vexfile", "vexbatch"):
+        shutil.copytree(source / name, place / name)
+    shutil.copy(source / "pyproject.toml", place)
+    version = tomllib.loads((place / "pyproject.toml").read_text())["project"]["version"]
+    venv.create(place / "venv", system_site_packages=True)
+    environment = {name: value for name, value in os.environ.items() if name != "PYTHONPATH"}
+    subprocess.run([place / "venv/bin/python", "-m", "pip", "install", "-q", "--no-index", "--no-build-isolation", "."],
+                   cwd=place, env=environment, check=True)
+    for command in ("vexfile", "vex-batch"):
+        words = [place / "venv/bin" / command, "--version"]
+        done = subprocess.run(words, env=environment, capture_output=True, check=True)
+        assert done.stdout.decode() == f"{command} {version}\n"

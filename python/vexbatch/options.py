@@ -5,9 +5,10 @@ from __future__ import annotations
 import argparse
 from typing import NoReturn
 
+from vexfile.version import VERSION
+
 from . import local, slurm
 
-VERSION = "1.0.0"
 BAD_USE = 2
 
 USAGE = "vex-batch [options] --out TEMPLATE -- OPTIONS OF VEX"

@@ -15,8 +15,8 @@ from types import FrameType
 from typing import Any, NoReturn
 
 from .errors import FormatError
+from .version import VERSION
 
-VERSION = "1.0.0"
 #: Does what a subcommand is for, and gives the exit status.
 Run = Callable[[argparse.Namespace], int]
 

@@ -1,0 +1,5 @@
+"""The version of vex and of its packages; scripts/versions holds all places against one another."""
+
+from __future__ import annotations
+
+VERSION = "4.0.0"
