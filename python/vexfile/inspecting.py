@@ -23,7 +23,7 @@ from .variables import VexFile, read_time
 #: Pixels that are looked at together; a multiple of what the readers keep together.
 PIXELS = 1 << 16
 #: Bytes of text that are verified together.
-CHUNK = 1 << 22
+CHUNK = 1 << 20
 #: Longitudes that leave no gap of this size go around the globe, degrees.
 GAP = 5.0
 #: What no number of a text file, inf and nan among them, has, nor what stands between them.
