@@ -3,6 +3,7 @@
 import re
 from itertools import groupby
 
+from . import echoes
 from .commands import Command, Word
 from .common import Object, Tables
 from .roff import bold, form, italic, prose, roff, title, wrapped
@@ -57,12 +58,13 @@ def vex_item(row: Object, option: Word) -> list[str]:
     return [".TP", called(option, option.names), *prose(vex_text(row, option) + default)]
 
 
-def vex_tables(command: Command, rows: list[Object]) -> Tables:
+def vex_tables(command: Command, rows: list[Object], folder: str) -> Tables:
+    echoes.refuse_unnamed_filters(rows)
     lines: list[str] = []
     for section, pairs in groupby(zip(rows, command.options), lambda pair: pair[1].section):
         lines.append(f'.SS "{section.capitalize()} options"')
         lines += [line for row, option in pairs for line in vex_item(row, option)]
-    return {"title": title("vex", 1), "options": "\n".join(lines)}
+    return {"title": title("vex", 1), "options": "\n".join(lines), "echo": echoes.table(folder, rows)}
 
 
 # The other programs
