@@ -42,9 +42,10 @@ class Batch:
         return done.returncode, done.stdout
 
     def begin(self, own: str, options: str) -> subprocess.Popen[str]:
-        """A call that goes on, in a session of its own."""
+        """A call that goes on, in a session of its own, and heeds Ctrl-C even where the tests run in the background."""
         return subprocess.Popen(self.words(own, options), cwd=self.folder, stdout=subprocess.PIPE,
-                                stderr=subprocess.STDOUT, text=True, errors="replace", start_new_session=True)
+                                stderr=subprocess.STDOUT, text=True, errors="replace", start_new_session=True,
+                                preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
 
     def state(self, name: str) -> dict[str, Any]:
         found: dict[str, Any] = json.loads((self.folder / "out" / f"{name}.json").read_text())
