@@ -323,7 +323,8 @@ def test_statistics_and_pictures(runs: Runs, tmp_path: pathlib.Path, capfdbinary
 
 
 @pytest.mark.parametrize("words", [
-    (), ("nothing",), ("dump",), ("dump", "f", "--pixels", "3-1"), ("dump", "f", "--pixels", ""), ("cat", "f"), ("convert", "f"),
+    (), ("nothing",), ("dump",), ("dump", "f", "--pixels", "3-1"), ("dump", "f", "--pixels", ""),
+    ("dump", "f", "--pixels", "5,0-99999999999"), ("cat", "f"), ("convert", "f"),
     ("convert", "f", "g.nc", "--compression", "10"), ("plot", "map", "f", "g.png", "--limits", "1"), ("convert", "f", "g.txt")])
 def test_wrong_words(capfdbinary: Capture, words: tuple[str, ...]) -> None:
     status, out, err = vexfile_says(capfdbinary, *words)

@@ -23,6 +23,8 @@ Run = Callable[[argparse.Namespace], int]
 FINE, BAD_FILE, BAD_USE, INTERRUPTED, CLOSED = 0, 1, 2, 130, 141
 #: Besides Ctrl-C what ends a command, which then removes what it had begun to write; 128 and its number is the status.
 SIGNALS = (signal.SIGTERM, signal.SIGHUP)
+#: The longest list of pixels that is taken.
+MOST_PIXELS = 10_000_000
 
 DESCRIPTION = "Looks into, verifies, prints, converts, joins and draws the files that vex writes."
 EXAMPLES = """\
@@ -120,7 +122,10 @@ def pixels(text: str) -> list[int]:
         match = re.fullmatch(r"(\d{1,18})(?:-(\d{1,18}))?", part)
         if not match or match[2] and int(match[2]) < int(match[1]):
             raise argparse.ArgumentTypeError(f"{text!r} is not a list of pixels as 0,5-7")
-        found += range(int(match[1]), int(match[2] or match[1]) + 1)
+        wanted = range(int(match[1]), int(match[2] or match[1]) + 1)
+        if len(found) + len(wanted) > MOST_PIXELS:
+            raise argparse.ArgumentTypeError(f"{text!r} names more than {MOST_PIXELS} pixels")
+        found += wanted
     return found
 
 

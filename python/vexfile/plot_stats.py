@@ -154,7 +154,7 @@ def draw_histogram(figure: Any, dataset: xr.Dataset) -> None:
     missing = sum(int(dataset.attrs.get(f"all_{name}", 0)) for name in ("below", "above"))
     outside = f", {data.thousands(missing)} outside" if missing else ""
     title = title_of(dataset, data.counted(int(counts[0].sum()), "pixel") + outside)
-    upper.set_title(style.wrapped(title, style.ONE_COLUMN))
+    upper.set_title(style.wrapped(title, 0.85 * style.ONE_COLUMN))
 
 
 def draw_shares(panel: Any, counts: Array, edges: Array) -> list[Any]:
