@@ -143,7 +143,7 @@ def quoted(text: str) -> str:
 
 
 def escaped(text: str) -> str:
-    """Text within a specification of _arguments."""
+    """Text within an argument of _arguments."""
     for sign in "\\:[]":
         text = text.replace(sign, "\\" + sign)
     return text
@@ -155,7 +155,7 @@ def action(word: Word) -> str:
 
 
 def zsh_option(option: Word) -> list[str]:
-    """The specifications of an option, one for each of its names."""
+    """The arguments of _arguments for an option, one for each of its names."""
     shut = " ".join((*option.names, *option.rivals))
     value = f":{escaped(option.form)}:{action(option)}" if option.value != "none" else ""
     rows = []
