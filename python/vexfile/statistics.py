@@ -7,18 +7,20 @@ import os
 import pathlib
 import re
 import warnings
-from collections.abc import Sequence
+from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import numpy.typing as npt
-import xarray as xr
 
 from vexfile.errors import FormatError
 from vexfile.statistics_format import (
     CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, SATELLITES, UDUNITS, Found, Line,
     Quantity, comments, edges, is_count, key, prefixes, products, quantities, wavenumber)
+
+if TYPE_CHECKING:
+    import xarray as xr
 
 Columns = dict[str, npt.NDArray[Any]]
 Variable = tuple[Sequence[str], npt.ArrayLike, dict[str, str]]  # what xarray makes one of
@@ -293,6 +295,12 @@ def _channels(channel: npt.ArrayLike) -> dict[str, Variable]:
     }
 
 
+def _dataset(variables: Mapping[str, Variable], coordinates: Mapping[str, Any]) -> xr.Dataset:
+    """Imports xarray, whose 40 MB those who only look at a file do without."""
+    import xarray as xr
+    return xr.Dataset(variables, coordinates)
+
+
 def _spectral(file: Statistics, mask: bool) -> xr.Dataset:
     kelvin = "radiance_unit" not in file.fields
     at_average = file.fields.get("reference") == "Average"
@@ -318,7 +326,7 @@ def _spectral(file: Statistics, mask: bool) -> xr.Dataset:
             values = _masked(stack[column], missing | (stack[column] == MISSING), mask)
             variables[name] = _variable(dims, values, long_name, unit, "{All,Clear,Cloudy}" + column, standard)
     group = _variable(["group"], ["all", "clear", "cloudy"], "pixels by their cloud fraction", "", "All, Clear, Cloudy")
-    return xr.Dataset(variables, {"group": group, **_channels(file.columns["Channel"])})
+    return _dataset(variables, {"group": group, **_channels(file.columns["Channel"])})
 
 
 def _classes(file: Statistics, what: str, units: str) -> dict[str, Variable]:
@@ -346,7 +354,7 @@ def _histogram(file: Statistics, mask: bool) -> xr.Dataset:
     variables["count"][2]["standard_name"] = OBSERVATIONS
     position = _variable(["position"], [key(name) for name in POSITIONS], "position in the array of 2 x 2 pixels", "",
                          "Pix1, Pix2, Pix3, Pix4")
-    return xr.Dataset(variables, {"position": position, **_classes(file, what, units)})
+    return _dataset(variables, {"position": position, **_classes(file, what, units)})
 
 
 def _radiance_histogram(file: Statistics, mask: bool) -> xr.Dataset:
@@ -355,8 +363,8 @@ def _radiance_histogram(file: Statistics, mask: bool) -> xr.Dataset:
     for row, name in zip(counts, names):
         row[:] = file.columns[name]
     count = _variable(["channel", "class"], counts, "number of radiances", "1", "#", OBSERVATIONS)
-    return xr.Dataset({"count": count}, {**_channels(np.array(names, np.int64)),
-                                         **_classes(file, "radiance", UDUNITS[RADIANCE])})
+    return _dataset({"count": count}, {**_channels(np.array(names, np.int64)),
+                                       **_classes(file, "radiance", UDUNITS[RADIANCE])})
 
 
 def _axis(name: str, short: str, limit: float, count: int, units: str) -> dict[str, Variable]:
@@ -388,8 +396,8 @@ def _grid(file: Statistics, mask: bool) -> xr.Dataset:
             units = UDUNITS.get(quantity.unit, quantity.unit) or "1"
             variables[variable_name(quantity)] = _variable(["latitude", "longitude"], values, what, units,
                                                            quantity.column, quantity.standard_name)
-    return xr.Dataset(variables, {**_axis("latitude", "Lat", 90.0, shape[0], "degrees_north"),
-                                  **_axis("longitude", "Lon", 180.0, shape[1], "degrees_east")})
+    return _dataset(variables, {**_axis("latitude", "Lat", 90.0, shape[0], "degrees_north"),
+                                **_axis("longitude", "Lon", 180.0, shape[1], "degrees_east")})
 
 
 DATASETS = {"spectral": _spectral, "histogram": _histogram, "radiance_histogram": _radiance_histogram, "grid": _grid}
