@@ -16,6 +16,7 @@ PLACES = {"bin": ("", "vex"), "share/man/man5": ("docs/man/vexfile.5", "vexfile.
           "share/doc/vex": ("docs/formats.md", "formats.md"),
           "share/doc/vex/images": ("docs/images/map.png", "map.png"),
           "share/doc/vex/examples": ("docs/examples/read_vex.f90", "read_vex.f90")}
+COMPLETIONS = "share/bash-completion/completions"
 FOREIGN = ("bin/foreign", "share/man/man5/foreign.5")
 
 
@@ -34,6 +35,13 @@ def test_install_and_uninstall(build: pathlib.Path, tmp_path: pathlib.Path) -> N
         for folder, (source, name) in PLACES.items():
             content = (sources / source).read_bytes() if source else (build / name).read_bytes()
             assert (prefix / folder / name).read_bytes() == content
+        for program in ("vex", "vex-sample", "vexfile", "vex-batch"):  # each completion stands alone
+            said = subprocess.run(["bash", "-c", 'cd "$0" && . "./$1" && complete -p "$1"', prefix / COMPLETIONS, program],
+                                  capture_output=True, check=True, text=True).stdout
+            asked = f'COMP_WORDS=({program} -- -t) COMP_CWORD=2; {said.split()[2]}; echo "${{COMPREPLY[@]}}"'
+            offered = subprocess.run(["bash", "-c", f'. "$0"; {asked}', prefix / COMPLETIONS / program],
+                                     capture_output=True, check=True, text=True).stdout.split()
+            assert ("-t2" in offered) == (program in ("vex", "vex-batch")), program
         assert subprocess.run([prefix / "bin/vex-sample", "--help"], capture_output=True, check=True).stdout
         subprocess.run(["cmake", "--build", build, "--target", "uninstall"], check=True, stdout=subprocess.DEVNULL)
         assert {*prefix.rglob("*")} == before and prefix.exists() == bool(foreign)
