@@ -30,7 +30,7 @@ import numpy as np
 from .archive_conditions import Conditions, Options, conditions, may_hold, narrows
 from .archive_extent import CHANGED, SIZE, Extents, join, load, nothing, save
 from .archive_survey import L1C, File, survey, version_of
-from .archive_tree import Folder, Span, Stamp, link_tree, look, walk
+from .archive_tree import Folder, Span, Stamp, chosen, link_tree, look, walk
 
 if TYPE_CHECKING:
     from concurrent.futures import Future, ProcessPoolExecutor
@@ -71,12 +71,7 @@ class Source(NamedTuple):
 
     def those(self, names: list[str]) -> list[str]:
         """Those of some names whose files a run reads."""
-        found = [name for name in names if name.endswith(self.endings)]
-        if self.motifs:
-            found = [name for name in found if any(motif in name for motif in self.motifs)]
-        if not set(self.endings).isdisjoint(found):
-            found = [name for name in found if any(name.endswith(end) and end != name for end in self.endings)]
-        return found
+        return chosen(names, self.endings, self.motifs)
 
     def folders(self, span: Span | None) -> Iterator[Folder]:
         """Its folders of the days of a span, or of all days."""

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import stat
-from collections.abc import Callable, Iterable, Iterator, Mapping
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from typing import NamedTuple
 
 #: Digits in the names of the folders of years, months and days.
@@ -36,6 +36,16 @@ def span_of(first: str, last: str) -> Span:
     """The span from one day to another, YYYY-MM-DD, as numbers."""
     one, end = (tuple(map(int, day.split("-"))) for day in (first, last))
     return one, end
+
+
+def chosen(names: list[str], endings: tuple[str, ...], motifs: Sequence[str]) -> list[str]:
+    """The names that a run takes: with one of the endings behind something else, and with one of the motifs if there are any."""
+    found = [name for name in names if name.endswith(endings)]
+    if motifs:
+        found = [name for name in found if any(motif in name for motif in motifs)]
+    if not set(endings).isdisjoint(found):
+        found = [name for name in found if any(name.endswith(end) and end != name for end in endings)]
+    return found
 
 
 def walk(root: str, below: str, wanted: Chooser, span: Span | None) -> Iterator[Folder]:

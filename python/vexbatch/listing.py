@@ -7,7 +7,7 @@ from collections.abc import Iterator
 from dataclasses import dataclass, field
 from typing import NamedTuple
 
-from .archive_tree import Folder
+from .archive_tree import Folder, chosen
 from .settings import Settings
 
 #: Digits in the names of the folders of years, months and days.
@@ -35,11 +35,7 @@ class _Product(NamedTuple):
 
     def those(self, names: list[str]) -> list[str]:
         """Those of some names whose files a run reads."""
-        found = [name for name in names if name.endswith(self.endings)
-                 and (not self.motifs or any(motif in name for motif in self.motifs))]
-        if set(self.endings).isdisjoint(found):
-            return found
-        return [name for name in found if any(name.endswith(end) and len(end) < len(name) for end in self.endings)]
+        return chosen(names, self.endings, self.motifs)
 
 
 class Listed(NamedTuple):
