@@ -16,7 +16,7 @@ from pathlib import Path
 import netCDF4
 from reading import make
 
-from vexfile.convert import Source, convert
+from vexfile.commands.convert import Source, convert
 
 REPEATS = 3
 

@@ -21,9 +21,9 @@ import time
 from datetime import date, timedelta
 from pathlib import Path
 
-from vexbatch import archive
-from vexbatch.archive_survey import version_of
-from vexbatch.archive_tree import Folder, span_of
+from vexbatch.index import archive
+from vexbatch.index.survey import version_of
+from vexbatch.index.tree import Folder, span_of
 
 REPEATS = 9
 FIRST, LAST = "2013-01-01", "2014-12-31"

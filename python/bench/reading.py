@@ -21,7 +21,7 @@ from pathlib import Path
 import numpy as np
 
 import vexfile
-from vexfile.binary import BinaryFile
+from vexfile.reading.binary import BinaryFile
 
 REPEATS = 5
 CHUNK = 1 << 20

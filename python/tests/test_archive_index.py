@@ -18,17 +18,17 @@ import pytest
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
-from vexbatch import archive, archive_conditions, archive_extent, archive_survey, archive_tree
-from vexbatch.listing import Archive as Inputs
-from vexbatch.settings import read_settings
-from vexfile.binary import BinaryFile
+from vexbatch.index import archive, conditions, extent, survey, tree
+from vexbatch.planning.listing import Archive as Inputs
+from vexbatch.planning.settings import read_settings
+from vexfile.reading.binary import BinaryFile
 
 Options = dict[str, list[str]]
 #: Two neighbouring days, one after the layouts changed, and one of day 1. Files have two scan lines.
 DAYS = {"2013-04-20": "--days 2", "2014-10-01": "--seed 3", "2008-01-10": "--layout 1"}
 SAMPLE = "--messages 20 --messages-per-file 2 --pixels 120 --gaps --missing --grid off --kinds l1c,clp,trg,ozo"
 DATES = "2008-01-01", "2014-12-31"
-SPAN = archive_tree.span_of(*DATES)
+SPAN = tree.span_of(*DATES)
 #: What is said of messages that were read, or of the file that is opened next, may stand behind a complaint.
 COMPLAINT = re.compile(r"(ERROR: .*|[^/]*(?:Error: |Probleme |BUFR|non conforme|synchro)[^/]*?)(?:day\d|\.)*(?:/.*)?")
 
@@ -38,7 +38,7 @@ class Archive:
 
     def __init__(self, root: pathlib.Path, vex: pathlib.Path) -> None:
         self.root, self.index, self.vex = root, str(root / "index"), str(vex)
-        self.version = archive_survey.version_of(self.vex)
+        self.version = survey.version_of(self.vex)
 
     def roots(self) -> dict[str, str]:
         return {"d": str(self.root / "L1C"), "d2": str(self.root / "L2"), "myd2": str(self.root / "L2indep")}
@@ -72,10 +72,10 @@ class Archive:
     def pixels(self) -> dict[str, np.ndarray]:
         """All pixels of L1C."""
         with tempfile.TemporaryDirectory() as folder:
-            words = ["-d", "-c", "1", *archive_survey.ALL_PIXELS]
+            words = ["-d", "-c", "1", *survey.ALL_PIXELS]
             self.run(pathlib.Path(folder, "run"), words, self.roots())
             file = BinaryFile(os.path.join(folder, "run", "out"))
-            return {name: file.read(name, 0, file.pixels) for name in archive_extent.Pixels.__annotations__}
+            return {name: file.read(name, 0, file.pixels) for name in extent.Pixels.__annotations__}
 
 
 def echoed(said: str) -> Options:
@@ -137,7 +137,7 @@ def own(known: Archive, tmp_path: pathlib.Path) -> Archive:
 
 
 @st.composite
-def conditions(draw: st.DrawFn, pixels: dict[str, np.ndarray]) -> list[str]:
+def filters(draw: st.DrawFn, pixels: dict[str, np.ndarray]) -> list[str]:
     """Words of filters around, at the edge of, or away from a pixel."""
 
     def pixel() -> dict[str, float]:
@@ -176,7 +176,7 @@ RUNS = ("-d -c 1", "-d -avhrr 1 -d2 -t2 clp", "-d2 -t2 clp,trg,ozo", "-d -c 5 -d
 @settings(max_examples=100, deadline=None, suppress_health_check=list(HealthCheck))
 @given(data=st.data())
 def test_runs_write_the_same_bytes(known: Archive, places: dict[str, np.ndarray], data: st.DataObject) -> None:
-    words = [*data.draw(st.sampled_from(RUNS)).split(), *data.draw(conditions(places))]
+    words = [*data.draw(st.sampled_from(RUNS)).split(), *data.draw(filters(places))]
     if "txtstat" in words and "-box" in words:
         words = words[:words.index("-box")]
     with tempfile.TemporaryDirectory() as name:
@@ -257,7 +257,7 @@ def test_news(own: Archive) -> None:
         asked = {"d": [own.roots()["d"]], "c": ["1"]} | options
         news = archive.News(own.index, archive.sources(asked), own.version)
         for _ in range(2):  # as pieces do that read the same files
-            news.see(archive.listing(archive_tree.span_of("2014-10-01", "2014-10-01")))
+            news.see(archive.listing(tree.span_of("2014-10-01", "2014-10-01")))
         return news.files, news.update(own.vex, 1).seen
 
     assert seen() == (2 + len(others), 0)
@@ -271,7 +271,7 @@ def kept(index: pathlib.Path, version: str) -> dict[str, bytes]:
     """All that is in an index, by files of the archive."""
     found = {}
     for path in index.glob("*/*/*"):
-        extents = archive_extent.load(str(path), version)
+        extents = extent.load(str(path), version)
         for place, name in enumerate(extents.names):
             one = extents.take(np.array([place]))
             found[f"{path.relative_to(index)}/{name}"] = b"".join([one.files, one.areas, one.ranges])
@@ -280,7 +280,7 @@ def kept(index: pathlib.Path, version: str) -> dict[str, bytes]:
 
 UPDATE = """
 import sys
-from vexbatch import archive
+from vexbatch.index import archive
 archive.TASK = 3
 _, index, first, second, vex = sys.argv
 wanted = archive.sources({"d": [first], "c": ["1"], "d2": [second], "t2": ["clp"]})
@@ -336,21 +336,21 @@ def test_updates_at_once_and_killed_ones(known: Archive, tmp_path: pathlib.Path)
 def test_conditions(options: Options, place: tuple[float, float], taken: bool) -> None:
     """Of a pixel of 12:34:56, orbit 7 and scan line 10."""
     real = [np.array([value], np.float32) for value in place]
-    pixel = archive_extent.Pixels(*real, *(np.array([value]) for value in (12, 34, 56999, 7, 10)))
-    extents = archive_extent.cover("file", (0, 0), False, pixel)
-    assert archive_conditions.may_hold(archive_conditions.conditions(options), extents).tolist() == [taken]
+    pixel = extent.Pixels(*real, *(np.array([value]) for value in (12, 34, 56999, 7, 10)))
+    extents = extent.cover("file", (0, 0), False, pixel)
+    assert conditions.may_hold(conditions.conditions(options), extents).tolist() == [taken]
 
 
 def test_a_swath_over_the_date_line_has_two_ends() -> None:
     longitude = np.concatenate([np.arange(170, 180, 0.5), np.arange(-180, -170, 0.5)]).astype(np.float32)
     same = [np.zeros(longitude.size, int)] * 5
-    extents = archive_extent.cover("file", (0, 0), False, archive_extent.Pixels(longitude * 0, longitude, *same))
+    extents = extent.cover("file", (0, 0), False, extent.Pixels(longitude * 0, longitude, *same))
     assert extents.areas.tolist() == [[0, 0, -180, -170.5], [0, 0, 170, 179.5]]
 
 
 def test_nothing_is_made_behind_a_link(tmp_path: pathlib.Path) -> None:
     (tmp_path / "root/2013/04").mkdir(parents=True)
     parts = ["2013/04/20/a.bin", "2013", "2014/01/01/b.bin"]
-    archive_tree.link_tree(str(tmp_path / "root"), parts, str(tmp_path / "links"))
+    tree.link_tree(str(tmp_path / "root"), parts, str(tmp_path / "links"))
     assert (tmp_path / "links/2013").is_symlink() and (tmp_path / "links/2014/01/01/b.bin").is_symlink()
     assert not list((tmp_path / "root/2013/04").iterdir())

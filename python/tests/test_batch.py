@@ -18,11 +18,12 @@ import pytest
 from batch_runs import SPAN, Batch, alive, wait_for
 from conftest import Archive
 
-from vexbatch import outcome, plan
+from vexbatch.planning import plan
+from vexbatch.running import outcome
 from vexbatch.errors import UsageError
-from vexbatch.listing import Archive as Listing
-from vexbatch.process import run
-from vexbatch.settings import read_settings
+from vexbatch.planning.listing import Archive as Listing
+from vexbatch.running.process import run
+from vexbatch.planning.settings import read_settings
 
 README = pathlib.Path(__file__).parents[2] / "README.md"
 DAYS = ("--messages 2 --messages-per-file 1 --pixels 20 --days 5 --kinds l1c,clp".split())

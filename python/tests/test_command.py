@@ -20,8 +20,9 @@ import xarray
 from conftest import Runs
 
 import vexfile
-from vexfile import command, convert
-from vexfile.binary import BinaryFile
+from vexfile import command
+from vexfile.commands import convert
+from vexfile.reading.binary import BinaryFile
 
 #: For programs that import the package that is tested.
 HERE = {**os.environ, "PYTHONPATH": str(pathlib.Path(vexfile.__file__).parents[1])}
@@ -240,7 +241,8 @@ def test_statistics_are_converted(runs: Runs, tmp_path: pathlib.Path) -> None:
 #: A command that gets a SIGTERM when it reads pixels.
 KILLED = """\
 import os, signal, sys, time
-from vexfile import command, convert
+from vexfile import command
+from vexfile.commands import convert
 convert.Source.read = lambda *_: os.kill(os.getpid(), signal.SIGTERM) or time.sleep(9)
 sys.exit(command.main())
 """

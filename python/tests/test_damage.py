@@ -13,8 +13,8 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import vexfile
-from vexfile.inspecting import check
-from vexfile.numerals import surely_numbers
+from vexfile.commands.inspecting import check
+from vexfile.commands.numerals import surely_numbers
 
 sys.path.insert(0, str(Path(__file__).parents[2] / "docs/examples"))
 import read_vex  # noqa: E402

@@ -10,7 +10,7 @@ import types
 
 import pytest
 
-from vexbatch import outcome
+from vexbatch.running import outcome
 
 ROOT = pathlib.Path(__file__).parents[2]
 sys.path.insert(0, str(ROOT / "tests"))

@@ -15,8 +15,8 @@ from xarray.backends import BackendArray
 from xarray.core import indexing
 
 cartopy = pytest.importorskip("cartopy")
-from vexfile import plot_data  # noqa: E402
-from vexfile.engine import VexBackendEntrypoint  # noqa: E402
+from vexfile.plots import data as plot_data  # noqa: E402
+from vexfile.reading.engine import VexBackendEntrypoint  # noqa: E402
 from vexfile.plots import plot_map, plot_profile, plot_spectrum, plot_statistics  # noqa: E402
 
 CHANNELS = np.array([*range(1, 41), 60, *range(1000, 1021)])
@@ -123,7 +123,7 @@ def test_map_of_fields(tmp_path: Path) -> None:
 
 def test_many_pixels_are_thinned(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
     """Of pixels at the same place the last one is drawn; all are counted."""
-    monkeypatch.setattr("vexfile.plot_maps.MOST", 100)
+    monkeypatch.setattr("vexfile.plots.maps.MOST", 100)
     monkeypatch.setattr(plot_data, "blocks", functools.partial(plot_data.blocks, most=90))
     once = scene(40, 60, 0, 30)
     number = once.latitude * 0 + np.arange(400)

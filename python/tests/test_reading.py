@@ -15,8 +15,8 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import vexfile
-from vexfile import index, scatter
-from vexfile.header import Header, read_text_header
+from vexfile.reading import index, scatter
+from vexfile.reading.header import Header, read_text_header
 
 EVERYTHING = "-avhrr 1 -t2 ozo,trg,clp,twt,ems"
 OPTIONS = ["-c 1-5,2000,8461 " + EVERYTHING, "-c 1-5,2000,8461 -tb 1 " + EVERYTHING, "-avhrr 1", "-t2 ozo,clp", "-t2 twt",

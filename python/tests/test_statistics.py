@@ -17,8 +17,8 @@ import pytest
 from conftest import Archive, Run
 
 from vexfile.errors import FormatError
-from vexfile.merging import Moments, combine, merge_statistics
-from vexfile.statistics import Statistics, is_statistics, open_statistics, read_statistics
+from vexfile.statistics.merging import Moments, combine, merge_statistics
+from vexfile.statistics.files import Statistics, is_statistics, open_statistics, read_statistics
 
 DAYS = ("2013-04-20", "2013-04-21", "2013-04-22", "2013-04-23")  # the archives lack the last one
 SAMPLE = ("--messages", "8", "--messages-per-file", "2", "--days", "3", "--gaps")

@@ -13,21 +13,22 @@ import sys
 from collections.abc import Callable, Container, Iterator, Sequence
 from typing import TYPE_CHECKING
 
-from . import files, jobs, local, slurm, state
+from .engines import jobs, local, slurm
+from .running import files, state
 from .errors import BatchError, DiskFull, Stopped, UsageError
-from .listing import Archive, Inputs
+from .planning.listing import Archive, Inputs
 from .options import BAD_USE, COMMANDS, command_parser, make_parser
-from .plan import (
+from .planning.plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
-from .piece import sweep_links
-from .progress import Progress, amount, line
-from .settings import Settings, find_vex, read_settings
-from .state import COMPLETE, Judgement
-from .summary import SOME_FAILED, Summary, summarise, table, write_summary
-from .task import run_task
+from .running.piece import sweep_links
+from .running.progress import Progress, amount, line
+from .planning.settings import Settings, find_vex, read_settings
+from .running.state import COMPLETE, Judgement
+from .running.summary import SOME_FAILED, Summary, summarise, table, write_summary
+from .engines.task import run_task
 
 if TYPE_CHECKING:
-    from . import archive
+    from .index import archive
 
 # --- The plan -------------------------------------------------------------------------------------------------------
 
@@ -250,16 +251,16 @@ class _Index:
 def _news(plan: Plan) -> archive.News | None:
     if plan.index is None:
         return None
-    from . import archive
+    from .index import archive
     return archive.News(plan.index, archive.sources(plan.settings.options), plan.settings.version)
 
 
 def _import_checks(plan: Plan) -> None:
     """What workers need is imported once, before there are any."""
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
-    importlib.import_module("vexfile.inspecting")
+    importlib.import_module("vexfile.commands.inspecting")
     if plan.settings.format == "txtstat":
-        importlib.import_module("vexfile.statistics")
+        importlib.import_module("vexfile.statistics.merging")
 
 
 def _do(plan: Plan, survey: Survey, jobs: int) -> None:
@@ -285,7 +286,7 @@ def _close(plan: Plan) -> int:
     """Joins the pieces when all are complete, and tells what came of all."""
     made = summarise(plan)
     if plan.joined and set(made["outcomes"]) <= set(COMPLETE):
-        from .merge import join_pieces
+        from .running.merge import join_pieces
         joined = join_pieces(plan)
         there = "is complete" if made["output_files"] else state.NO_INPUT
         print(f"{plan.joined} {there if joined is None else line(joined)}")
@@ -369,7 +370,7 @@ def _todo(argv: Sequence[str]) -> int:
 def _workflow(argv: Sequence[str]) -> int:
     """Where the rules for Snakemake are."""
     command_parser("workflow").parse_args(argv)
-    print(os.path.join(os.path.dirname(os.path.abspath(__file__)), "workflow", "Snakefile"))
+    print(os.path.join(os.path.dirname(os.path.abspath(__file__)), "engines", "workflow", "Snakefile"))
     return 0
 
 

@@ -7,7 +7,7 @@ from typing import NoReturn
 
 from vexfile.version import VERSION
 
-from . import local, slurm
+from .engines import local, slurm
 
 BAD_USE = 2
 

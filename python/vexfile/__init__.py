@@ -43,7 +43,7 @@ def open(path: str | os.PathLike[str] | Sequence[str | os.PathLike[str]], *, mas
     -------
     xarray.Dataset
         Dimensions ``pixel``, ``channel``, ``cluster``, ``imager_channel``, ``ozo_layer``, ``clp_layer``, ``twt_level``
-        and ``ems_point``, as far as the file has them; of statistics see `vexfile.statistics.open_statistics`. Values
+        and ``ems_point``, as far as the file has them; of statistics see `vexfile.statistics.files.open_statistics`. Values
         are read when they are asked for.
 
     Raises
@@ -54,7 +54,7 @@ def open(path: str | os.PathLike[str] | Sequence[str | os.PathLike[str]], *, mas
     """
     import xarray
 
-    from .engine import VexBackendEntrypoint
+    from .reading.engine import VexBackendEntrypoint
     how: dict[str, Any] = {"engine": VexBackendEntrypoint, "mask": mask, "index": index, **options}
     if isinstance(path, (str, os.PathLike)):
         return xarray.open_dataset(path, **how)
@@ -82,5 +82,5 @@ def read_table(path: str | os.PathLike[str]) -> pandas.DataFrame:
     FormatError
         The file is damaged, cut short, or not of vex.
     """
-    from .tables import read_table as read
+    from .reading.tables import read_table as read
     return read(os.fspath(path))

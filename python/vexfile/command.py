@@ -228,7 +228,7 @@ def _each(paths: Sequence[str], work: Callable[[str], None]) -> int:
 def _info(arguments: argparse.Namespace) -> int:
     import json
 
-    from .inspecting import facts, table
+    from .commands.inspecting import facts, table
     found: list[dict[str, Any]] = []
 
     def look(path: str) -> None:
@@ -243,32 +243,32 @@ def _info(arguments: argparse.Namespace) -> int:
 
 
 def _check(arguments: argparse.Namespace) -> int:
-    from .inspecting import check
+    from .commands.inspecting import check
     return _each(arguments.files, lambda path: print(check(path), flush=True))
 
 
 def _dump(arguments: argparse.Namespace) -> int:
-    from .dumping import dump
+    from .commands.dumping import dump
     sys.stdout.flush()
     dump(arguments.file, sys.stdout.buffer, arguments.pixels, arguments.fields)
     return FINE
 
 
 def _convert(arguments: argparse.Namespace) -> int:
-    from .convert import convert
+    from .commands.convert import convert
     convert(arguments.files, arguments.out, arguments.force, arguments.compression, sys.stderr.isatty())
     return FINE
 
 
 def _cat(arguments: argparse.Namespace) -> int:
-    from .joining import join
+    from .commands.joining import join
     join(arguments.files, arguments.out, arguments.force)
     return FINE
 
 
 def _merge(arguments: argparse.Namespace) -> int:
-    from .merging import merge_statistics
-    from .writing import refuse
+    from .statistics.merging import merge_statistics
+    from .commands.writing import refuse
     refuse(arguments.out, arguments.force, arguments.files)
     for said in merge_statistics(arguments.files, arguments.out, arguments.tbref):
         print(f"vexfile: warning: {said}", file=sys.stderr)
@@ -278,8 +278,8 @@ def _merge(arguments: argparse.Namespace) -> int:
 def _plot(arguments: argparse.Namespace) -> int:
     from . import open as open_dataset
     from . import plots
-    from .opening import with_index
-    from .writing import refuse
+    from .reading.opening import with_index
+    from .commands.writing import refuse
     refuse(arguments.out, True, [arguments.file])
     draw: Callable[..., object] = getattr(plots, "plot_" + arguments.kind)
     given = {name: value for name, value in vars(arguments).items()

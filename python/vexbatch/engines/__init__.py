@@ -1,0 +1,1 @@
+"""Where tasks run: on this machine, as SLURM jobs, under Snakemake."""

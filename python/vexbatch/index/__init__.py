@@ -1,0 +1,1 @@
+"""The index of an archive: which files hold pixels that a run may keep."""

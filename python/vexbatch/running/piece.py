@@ -1,0 +1,267 @@
+"""One piece: run, looked at, and given its name only when it is sound. All engines come through here."""
+
+from __future__ import annotations
+
+import contextlib
+import errno
+import glob
+import hashlib
+import os
+import re
+import shutil
+import tempfile
+import time
+from collections.abc import Iterator, Sequence
+from typing import Any
+
+from . import files, outcome, state
+from ..errors import NO_ROOM, BatchError, DiskFull
+from ..planning.listing import Archive, Inputs
+from ..planning.plan import Piece, Plan
+from .process import UNWRITTEN, Ended, run
+from ..planning.settings import command, configuration_text, dates
+from .state import State
+
+#: Bytes that a folder takes when it is not full; vex writes blocks of a quarter of that.
+ROOM = 1 << 20
+#: How the names of folders of links begin; the number of the process that made them follows.
+LINKS = "vex-batch-links-"
+
+
+def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None = None) -> State:
+    """Does a piece, whatever there is of it, unless it is complete.
+
+    Parameters
+    ----------
+    attempt
+        How often it has been tried, this time included.
+    inputs
+        Its input when that was listed just now.
+
+    Returns
+    -------
+    dict
+        Its state, which is also written beside it. When it failed, none of its files is there.
+
+    Raises
+    ------
+    DiskFull
+        There is no room for its output, or for what is written of it.
+    BatchError
+        Somebody else works on it.
+    """
+    inputs = inputs or Archive(plan.settings).inputs(piece.first, piece.last)
+    with _room(piece):
+        os.makedirs(os.path.dirname(piece.out) or os.curdir, exist_ok=True)
+        with _held(piece) as log:
+            if (made := _meanwhile(plan, piece, inputs)) is not None:
+                return made
+            state.clear(plan, piece)
+            if inputs.none:
+                files.remove([piece.log])
+                return _settle(piece, _base(plan, piece, inputs, attempt) | {"outcome": state.NO_INPUT})
+            try:
+                return _run(plan, piece, inputs, attempt, log)
+            except BaseException:
+                state.clear(plan, piece)
+                raise
+
+
+def _meanwhile(plan: Plan, piece: Piece, inputs: Inputs) -> State | None:
+    """The state of a piece that somebody else has done while its log was waited for."""
+    return None if state.judge(plan, piece, inputs).reason else state.read_state(piece)
+
+
+@contextlib.contextmanager
+def _room(piece: Piece) -> Iterator[None]:
+    """Says in one way that the folder is full."""
+    try:
+        yield
+    except OSError as error:
+        if error.errno in NO_ROOM:
+            raise DiskFull(os.path.dirname(piece.out)) from None
+        raise
+
+
+@contextlib.contextmanager
+def _held(piece: Piece) -> Iterator[int]:
+    """The log, locked; vex has it open as well, so that it is held until the last one of both has gone."""
+    log = files.lock(piece.log, os.O_APPEND)
+    if log is None:
+        raise BatchError(f"{piece.log}: another run of this piece is at work")
+    try:
+        yield log
+    finally:
+        os.close(log)
+
+
+def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
+    """What is known before a run."""
+    return {"name": piece.name, "first": piece.first, "last": piece.last, "out": piece.out, "outcome": state.FAILED,
+            "why": "", "attempt": attempt, "options": plan.settings.options, "version": plan.settings.version,
+            "inputs": [list(file) for file in inputs.all()], "input_bytes": inputs.size, "counts": {}, "complaints": {},
+            "said": "", "outputs": [], "seconds": 0.0, "peak_memory": 0}
+
+
+def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
+    ended, found, narrowed = _try(plan, piece, inputs, log, plan.index)
+    if narrowed and not ended.why and _is_empty_by_filter(found):
+        ended, found, _ = _try(plan, piece, inputs, log, None)
+    made = _base(plan, piece, inputs, attempt) | {
+        "version": found.version, "counts": found.counts, "complaints": dict(found.complaints), "said": found.said,
+        "seconds": round(ended.seconds, 3), "peak_memory": ended.memory}
+    why = _why(plan, ended, found)
+    if not why:
+        try:
+            return finish(plan, piece, made | {"outcome": found.outcome})
+        except ValueError as error:  # a FormatError of vexfile
+            why = f"its output is not sound: {error}"
+    if found.complaints["write failure"] and _is_full(piece):
+        raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC))
+    state.clear_parts(plan, piece)
+    return _settle(piece, made | {"why": why})
+
+
+def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
+    """Runs vex; tells how that ended, what its log says, and whether files were left out by the index."""
+    os.ftruncate(log, 0)
+    with _roots(plan, inputs, index) as (roots, narrowed):
+        ended = run(_words(plan, piece, roots), log, plan.timeout)
+        with open(piece.log, "rb") as lines:
+            found = outcome.judge(lines)  # looks at the files, by their links
+    for option, folder in roots:
+        found.said = found.said.replace(folder, plan.settings.value(option) or "")
+    return ended, found, narrowed
+
+
+def _is_empty_by_filter(found: outcome.Outcome) -> bool:
+    """Whether all boxes have pixels, but none was selected: files without a pixel in a box may have some that were."""
+    boxes = [box for box in found.counts["boxes"].values() if isinstance(box, dict)]
+    return found.outcome == "nothing" and bool(boxes) and all(all(box.values()) for box in boxes)
+
+
+@contextlib.contextmanager
+def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
+    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and whether they are
+    fewer than all; none without an index.
+
+    Files are those of the listing that is kept with the state: what changes after it makes the piece one to be done again.
+    """
+    if index is None:
+        yield [], False
+        return
+    from ..index import archive
+    with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
+        found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
+                                         lambda source: inputs.folders(source.option, source.kind), folder)
+        yield sorted(found.items()), selected.files < selected.all_files
+
+
+def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
+    """The options by which files are left out. What is counted in boxes need not pass other filters, and these counts
+    tell whether a piece has something or nothing: with boxes, only boxes leave out files.
+    """
+    from ..index.conditions import NARROWING
+    left = set(NARROWING) - {"box"} if "box" in options else set()
+    return {name: values for name, values in options.items() if name not in left}
+
+
+def sweep_links() -> None:
+    """Removes folders of links whose makers were killed."""
+    from ..index import archive
+    for path in glob.glob(os.path.join(archive.place_of_links() or tempfile.gettempdir(), LINKS + "*-*")):
+        owner = path.rpartition(LINKS)[2].partition("-")[0]
+        if not os.path.exists(f"/proc/{owner}"):
+            shutil.rmtree(path, ignore_errors=True)
+
+
+def _words(plan: Plan, piece: Piece, roots: Sequence[tuple[str, str]]) -> list[str]:
+    """The command line. A configuration file is given as a copy, in which the days come last."""
+    own, settings, copy = dates(piece.first, piece.last), plan.settings, None
+    if settings.configuration is not None:
+        copy = piece.part + ".cfg"
+        with open(copy, "wb") as file:
+            file.write(configuration_text(settings.configuration, [*roots, *own]))
+    return command(settings.vex, settings.words, [("out", piece.part), *roots, *own], copy)
+
+
+def _why(plan: Plan, ended: Ended, found: outcome.Outcome) -> str:
+    """What makes a run a failed one; empty when nothing does."""
+    if ended.why:
+        return ended.why
+    if found.complaints["write failure"]:
+        return UNWRITTEN
+    if found.outcome == state.FAILED:
+        return found.said or "vex did not come to its end"
+    if found.version != plan.settings.version:
+        return f"another version of vex: {found.version}"
+    return ""
+
+
+def _is_full(piece: Piece) -> bool:
+    """Whether the folder takes no more, while the output is still there."""
+    try:
+        with open(piece.part + ".room", "wb", buffering=0) as file:
+            view = memoryview(bytes(ROOM))
+            while view:
+                view = view[file.write(view):]
+            os.fsync(file.fileno())
+    except OSError as error:
+        return error.errno in NO_ROOM
+    return False
+
+
+def finish(plan: Plan, piece: Piece, made: State) -> State:
+    """Looks at the output of a run, gives all files their names, and writes the state last.
+
+    Raises
+    ------
+    ValueError
+        A file is not sound, or not there.
+    """
+    pairs = [(piece.part + suffix, piece.out + suffix) for suffix in plan.settings.suffixes]
+    made = made | {"outputs": [_describe(part, out) for part, out in pairs]}
+    part = files.write_part(piece.state, made)  # tells what there may be, if this is the end
+    for one, out in pairs:
+        files.sync(one)
+        os.replace(one, out)
+    files.remove([piece.part + ".cfg"])
+    os.replace(part, piece.state)
+    files.sync_folder(piece.state)
+    return made
+
+
+def _describe(part: str, out: str) -> dict[str, Any]:
+    """A file that is sound: its bytes, checksum and number of records, lines or rows."""
+    from vexfile.commands.inspecting import check
+    if not os.path.isfile(part):
+        raise ValueError(f"{out} was not written")
+    said = check(part)
+    match = re.search(r", (\d+) \w+$", said)
+    with open(part, "rb") as file:
+        digest = hashlib.file_digest(file, "sha256").hexdigest()
+        size = file.seek(0, os.SEEK_END)
+    return {"path": out, "bytes": size, "sha256": digest, "records": int(match[1]) if match else 0}
+
+
+def _settle(piece: Piece, made: State) -> State:
+    """Writes the state of a piece without output."""
+    files.write_json(piece.state, made)
+    return made
+
+
+def abandon(plan: Plan, piece: Piece, why: str, attempt: int) -> State:
+    """Removes what there is of a piece that could not be done, and tells why it could not."""
+    with _room(piece), _held(piece):
+        state.clear(plan, piece)
+        return _settle(piece, _base(plan, piece, Inputs(), attempt) | {"why": why})
+
+
+def settle(plan: Plan, piece: Piece, tries: int) -> State:
+    """Does a piece, with some tries and pauses between them."""
+    for attempt in range(1, tries + 1):
+        made = run_piece(plan, piece, attempt)
+        if made["outcome"] in state.COMPLETE or attempt == tries:
+            break
+        time.sleep(min(30, attempt))
+    return made

@@ -1,0 +1,1 @@
+"""What the subcommands of vexfile do: info, check, dump, convert, cat."""

@@ -1,0 +1,242 @@
+"""What is in files, and whether they are sound."""
+
+from __future__ import annotations
+
+import os
+import re
+import textwrap
+from collections.abc import Iterable, Iterator
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+from ..reading.binary import BinaryFile
+from ..reading.columns import columns, positions
+from ..errors import FormatError
+from .numerals import surely_numbers
+from ..reading.opening import open_file, sort_of, with_index
+from ..reading.shapes import Shape
+from ..reading.text import TextFile
+from ..reading.variables import VexFile, read_time
+
+#: Pixels that are looked at together; a multiple of what the readers keep together.
+PIXELS = 1 << 16
+#: Bytes of text that are verified together.
+CHUNK = 1 << 20
+#: Longitudes that leave no gap of this size go around the globe, degrees.
+GAP = 5.0
+#: What no number of a text file, inf and nan among them, has, nor what stands between them.
+STRANGE = re.compile(rb"[^0-9+\-.einfa\t\n]")
+#: The largest integer.
+LARGEST = (1 << 31) - 1
+#: Width of the table for people, columns of the screen.
+WIDTH = 100
+#: Dimensions whose number differs between records.
+LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
+
+Facts = dict[str, Any]
+Integers = npt.NDArray[np.int64]
+
+
+def ranges(numbers: Iterable[int]) -> str:
+    """Numbers as the options of vex give them: ``1-5,8``."""
+    found: list[list[int]] = []
+    for number in numbers:
+        if found and number == found[-1][1] + 1:
+            found[-1][1] = number
+        else:
+            found.append([number, number])
+    return ",".join(str(first) if first == last else f"{first}-{last}" for first, last in found)
+
+
+def facts(path: str) -> Facts:
+    """What is in a file, as JSON has it.
+
+    Returns
+    -------
+    dict
+        ``path``, ``sort`` and ``bytes`` of all files. Of binary and text files besides: ``byte_order`` (null of text),
+        ``satellite`` and ``platform``, ``products``, ``imager``, ``spectrum``, ``channel_count``, ``channels``,
+        ``pixels``, ``without_content``, ``layers``, ``first_time`` and ``last_time`` (UTC), and in degrees ``south``,
+        ``north``, ``west`` and ``east``; west is above east when the box goes over the dateline. Of statistics:
+        ``kind``, ``rows``, ``columns`` and ``comments``. What no pixel tells is null.
+
+    Raises
+    ------
+    FormatError
+        The file is damaged, cut short, or not of vex.
+    """
+    sort = sort_of(path)
+    found: Facts = {"path": path, "sort": sort, "bytes": os.path.getsize(path)}
+    if sort == "statistics":
+        return found | _of_statistics(path)
+    return found | with_index(lambda index: _of_records(open_file(path, index)))
+
+
+def _of_statistics(path: str) -> Facts:
+    from ..statistics.files import read_statistics
+    file = read_statistics(path)
+    return {"kind": file.kind, "rows": len(file.columns[file.names[0]]), "columns": list(file.names),
+            "comments": list(file.comments)}
+
+
+def _of_records(file: VexFile) -> Facts:
+    header = file.header
+    spectrum = "brightness_temperature" if header.brightness_temperature else "radiance"
+    order = "big-endian" if header.big_endian else "little-endian"
+    return {"byte_order": None if header.text else order,
+            "satellite": header.satellite if header.satellite >= 0 else None, "platform": header.platform or None,
+            "products": ["L1C"] * header.l1c + list(header.kinds), "imager": header.avhrr,
+            "spectrum": spectrum if header.channels.size else None, "channel_count": int(header.channels.size),
+            "channels": ranges(header.channels.tolist()), "pixels": file.pixels,
+            "without_content": sum(count for shape, count in file.sorts() if not shape.places),
+            "layers": _layers(file), **_extent(file)}
+
+
+def _layers(file: VexFile) -> dict[str, list[int]]:
+    return {block: sorted({shape.places[name].counts[0] for shape, _ in file.sorts() if name in shape.places})
+            for block, name in LAYERS.items() if block in file.header.kinds}
+
+
+def _extent(file: VexFile) -> Facts:
+    """When and where the pixels are."""
+    times, latitudes, longitudes = [], [], []
+    for begin in range(0, file.pixels, PIXELS):
+        end = min(file.pixels, begin + PIXELS)
+        time = read_time(file, begin, end)
+        latitude, longitude = (file.read(name, begin, end) for name in ("latitude", "longitude"))
+        times += _ends(time[~np.isnat(time)])
+        latitudes += _ends(latitude[np.abs(latitude) <= 90])
+        longitudes.append(np.unique(longitude[np.abs(longitude) <= 360]))
+    first, last = _ends(np.array(times, "M8[ns]")) or [None, None]
+    south, north = _ends(np.array(latitudes)) or [None, None]
+    west, east = _box(np.concatenate(longitudes)) if longitudes else (None, None)
+    return {"first_time": _iso(first), "last_time": _iso(last), "south": _short(south), "north": _short(north),
+            "west": _short(west), "east": _short(east)}
+
+
+def _ends(values: npt.NDArray[Any]) -> list[Any]:
+    return [values.min(), values.max()] if values.size else []
+
+
+def _box(longitude: npt.NDArray[Any]) -> tuple[float | None, float | None]:
+    """The western and eastern end of the smallest box."""
+    if not longitude.size:
+        return None, None
+    there = np.unique(longitude.astype(np.float64))
+    gaps = np.diff(there, append=there[0] + 360)
+    widest = int(gaps.argmax())
+    if gaps[widest] < GAP:
+        widest = there.size - 1
+    return float(there[(widest + 1) % there.size]), float(there[widest])
+
+
+def _iso(time: np.datetime64 | None) -> str | None:
+    return None if time is None else str(np.datetime_as_string(time, "ms")) + "Z"
+
+
+def _short(number: float | None) -> float | None:
+    """A single-precision number without the digits that it does not have."""
+    return None if number is None else float(str(np.float32(number)))
+
+
+# --- For people -----------------------------------------------------------------------------------------------------
+
+
+def table(found: Facts) -> str:
+    """What is in a file as lines of a table."""
+    rows = _statistics_rows(found) if found["sort"] == "statistics" else _record_rows(found)
+    lines = [found["path"]]
+    for name, value in rows:
+        lines += textwrap.wrap(value.replace(",", ", ") if name == "channels" else value, WIDTH,
+                               initial_indent=f"  {name:<12}", subsequent_indent=" " * 14, break_on_hyphens=False)
+    return "\n".join(lines)
+
+
+def _statistics_rows(found: Facts) -> Iterator[tuple[str, str]]:
+    yield "sort", f"statistics ({found['kind'].replace('_', ' ')}), {found['bytes']} bytes"
+    yield "rows", str(found["rows"])
+    columns = found["columns"]
+    yield "columns", f"{len(columns)}: " + " ".join(columns[:20]) + " ..." * (len(columns) > 20)
+    for comment in found["comments"]:
+        yield "", comment
+
+
+def _record_rows(found: Facts) -> Iterator[tuple[str, str]]:
+    order = f", {found['byte_order']}" if found["byte_order"] else ""
+    yield "sort", f"{found['sort']}{order}, {found['bytes']} bytes"
+    if found["platform"]:
+        yield "satellite", f"{found['platform']}, identifier {found['satellite']}"
+    yield "products", " ".join(found["products"]) + ", with imager" * found["imager"]
+    if found["spectrum"]:
+        yield "spectrum", f"{found['spectrum'].replace('_', ' ')}, {_counted(found['channel_count'], 'channel')}"
+        yield "channels", found["channels"]
+    without = f", {found['without_content']} of them without content" if found["without_content"] else ""
+    yield "pixels", f"{found['pixels']}{without}"
+    for block, counts in found["layers"].items():
+        yield f"{block} " + ("layers" if block == "ozo" else "levels"), " and ".join(map(str, counts)) or "-"
+    if found["first_time"]:
+        yield "time", " to ".join(found[name].replace("T", " ").rstrip("Z") for name in ("first_time", "last_time"))
+    if found["south"] is not None:
+        yield "latitude", f"{found['south']:g} to {found['north']:g}"
+    if found["west"] is not None:
+        over = ", over the dateline" if found["west"] > found["east"] else ""
+        yield "longitude", f"{found['west']:g} to {found['east']:g}{over}"
+
+
+def _counted(number: int, what: str) -> str:
+    return f"{number} {what}" + "s" * (number != 1)
+
+
+# --- Verification ---------------------------------------------------------------------------------------------------
+
+
+def check(path: str) -> str:
+    """Looks at every record and marker of a binary file, at every number of a text or statistics file.
+
+    Returns
+    -------
+    str
+        A line that says what was found to be sound.
+
+    Raises
+    ------
+    FormatError
+        The file is damaged, cut short, or not of vex.
+    """
+    sort = sort_of(path)
+    if sort == "statistics":
+        found = _of_statistics(path)
+        return f"{path}: sound, statistics, {_counted(found['rows'], 'row')}"
+    if sort == "text":
+        lines = TextFile(path)
+        check_numbers(lines)
+        return f"{path}: sound, text, {_counted(lines.pixels, 'line')}"
+    return f"{path}: sound, binary, {_counted(BinaryFile(path, True).pixels, 'record')}"
+
+
+def check_numbers(file: TextFile) -> None:
+    """Looks at every number of a text file."""
+    found = columns(file)
+    whole = np.array([column.field.text == "int" for column in found])
+    integers = {id(shape): places[whole & (places >= 0)]
+                for shape, _ in file.sorts() if shape.places for places in [positions(found, shape)]}
+    step = max(1, CHUNK * file.pixels // max(1, file.size))
+    for begin in range(0, file.pixels, step):
+        for shape, pixels, lines in file.lines(begin, min(file.pixels, begin + step)):
+            if not surely_numbers(b"".join(lines), shape.length, integers[id(shape)]):
+                _check_each(file, shape, pixels, lines, integers[id(shape)])
+
+
+def _check_each(file: TextFile, shape: Shape, pixels: Integers, lines: list[bytes], integers: Integers) -> None:
+    """Reads the numbers of equal lines one by one."""
+    for pixel, line in zip(pixels.tolist(), lines):
+        if strange := STRANGE.search(line):
+            raise FormatError(file.path, file.place(pixel) + strange.start(),
+                              f"a number, found {strange[0].decode('latin-1')!r}")
+    given = file.table(shape, pixels, lines)[:, integers]
+    wrong = np.isfinite(given) & ((given != np.floor(given)) | (np.abs(given) > LARGEST))
+    if wrong.any():
+        raise FormatError(file.path, file.place(int(pixels[wrong.any(axis=1).argmax()])),
+                          f"integers of 32 bits, found {given[wrong][0]:g}")

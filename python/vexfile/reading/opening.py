@@ -1,0 +1,54 @@
+"""Which sort of file it is, told by its first bytes; nothing is imported that the sort does not need."""
+
+from __future__ import annotations
+
+from collections.abc import Callable
+from typing import Literal, TypeVar
+
+from .binary import BinaryFile
+from ..errors import FormatError
+from .header import is_binary, is_text
+from .text import TextFile
+
+T = TypeVar("T")
+Sort = Literal["binary", "text", "statistics"]
+
+#: What tells the sorts of files apart, bytes.
+HEAD = 512
+
+
+def sort_of(path: str) -> Sort:
+    """The sort of a file.
+
+    Raises
+    ------
+    FormatError
+        It is not of vex; what is wrong is told as of a binary file.
+    """
+    with open(path, "rb") as file:
+        head = file.read(HEAD)
+    if is_text(head):
+        return "text"
+    if head.startswith(b"# ") and not is_binary(head):
+        from ..statistics.files import is_statistics
+        if is_statistics(head):
+            return "statistics"
+    if not is_binary(head):
+        BinaryFile(path)
+    return "binary"
+
+
+def open_file(path: str, index: bool = False) -> BinaryFile | TextFile:
+    """Opens a binary or text file of vex; see `vexfile.open` for what is raised."""
+    return TextFile(path) if sort_of(path) == "text" else BinaryFile(path, index)
+
+
+def with_index(work: Callable[[bool], T]) -> T:
+    """Works on files that are opened with the argument as `index`: first without, then, when that fails, with it.
+
+    A large file may have other records than the few that are looked at when it is opened.
+    """
+    try:
+        return work(False)
+    except FormatError:
+        return work(True)

@@ -1,0 +1,1 @@
+"""The statistics files of vex: their format, reading and merging."""
