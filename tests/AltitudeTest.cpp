@@ -85,6 +85,7 @@ TEST(AltitudeMap, FilesThatAreNone) {
   EXPECT_FALSE(config.InitAltitudeMap());
   EXPECT_EQ(said.Text(),
             "ERROR: Unable to open file " + dir.Path("none") + "\nERROR: no altitude file defined\n");
+  EXPECT_EQ(said.Losses(), "");
   EXPECT_EQ(config.altitudeMap.GetSurfaceType(0, 0), -1);
   for (const std::string& szPath : {dir.Path(), dir.Write("random", std::string(100'000, '\x7F'))}) {
     EXPECT_TRUE(Load(config, szPath));  // no rows: all sea

@@ -9,6 +9,7 @@
 #include "app/ConfigParam.h"
 #include "extract/Kind.h"
 #include "output/InputFiles.h"
+#include "output/RunResult.h"
 #include "output/TextSink.h"
 #include "reader/Reader.h"
 
@@ -114,7 +115,8 @@ std::string TextOf(const CConfigParam& config, const CChannelSelection& channels
   const std::string szPath = dir.Path("text");
   CTextSink sink(config, channels, cSeparator);
   CInputFiles none;
-  EXPECT_TRUE(sink.Open(szPath.c_str(), none) && sink.WriteHeader(0, 4));
+  CRunResult result;
+  EXPECT_TRUE(sink.Open(szPath.c_str(), none, result) && sink.WriteHeader(0, 4));
   for (const SRecordView& record : arRecords) EXPECT_TRUE(sink.Write(0, record));
   EXPECT_TRUE(sink.Close());
   return ReadWholeFile(szPath);

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <iterator>
 #include <map>
 #include <sstream>
 
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
+#include "app/VexApp.h"
 #include "kernel/Reporter.h"
 #include "stat/StatFilters.h"
 
@@ -252,7 +254,31 @@ TEST(CommandLine, RequestsAreChecked) {
   }
 }
 
-TEST(Reporter, FreshLineEndsAnOpenLineOnly) {
+// No command line leads here. Nothing can be opened, and a run that has not begun has not failed.
+TEST(CommandLine, ExtractsNothingWithoutAnOutput) {
+  const struct {
+    const char *szArguments, *szFiles;
+  } arCases[] = {
+      {"-c 1", "ERROR: ouverture fichier \n"},
+      {"-c 1 -of txtstat -stsext 1", "ERROR: ouverture fichier \n"},
+      {"-t2 ozo -box 0-1,0-1,a -box 0-1,0-1,b",
+       "ERROR: ouverture fichier .a.txt\nERROR: ouverture fichier .b.txt\n"},
+  };
+  for (const auto& c : arCases) {
+    TArguments arWords = Words(std::string("-alt /none ") + c.szArguments);
+    std::vector<char*> arArguments;
+    for (std::string& szWord : arWords) arArguments.push_back(szWord.data());
+    CVexApp app;
+    const CReportCapture said;
+    ASSERT_TRUE(app.InterpretParams(static_cast<int>(arArguments.size()), arArguments.data()));
+    EXPECT_TRUE(app.ExtractL1L2());
+    EXPECT_TRUE(said.Text().ends_with(std::string("\nPrepare for reading...\n") + c.szFiles +
+                                      "Extraction succeeded in 0s\n"))
+        << said.Text();
+  }
+}
+
+TEST(Reporter, KeepsLinesApart) {
   const auto Say = [] {
     CReporter::FreshLine();
     CReporter::Text("open");
@@ -266,13 +292,20 @@ TEST(Reporter, FreshLineEndsAnOpenLineOnly) {
     CReporter::FreshLine();
     CReporter::Print("%d", 7);
     CReporter::Text("");
+    CReporter::Lost("a\nb", "%s %d", std::string(5000, 'y').c_str(), 7);
+    CReporter::LostIfThere("c", EIO);
+    for (const int nError : {0, ENOENT, ENOTDIR}) CReporter::LostIfThere("d", nError);
     CReporter::FreshLine();
   };
-  const std::string szExpected = "open\n" + std::string(5000, 'x') + "\n7\n";
+  const std::string szExpected = "open\n" + std::string(5000, 'x') + "\n7\n",
+                    szLosses = "vex: a?b: " + std::string(5000, 'y') + " 7\nvex: c: Input/output error\n";
+  testing::internal::CaptureStderr();
   testing::internal::CaptureStdout();
   Say();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), szExpected);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), szLosses);
   const CReportCapture said;
   Say();
   EXPECT_EQ(said.Text(), szExpected);
+  EXPECT_EQ(said.Losses(), szLosses);
 }

@@ -66,14 +66,14 @@ class FaultTest : public testing::Test {
     return arArguments;
   }
 
-  /// What the run printed.
-  std::string Run(TOptions& arOptions) const {
+  SRun Run(TOptions& arOptions) const {
     fs::remove_all(tree.Path("out"));
     fs::create_directory(tree.Path("out"));
     auto arArguments = Arguments(arOptions);
     const CReportCapture capture;
-    EXPECT_EQ(CVexApp::Start(static_cast<int>(arArguments.size()), arArguments.data()), 0);
-    return capture.Text();
+    const int nStatus = CVexApp::Start(static_cast<int>(arArguments.size()), arArguments.data());
+    EXPECT_EQ(nStatus, 0);
+    return {nStatus, capture.Text(), capture.Losses()};
   }
 
   TFiles Files() const {
@@ -83,17 +83,19 @@ class FaultTest : public testing::Test {
     return files;
   }
 
-  /// "" when the run told of every loss and of no success that there was not.
-  std::string Judge(const std::string& szText, const TFiles& whole) const {
+  /// "" when the run told of every loss, that of input on standard error, and of no success that there was
+  /// not.
+  std::string Judge(const SRun& run, const TFiles& whole) const {
     const TFiles files = Files();
+    const std::string& szText = run.szOutput;
     const bool bSuccess = CountOf(szText, "Extraction succeeded in ") == 1;
     const bool bOutput = CountOf(szText, "ERROR: ouverture fichier") == 0;
     const int nFailed = CountOf("\n" + szText, "\nError: extraction failed!\n");
     const bool bUsage = CountOf(szText, "ERROR: unable to open configuration file") == 1;
     if (bSuccess + nFailed + bUsage != 1) return "neither success nor failure";
-    if (bSuccess && bOutput && files != whole) return "success without all of the output";
-    if (files != whole && CountOf(szText, "ERROR: ") == 0 && nFailed == 0) return "a loss is not told";
-    const bool bInput = CountOf(szText, "ERROR: ") == 0;
+    const bool bInput = run.szErrors.empty();
+    if (CountOf("\n" + run.szErrors, "\nvex: /") != CountOf(run.szErrors, "\n")) return "losses are no lines";
+    if (bSuccess && bOutput && bInput && files != whole) return "success without all of the output";
     for (const auto& [szPath, szBytes] : whole)
       if (bInput && CountOf(szText, "\nOutput file " + szPath + " written") > 0 &&
           files.at(szPath) != szBytes)
@@ -106,15 +108,18 @@ class FaultTest : public testing::Test {
   const bool bSoak = std::getenv("VEX_SOAK") != nullptr;  // every call, in place of a sample
 };
 
-const std::pair<ECallOf, std::vector<int>> FAULTS[] = {
-    {ECallOf::OPEN, {EMFILE, EACCES, ENOSPC, EINTR}},
-    {ECallOf::READ, {EIO, EINTR, CFaultFiles::SHORT}},
-    {ECallOf::WRITE, {ENOSPC, EIO, EINTR, CFaultFiles::SHORT}},
-    {ECallOf::SEEK, {EIO}},
-    {ECallOf::CLOSE, {EIO, ENOSPC, EINTR}},
-    {ECallOf::STAT, {EIO, EACCES, EINTR}},
-    {ECallOf::OPEN_FOLDER, {EACCES, EMFILE, EINTR}},
-    {ECallOf::READ_FOLDER, {EIO, EINTR}}};
+const struct {
+  ECallOf eCall;
+  bool bOnlyInput;
+  std::vector<int> arErrors;
+} FAULTS[] = {{ECallOf::OPEN, false, {EMFILE, EACCES, ENOSPC, EINTR}},
+              {ECallOf::READ, true, {EIO, EINTR, CFaultFiles::SHORT}},
+              {ECallOf::WRITE, false, {ENOSPC, EIO, EINTR, CFaultFiles::SHORT}},
+              {ECallOf::SEEK, true, {EIO}},
+              {ECallOf::CLOSE, false, {EIO, ENOSPC, EINTR}},
+              {ECallOf::STAT, false, {EIO, EACCES, EINTR}},
+              {ECallOf::OPEN_FOLDER, true, {EACCES, EMFILE, EINTR}},
+              {ECallOf::READ_FOLDER, true, {EIO, EINTR}}};
 
 }  // namespace
 
@@ -122,9 +127,9 @@ const std::pair<ECallOf, std::vector<int>> FAULTS[] = {
 TEST_F(FaultTest, TheNthCallFails) {
   int nRuns = 0;
   for (TOptions& arOptions : runs) {
-    ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
+    ASSERT_EQ(CountOf(Run(arOptions).szOutput, "Extraction succeeded"), 1);
     const TFiles whole = Files();
-    for (const auto& [eCall, arErrors] : FAULTS)
+    for (const auto& [eCall, bOnlyInput, arErrors] : FAULTS)
       for (const int nError : arErrors)
         for (const bool bFromThenOn : {false, true}) {
           const bool bOnce = nError == EINTR && eCall != ECallOf::CLOSE && !bFromThenOn;
@@ -132,36 +137,38 @@ TEST_F(FaultTest, TheNthCallFails) {
           for (int n = 1; bHappened; n += bSoak || n < 6 ? 1 : n / 2) {
             CFaultFiles files(eCall, nError, n, bFromThenOn);
             const CFileSystemScope scope(files);
-            const std::string szText = Run(arOptions);
+            const SRun run = Run(arOptions);
             bHappened = files.Happened();
             nRuns += bHappened;
-            std::string szWrong = Judge(szText, whole);
+            std::string szWrong = Judge(run, whole);
             const bool bHarmless = bOnce || nError == CFaultFiles::SHORT;
-            if (bHarmless && Files() != whole) szWrong = "a harmless fault does harm";
+            if (bHarmless && (Files() != whole || !run.szErrors.empty()))
+              szWrong = "a harmless fault does harm";
+            if (bOnlyInput && CountOf(run.szOutput, "extraction failed") > 0)
+              szWrong = "input makes the run fail";
             ASSERT_EQ(szWrong, "") << "call " << static_cast<int>(eCall) << " number " << n << " gives "
                                    << nError << (bFromThenOn ? " from then on, with " : ", with ")
                                    << testing::PrintToString(arOptions) << "\n"
-                                   << szText;
+                                   << run.szOutput << run.szErrors;
           }
         }
   }
   std::printf("%d disturbed runs\n", nRuns);
 }
 
-// The file that cannot be read is named, and left; a message that is there as a whole comes out.
+// The file that cannot be read is told, and left; a message that is there as a whole comes out.
 TEST_F(FaultTest, AReadErrorEndsItsFile) {
   for (const auto& [nCall, szFile, nKept] :
        {std::tuple(3, "a", 16), {5, "a", 24}, {6, "b", 8}, {7, "b", 8}}) {
     CFaultFiles files(ECallOf::READ, EIO, nCall, false);  // the first two are those of the grid
     const CFileSystemScope scope(files);
     TOptions arOptions = runs[2];
-    const std::string szText = Run(arOptions);
-    EXPECT_EQ(CountOf(szText, "\nERROR: reading failure in file " + tree.Path("L1C/2013/04/20/") + szFile +
-                                  ".l1_bufr\n"),
-              1)
-        << szText;
-    EXPECT_EQ(CountOf(szText, "\n" + std::to_string(nKept) + " L1C data selected out of"), 1) << szText;
-    EXPECT_EQ(CountOf(szText, "\nError: extraction failed!\n"), 1);
+    const SRun run = Run(arOptions);
+    EXPECT_EQ(run.szErrors,
+              "vex: " + tree.Path("L1C/2013/04/20/") + szFile + ".l1_bufr: Input/output error\n");
+    ExpectGood(run);
+    ExpectSays(run, "\n" + std::to_string(nKept) + " L1C data selected out of");
+    ExpectSays(run, "ERROR: ", 0);
     EXPECT_EQ(CRecordFile(tree.Output("out/out.all.txt")).arRecords.size(), static_cast<size_t>(nKept));
   }
 }
@@ -170,9 +177,9 @@ TEST_F(FaultTest, AReadErrorEndsItsFile) {
 TEST_F(FaultTest, TheNthAllocationFails) {
   int nRuns = 0;
   for (TOptions& arOptions : runs) {
-    ASSERT_EQ(CountOf(Run(arOptions), "Extraction succeeded"), 1);
+    ASSERT_EQ(CountOf(Run(arOptions).szOutput, "Extraction succeeded"), 1);
     const TFiles whole = Files();
-    const std::string szOutput = tree.Path("stdout");
+    const std::string szOutput = tree.Path("stdout"), szErrors = tree.Path("stderr");
     bool bHappened = true;
     for (int n = 1; bHappened; n += bSoak || n < 10 ? 1 : n / 10)
       for (const bool bFromThenOn : {false, true}) {
@@ -182,6 +189,7 @@ TEST_F(FaultTest, TheNthAllocationFails) {
         const pid_t pid = fork();
         if (pid == 0) {
           dup2(open(szOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
+          dup2(open(szErrors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
           s_bFromThenOn = bFromThenOn;
           s_nFailing = n;
           const int nResult = CVexApp::Start(static_cast<int>(arArguments.size()), arArguments.data());
@@ -195,10 +203,10 @@ TEST_F(FaultTest, TheNthAllocationFails) {
             << "allocation " << n << " ends " << testing::PrintToString(arOptions);
         bHappened = WEXITSTATUS(nStatus) == 0;
         nRuns += bHappened;
-        ASSERT_EQ(Judge(ReadWholeFile(szOutput), whole), "")
-            << "allocation " << n << (bFromThenOn ? " and all behind it" : "") << " of "
-            << testing::PrintToString(arOptions) << "\n"
-            << ReadWholeFile(szOutput);
+        const SRun run = {0, ReadWholeFile(szOutput), ReadWholeFile(szErrors)};
+        ASSERT_EQ(Judge(run, whole), "") << "allocation " << n << (bFromThenOn ? " and all behind it" : "")
+                                         << " of " << testing::PrintToString(arOptions) << "\n"
+                                         << run.szOutput << run.szErrors;
       }
   }
   std::printf("%d disturbed runs\n", nRuns);
@@ -222,6 +230,7 @@ SRun RunInShell(const std::string& szBefore, const TOptions& arOptions, const st
 // Closed standard streams, readers that leave, and little memory: the files come out whole, and a record that
 // cannot be written is told.
 TEST_F(FaultTest, TheProcessIsStartedBadly) {
+  fs::create_directory(tree.Path("L1C/2013/04/20/folder.bin"));  // there is a loss to tell
   for (size_t i : {0, 3}) {
     TOptions arOptions(runs[i].begin() + 1, runs[i].end());
     Run(runs[i]);
@@ -277,22 +286,48 @@ TEST_F(FaultTest, NoInputIsWrittenTo) {
   CFaultFiles files(ECallOf::STAT, EIO, 1, true);
   const CFileSystemScope scope(files);
   TOptions arOptions = runs[1] + TOptions{"-out", szFile};
-  EXPECT_EQ(CountOf(Run(arOptions), "ERROR: ouverture fichier " + szFile + "\n"), 1);
+  ExpectSays(Run(arOptions), "ERROR: ouverture fichier " + szFile + "\n");
   EXPECT_EQ(ReadWholeFile(szFile), szBytes);
   // What only looks like one is written to.
   tree.Write("L1C/2013/04/20/a.l1_bufr.txt", "");
   ExpectGood(tree.Run(arL1C + TOptions{"-out", szFile + ".txt"}));
 }
 
-// A folder that is there and cannot be listed is told, one that is not there is not.
-TEST_F(FaultTest, FoldersThatCannotBeRead) {
+// What is there and cannot be read is told on standard error, and the run succeeds. What is not there, or is
+// a file in place of a folder, is nothing.
+TEST_F(FaultTest, WhatCannotBeReadIsTold) {
   tree.Write("L1C/2014", "no folder");
-  fs::create_directory(tree.Path("L1C/2015"));
   tree.Write("L1C/2015/01", "no folder");
   fs::create_symlink(tree.Path("nowhere"), tree.Path("L1C/2016"));
-  const SRun run = tree.Run({"-c", "1", "-ld", "2017-01-01", "-t2", "ems"});
-  ExpectSays(run, "ERROR: Unable to read folder " + tree.Path("L1C/2014") +
-                      "\nERROR: Unable to read folder " + tree.Path("L1C/2015/01") + "\n2 L1C data files");
-  ExpectSays(run, "ERROR: ", 2);
-  ExpectSays(run, "\nError: extraction failed!\n");
+  fs::create_symlink("2017", tree.Path("L1C/2017"));
+  const std::string szLoop = tree.Path("L1C/2017"), szReason = ": Too many levels of symbolic links\n",
+                    szFolder = tree.Path("L1C"), szNone = tree.Path("none");
+  const std::string szDates = "vex: " + szLoop + szReason;
+  const std::string szNoGrid = "\nERROR: Unable to initialize altitude database!\n";
+  const struct {
+    TOptions arOptions;
+    std::string szErrors, szSays;
+    bool bRun = true;
+  } arRuns[] = {
+      {{}, szDates, "Prepare for reading...\n2 L1C data files selected\nNo ems data files selected\n"},
+      {{"-alt", szNone}, szDates, "ERROR: Unable to open file " + szNone + szNoGrid},
+      {{"-alt", szLoop}, szDates + szDates, "ERROR: Unable to open file " + szLoop + szNoGrid},
+      {{"-alt", szFolder},
+       "vex: " + szFolder + ": Is a directory\n" + szDates,
+       szFolder + "\nPrepare for reading...\n"},
+      {{"-cfg", szNone}, "", "ERROR: unable to open configuration file (" + szNone + ")!\nVEX", false},
+      {{"-cfg", szLoop}, szDates, "ERROR: unable to open configuration file (" + szLoop + ")!\nVEX", false},
+      {{"-cfg", szFolder},
+       "vex: " + szFolder + ": Is a directory\n",
+       "ERROR: unable to open configuration file (" + szFolder + ")!\nVEX",
+       false},
+  };
+  for (const auto& [arOptions, szErrors, szSays, bRun] : arRuns) {
+    const SRun run = tree.Run(TOptions{"-ld", "2018-01-01", "-t2", "ems", "-c", "1"} + arOptions);
+    EXPECT_EQ(run.szErrors, szErrors);
+    ExpectSays(run, szSays);
+    ExpectSays(run, "ERROR: ", CountOf(szSays, "ERROR: "));
+    ExpectSays(run, "Extraction succeeded in ", bRun);
+    ExpectSays(run, "failed", 0);
+  }
 }

@@ -108,27 +108,32 @@ RUNS = [  # what is done to the archive, the run, what vex_status returns and a 
     ("", f"{L1C} -out /dev/full", 1, "failed"),
     ("", f"{L1C} -of txtstat -boxstat 90000-90000", 1, "failed"),
     ("", f"{L1C} -out archive/L1C/../land_sea_alti_map.dat", 1, "ERROR: ouverture fichier archive/L1C/../land"),
-    ("touch archive/L1C/2014", f"{L1C} -ld 2014-01-01", 1, "ERROR: Unable to read folder archive/L1C/2014"),
+    ("touch archive/L1C/2014", f"{L1C} -ld 2014-01-01", 0, "complete"),
+    ("ln -s 2014 archive/L1C/2014", f"{L1C} -ld 2014-01-01", 1, "vex: archive/L1C/2014: Too many levels of symbolic"),
+    ("rm $L1C; mkdir $L1C", L1C, 1, "l1_bufr: Is a directory"),
+    ("rm $L1C; ln -s none $L1C", L1C, 1, "l1_bufr: No such file or directory"),
+    ("mkdir grid", f"{L1C} -alt grid", 1, "vex: grid: Is a directory"),
     ("", f"{L1C} -nonsense", 1, "failed"),
     ("", "vex -out out -c 1 -d archive/L1C", 1, "failed"),
     ("", f"{L1C} -mila 89", 2, "0 L1C data selected out of"),
     ("", f"{L1C} -box 88-89,0-1,pole", 2, "In box pole: 0"),
     ("", f"{L1C} -d none", 2, "No L1C data files found"),
+    ("", f"{BOTH} -mca 0 -lca 1", 2, "0 L1C data selected out of"),
     ("rm -r archive/L2", BOTH, 2, "No clp data files selected"),
     ("truncate -s -100000 $L1C", L1C, 3, "Probleme interpretation"),
     ("truncate -s -300 $CLP", BOTH, 3, "no end of a message: archive/L2"),
     (": >$L1C", L1C, 3, "no end of a message: archive/L1C"),
-    ("rm $L1C; mkfifo $L1C", L1C, 3, "ERROR: Unable to open file archive/L1C"),
+    ("rm $L1C; mkfifo $L1C", L1C, 1, "l1_bufr: not a regular file"),
     ("cp $L1C $CLP", BOTH, 3, "Error: data are not clp"),
     ("", f"{L1C} -alt none", 3, "ERROR: Unable to initialize altitude database!"),
 ]
 
 
-def check_status(shell):
+def check_status(shell, redirected, logs):
     for damage, command, returns, says in RUNS:
         run("rm -rf archive x; cp -r whole archive")
         run(f"L1C=(archive/L1C/*/*/*/*); CLP=(archive/L2/*/*/*/clp/*); {damage}")
-        said = run(f"{command} >$LOG; vex_status $LOG; echo returns $?", shell)
+        said = run(f"{command} {redirected}; vex_status {logs}; echo returns $?", shell)
         assert said.endswith(f"returns {returns}\n") and says in said, f"{shell}: {damage} {command}\n{said}"
 
 
@@ -146,8 +151,8 @@ def check_killed():
 
 def check_vex_status():
     run("vex-sample whole --messages 2 --messages-per-file 1 --pixels 20 --kinds l1c,clp")
-    for shell in ("bash", "sh"):
-        check_status(shell)
+    check_status("bash", ">$LOG 2>&1", "$LOG")
+    check_status("sh", ">$LOG 2>$LOG.err", "$LOG $LOG.err")
     check_killed()
     print(f"vex_status knows {len(RUNS) + 1} sorts of runs")
 

@@ -579,9 +579,8 @@ bool CConfigParam::InitAltitudeMap() {
   } else {
     CReporter::Print("ERROR: Unable to open file %s\n", szAltitudePath.get());
   }
-  bAltitudeFailed = stream.Failed();
-  if (bAltitudeFailed) altitudeMap.Init(0, 0);
-  return bOpen && !bAltitudeFailed;
+  CReporter::LostIfThere(szAltitudePath.get(), stream.Error());
+  return bOpen;
 }
 
 bool CConfigParam::L2Requested() const {

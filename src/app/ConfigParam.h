@@ -58,8 +58,8 @@ class CConfigParam {
   /// or null. Accepted options are echoed. Returns an EResult.
   int InterpretParam(const char* szName, const char* szValue);
 
-  /// Loads the land/sea/altitude grid from szAltitudePath. False, and no grid, when the file cannot be opened
-  /// or read; bAltitudeFailed then tells whether there is one.
+  /// Loads the land/sea/altitude grid from szAltitudePath. False, and no grid, when the file cannot be
+  /// opened; all sea from where it cannot be read.
   bool InitAltitudeMap();
 
   /// True when spectra or imager data are asked for.
@@ -115,7 +115,6 @@ class CConfigParam {
   bool bAvhrr = false;                    // -avhrr
   bool arbL2[PRODUCTS] = {};              // -t2, by EProduct
   CAltitudeMap altitudeMap;
-  bool bAltitudeFailed = false;
   bool bSkewnessKurtosis = false;     // -sk
   bool bSurfacePeriodStat = false;    // -stsext
   bool bBoxStat = false;              // -boxstat

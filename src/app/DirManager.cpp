@@ -54,30 +54,28 @@ struct SCloseFolder {
   void operator()(DIR* pFolder) const { CFileSystem::Current().CloseFolder(pFolder); }
 };
 
-/// Calls take(name) for each entry. False when the listing fails or breaks off; a directory that is not there
-/// has no entries.
+/// Calls take(name) for each entry. Returns the errno by which the listing fails or breaks off, or 0.
 template <class TTake>
-bool EachEntry(const char* szDirectory, TTake take) {
+int EachEntry(const char* szDirectory, TTake take) {
   CFileSystem& system = CFileSystem::Current();
   const auto isNull = [](const void* p) { return p == nullptr; };
   DIR* pOpened = Uninterrupted([&] { return system.OpenFolder(szDirectory); }, isNull);
-  if (!pOpened) return errno == ENOENT;
+  if (!pOpened) return errno;
   const std::unique_ptr<DIR, SCloseFolder> pFolder(pOpened);
   while (const dirent* pEntry = Uninterrupted([&] { return system.ReadFolder(pFolder.get()); }, isNull))
     take(pEntry->d_name);
-  return errno == 0;
+  return errno;
 }
 
 }  // namespace
 
-bool CDirManager::EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+void CDirManager::EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                             const std::function<void(const char*)>& take) {
-  const bool bAll = EachEntry(szDirectory, [&](const char* szName) {
+  const int nError = EachEntry(szDirectory, [&](const char* szName) {
     if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0) return;
     if (MatchExtensions(szName, pExtensions) && MatchMotifs(szName, pMotifs)) take(szName);
   });
-  if (!bAll) CReporter::Print("ERROR: Unable to read folder %s\n", szDirectory);
-  return bAll;
+  CReporter::LostIfThere(szDirectory, nError);
 }
 
 int CDirManager::ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,

@@ -25,9 +25,9 @@ class CDirManager {
   static void ConcatenatePath(const char* szDirectory, const char* szName, char* szResult, int nSize);
 
   /// Calls take(name) for the bare name of each entry that passes both filters, in the order of the system.
-  /// Whether it is a file is not looked at. A directory that is not there has no entries. False, with a
-  /// message, when one cannot be read, or not to its end.
-  static bool EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+  /// Whether it is a file is not looked at. What is not there, or no directory, has no entries; one that
+  /// cannot be read, or not to its end, is told as a loss.
+  static void EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                         const std::function<void(const char*)>& take);
   /// Appends these names. Always 1.
   static int ListDir(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,

@@ -30,17 +30,15 @@ TPath RootPath(const char* szRoot) {
   return path;
 }
 
-/// Appends the paths of the files in order. Their bare names are not kept, for there may be very many. False
-/// when the directory could not be read as a whole, which has been said.
-bool AppendFiles(const TPath& directory, const CStrArray* pExtensions, const CStrArray* pMotifs,
+/// Appends the paths of the files in order. Their bare names are not kept, for there may be very many.
+void AppendFiles(const TPath& directory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                  CStrArray& arResult) {
   CStrArray arPaths;
-  const bool bAll = CDirManager::EachMatch(directory.data(), pExtensions, pMotifs, [&](const char* szName) {
+  CDirManager::EachMatch(directory.data(), pExtensions, pMotifs, [&](const char* szName) {
     arPaths.AddString(Join(directory, szName).data(), false);
   });
   arPaths.Sort();
   arResult.Take(arPaths);
-  return bAll;
 }
 
 /// Walks root/YYYY/MM/DD in order. Only directories that can hold a date of the interval are listed.
@@ -58,22 +56,19 @@ class CDateWalk {
         m_szKind(szKindDirectory) {}
 
   /// bOnFirst and bOnLast: the levels above are those of the first or last date, which then bounds this one.
-  /// False when a directory could not be read as a whole.
-  bool Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
+  void Walk(const TPath& directory, int nLevel, bool bOnFirst, bool bOnLast) {
     if (nLevel == LEVELS) return AppendFiles(Join(directory, m_szKind), m_pExtensions, m_pMotifs, m_arResult);
     CStrArray arNames;
-    bool bAll = CDirManager::EachMatch(directory.data(), nullptr, nullptr,
-                                       [&](const char* szName) { arNames.AddString(szName, false); });
+    CDirManager::EachMatch(directory.data(), nullptr, nullptr,
+                           [&](const char* szName) { arNames.AddString(szName, false); });
     arNames.Sort();
     for (int i = 0; i < arNames.Count(); ++i) {
       const char* szName = arNames.GetStringAt(i);
       if (!CExtractor::CheckFormat(nLevel == 0 ? 4 : 2, szName)) continue;
       const int nNumber = std::atoi(szName), nFirst = m_pFirst[nLevel], nLast = m_pLast[nLevel];
       if ((bOnFirst && nNumber < nFirst) || (bOnLast && nNumber > nLast)) continue;
-      bAll &= Walk(Join(directory, szName), nLevel + 1, bOnFirst && nNumber == nFirst,
-                   bOnLast && nNumber == nLast);
+      Walk(Join(directory, szName), nLevel + 1, bOnFirst && nNumber == nFirst, bOnLast && nNumber == nLast);
     }
-    return bAll;
   }
 
  private:
@@ -93,15 +88,15 @@ bool CExtractor::CheckFormat(int nLength, const char* szName) {
          std::all_of(szName, szName + nName, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool CExtractor::SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+void CExtractor::SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                              int nFirstYear, int nFirstMonth, int nFirstDay, int nLastYear, int nLastMonth,
                              int nLastDay, CStrArray& arResult, int nKind) {
   const int arnFirst[] = {nFirstYear, nFirstMonth, nFirstDay}, arnLast[] = {nLastYear, nLastMonth, nLastDay};
-  return CDateWalk(arnFirst, arnLast, pExtensions, pMotifs, arResult, KindDirectory(nKind))
+  CDateWalk(arnFirst, arnLast, pExtensions, pMotifs, arResult, KindDirectory(nKind))
       .Walk(RootPath(szRoot), 0, true, true);
 }
 
-bool CExtractor::SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions,
+void CExtractor::SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions,
                                      const CStrArray* pMotifs, CStrArray& arResult, int nKind) {
-  return AppendFiles(Join(RootPath(szRoot), KindDirectory(nKind)), pExtensions, pMotifs, arResult);
+  AppendFiles(Join(RootPath(szRoot), KindDirectory(nKind)), pExtensions, pMotifs, arResult);
 }

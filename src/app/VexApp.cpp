@@ -198,7 +198,7 @@ bool CVexApp::InterpretCommandLine(int nArguments, char** arArguments) {
 bool CVexApp::InterpretConfigFile(const char* szPath) {
   constexpr int LINE_SIZE = 300000;
   CStreamReader stream;
-  bool bResult = stream.Open(szPath), bRead = bResult;
+  bool bResult = stream.Open(szPath);
   const auto szLine = std::make_unique<char[]>(LINE_SIZE);
   while (stream.Gets(LINE_SIZE, szLine.get()) >= 1) {
     if (szLine[0] == '#') continue;
@@ -207,9 +207,10 @@ bool CVexApp::InterpretConfigFile(const char* szPath) {
     if (arPieces.Count() != 2) continue;
     bResult &= InterpretOption("configuration ", arPieces.GetStringAt(0), arPieces.GetStringAt(1));
   }
-  bRead &= !stream.Failed();
-  if (!bRead) CReporter::Print("ERROR: unable to open configuration file (%s)!\n", szPath);
-  return bResult && bRead;
+  // One that breaks off is as good as none: half of the options would make another run.
+  if (stream.Failed()) CReporter::Print("ERROR: unable to open configuration file (%s)!\n", szPath);
+  CReporter::LostIfThere(szPath, stream.Error());
+  return bResult && !stream.Failed();
 }
 
 /// Passes one option on and tells why it was not accepted. szKind comes before "parameter" in the message.

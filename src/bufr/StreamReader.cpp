@@ -18,13 +18,13 @@ bool CStreamReader::Open(const char* szPath) {
   Close();
   if (!szPath) return false;
   const bool bOpen = m_file.OpenToRead(szPath);
-  m_bFailed = m_file.Failed();
+  m_nError = m_file.Error();
   return bOpen;
 }
 
 void CStreamReader::Close() {
   m_file.Close();
-  m_bFailed = false;
+  m_nError = 0;
   Forget(0);
 }
 
@@ -44,7 +44,7 @@ int CStreamReader::Fill(int nWanted) {
   m_nNext = 0;
   m_nEnd = nRest + static_cast<int>(nGot);
   m_nFilePosition += nGot;
-  m_bFailed |= m_nEnd < nWanted && m_file.Failed();
+  if (m_nEnd < nWanted) m_nError = m_file.Error();
   return m_nEnd;
 }
 
@@ -60,7 +60,7 @@ int CStreamReader::ReadMore(int n, char* pOut) {
   }
   if (nDone > 0) std::memcpy(pOut, m_pBuffer.get() + m_nNext, static_cast<size_t>(nDone));
   const int64_t nGot = m_file.Read(pOut + nDone, n - nDone);
-  m_bFailed |= m_file.Failed();
+  m_nError = m_file.Error();
   Forget(m_nFilePosition + nGot);
   return nDone + static_cast<int>(nGot);
 }
@@ -85,7 +85,7 @@ int CStreamReader::Skip(int nOffset) {
   }
   const int64_t nTarget = Position() + nOffset;
   const bool bMoved = m_file.Seek(nTarget);
-  m_bFailed |= m_file.Failed();
+  m_nError = m_file.Error();
   if (!bMoved) return 0;
   Forget(nTarget);
   return nOffset;
@@ -108,7 +108,7 @@ bool CStreamReader::SkipTo(const char* szMarker4) {
 
 int64_t CStreamReader::Remaining() {
   const int64_t nSize = m_file.Size();
-  m_bFailed |= m_file.Failed();
+  m_nError = m_file.Error();
   return std::max<int64_t>(nSize - Position(), 0);
 }
 

@@ -19,12 +19,13 @@ class CStreamReader {
   /// as well when nothing is known of the path: opening it then tells.
   static bool IsFileOrDirectory(const char* szPath);
 
-  /// Closes the file at hand, whether or not the new one opens. A directory opens, and holds no bytes.
+  /// Closes the file at hand, whether or not the new one opens. A directory opens, and fails when it is read.
   bool Open(const char* szPath);
   void Close();
-  /// True when the system failed to give what is there, and not just the file ended: the last Open, of a path
-  /// that exists, or an operation since.
-  bool Failed() const { return m_bFailed; }
+  /// Why the system did not give what was asked for, where the file did not just end: the errno of the last
+  /// Open, or of an operation since; 0 when none failed.
+  int Error() const { return m_nError; }
+  bool Failed() const { return m_nError != 0; }
 
   /// Reads up to n bytes. Returns how many there were.
   int Read(int n, char* pOut) {
@@ -78,7 +79,7 @@ class CStreamReader {
   void Forget(int64_t nNewPosition);
 
   CFile m_file;
-  bool m_bFailed = false;
+  int m_nError = 0;
   std::unique_ptr<char[]> m_pBuffer;
   int m_nNext = 0;              // next byte of the buffer to hand out
   int m_nEnd = 0;               // end of the bytes in the buffer

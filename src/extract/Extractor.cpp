@@ -22,21 +22,19 @@ CExtractor::~CExtractor() = default;
 
 bool CExtractor::Extract(CConfigParam* pConfig) {
   if (!pConfig->InitAltitudeMap()) CReporter::Line("ERROR: Unable to initialize altitude database!");
-  if (pConfig->bAltitudeFailed) m_bResult = false;
   PrepareStreams(pConfig);
   CReporter::Line("Prepare for reading...");
   SelectInput(pConfig);
-  if (!OpenOutput(pConfig)) return m_bResult;
+  if (!OpenOutput(pConfig)) return true;
   BeginOutput();
   MainLoop(pConfig);
   if (!m_bHeaderWritten) WriteHeaders(-1);
-  if (!m_pSink->End()) m_bResult = false;
+  m_pSink->End();
   ReportCounts(pConfig);
-  if (!m_pSink->Close()) ReportWriteFailure();
-  for (const Stream& stream : m_arStreams) m_bResult &= !stream.pReader->InputFailed;
+  if (!m_pSink->Close()) m_result.Fail(CRunResult::RECORD);
   if (m_bDayOneSeen) ReportDayOne(pConfig);
   if (m_nMissingFlags != 0) DisplayMissingFlags(m_nMissingFlags);
-  return m_bResult;
+  return !m_result.HasFailed();
 }
 
 /// Readies the streams and the selection of channels for the run.
@@ -63,9 +61,9 @@ void CExtractor::SelectDated(const CConfigParam& config, const char* szRoot, int
   const bool bL1C = nProduct == PRODUCT_L1C;
   Stream& stream = m_arStreams[nProduct];
   if (!szRoot || !stream.bRequested) return;
-  m_bResult &= SelectFiles(szRoot, bL1C ? &config.arL1CExtensions : &config.arL2Extensions,
-                           bL1C ? &config.arL1CMotifs : &config.arL2Motifs, first.nYear, first.nMonth,
-                           first.nDay, last.nYear, last.nMonth, last.nDay, stream.arFiles, nProduct);
+  SelectFiles(szRoot, bL1C ? &config.arL1CExtensions : &config.arL2Extensions,
+              bL1C ? &config.arL1CMotifs : &config.arL2Motifs, first.nYear, first.nMonth, first.nDay,
+              last.nYear, last.nMonth, last.nDay, stream.arFiles, nProduct);
   ReportFiles(stream);
 }
 
@@ -74,8 +72,8 @@ void CExtractor::SelectInput(CConfigParam* pConfig) {
   for (int i = FIRST_L2; i < PRODUCTS; ++i) SelectDated(*pConfig, pConfig->szL2Dir.get(), i);
   for (int i = FIRST_L2; i < PRODUCTS && pConfig->szIndepL2Dir; ++i) {
     if (!m_arStreams[i].bRequested) continue;
-    m_bResult &= SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions,
-                                     &pConfig->arL2Motifs, m_arStreams[i].arFiles, i);
+    SelectFilesIndepDir(pConfig->szIndepL2Dir.get(), &pConfig->arL2Extensions, &pConfig->arL2Motifs,
+                        m_arStreams[i].arFiles, i);
     ReportFiles(m_arStreams[i]);
   }
   for (Stream& stream : m_arStreams) {
@@ -91,18 +89,18 @@ void CExtractor::SelectInput(CConfigParam* pConfig) {
 bool CExtractor::OpenOutput(const CConfigParam* pConfig) {
   const auto isFormat = [=](const SFormat& format) { return format.nNumber == pConfig->nFormat; };
   m_pSink = std::ranges::find_if(Formats(), isFormat)->pMakeSink(*pConfig, m_channels);
-  const char* szOutput = pConfig->szOutputPath.get();
+  const std::string szOutput = pConfig->szOutputPath ? pConfig->szOutputPath.get() : "";
   const int nBoxes = pConfig->arBoxes.Count();
   std::vector<std::string> arPaths;
   if (nBoxes == 0) arPaths.push_back(szOutput);
-  for (int i = 0; i < nBoxes; ++i)
-    arPaths.push_back(std::string(szOutput) + "." + pConfig->arBoxes[i]->Name() + ".txt");
+  for (int i = 0; i < nBoxes; ++i) arPaths.push_back(szOutput + "." + pConfig->arBoxes[i]->Name() + ".txt");
   m_nFiles = static_cast<int>(arPaths.size());
   std::set<std::string> opened;
   bool bAll = true;
   for (const std::string& szPath : arPaths) {
-    if (opened.insert(szPath).second && m_pSink->Open(szPath.c_str(), m_inputs)) continue;
-    CReporter::Print("ERROR: ouverture fichier %s\n", szPath.c_str());
+    const bool bNamed = pConfig->szOutputPath && opened.insert(szPath).second;
+    if (bNamed && m_pSink->Open(szPath.c_str(), m_inputs, m_result)) continue;
+    CRunResult::SayNotOpened(szPath);
     bAll = false;
   }
   if (!bAll) m_pSink->Close();
@@ -114,12 +112,6 @@ void CExtractor::BeginOutput() {
   bool arbActive[PRODUCTS];
   for (int i = 0; i < PRODUCTS; ++i) arbActive[i] = m_arStreams[i].bActive;
   m_pSink->Begin(arbActive);
-}
-
-void CExtractor::ReportWriteFailure() {
-  if (!m_bWriteFailed) CReporter::Line("ERROR: Writing failure!");
-  m_bWriteFailed = true;
-  m_bResult = false;
 }
 
 void CExtractor::MainLoop(CConfigParam* pConfig) {
@@ -195,9 +187,7 @@ void CExtractor::TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound) {
 void CExtractor::WriteHeaders(int nSatellite) {
   m_bHeaderWritten = true;
   for (int i = 0; i < m_nFiles; ++i) {
-    if (m_pSink->WriteHeader(i, nSatellite)) continue;
-    CReporter::Line("ERROR: Unable to write header!");
-    m_bResult = false;
+    if (!m_pSink->WriteHeader(i, nSatellite)) m_result.Fail(CRunResult::HEADER);
   }
 }
 
@@ -225,7 +215,7 @@ void CExtractor::WriteToBoxes(const CConfigParam* pConfig) {
 }
 
 void CExtractor::WriteRecord(int nFile) {
-  if (!m_pSink->Write(nFile, m_record)) ReportWriteFailure();
+  if (!m_pSink->Write(nFile, m_record)) m_result.Fail(CRunResult::RECORD);
 }
 
 /// True when a product takes part in the record; says so when none does.

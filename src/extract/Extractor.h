@@ -7,6 +7,7 @@
 #include "app/ConfigParam.h"
 #include "output/InputFiles.h"
 #include "output/Record.h"
+#include "output/RunResult.h"
 #include "prod/ChannelSelection.h"
 #include "prod/Prod.h"
 #include "prod/ProductKind.h"
@@ -40,19 +41,18 @@ class CExtractor {
   CExtractor& operator=(const CExtractor&) = delete;
   virtual ~CExtractor();
 
-  /// Runs the extraction; false when a header or a record could not be written, or input that is there could
-  /// not be taken in.
+  /// Runs the extraction; false when a header or a record could not be written (CRunResult). A run whose
+  /// output cannot be opened reads nothing, and is true.
   bool Extract(CConfigParam* pConfig);
 
   // Selection of input files, for a product (EProduct).
   static bool CheckFormat(int nLength, const char* szName);
-  /// Appends the files of root/YYYY/MM/DD[/kind] for the dates of the interval, in chronological order. False
-  /// when a folder that is there could not be read, or not to its end, which has been said.
-  static bool SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+  /// Appends the files of root/YYYY/MM/DD[/kind] for the dates of the interval, in chronological order.
+  static void SelectFiles(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                           int nFirstYear, int nFirstMonth, int nFirstDay, int nLastYear, int nLastMonth,
                           int nLastDay, CStrArray& arResult, int nKind);
-  /// Appends the files of root/kind; false as above.
-  static bool SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
+  /// Appends the files of root/kind.
+  static void SelectFilesIndepDir(const char* szRoot, const CStrArray* pExtensions, const CStrArray* pMotifs,
                                   CStrArray& arResult, int nKind);
 
   // Pairing by the key orbit, scan line, field of view.
@@ -79,7 +79,6 @@ class CExtractor {
   static void ReportFiles(const Stream& stream);
   bool OpenOutput(const CConfigParam* pConfig);
   void BeginOutput();
-  void CloseOutput();
 
   void MainLoop(CConfigParam* pConfig);
   void ReadMessages(CConfigParam* pConfig);
@@ -89,7 +88,6 @@ class CExtractor {
   void WriteHeaders(int nSatellite);
 
   static bool Holds(const CGeoBox& box, const CProd& prod, int nPixel);
-  void ReportWriteFailure();
 
   void SelectSynchronous();
   void WriteToBoxes(const CConfigParam* pConfig);
@@ -111,6 +109,5 @@ class CExtractor {
   uint64_t m_nMissingFlags = 0;
   bool m_bDayOneSeen = false;
   bool m_bHeaderWritten = false;
-  bool m_bWriteFailed = false;  // reported once a run
-  bool m_bResult = true;
+  CRunResult m_result;
 };

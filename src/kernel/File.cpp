@@ -13,7 +13,7 @@
 bool CFile::Open(const char* szPath, int nFlags) {
   Close();
   m_nFile = Uninterrupted([=] { return CFileSystem::Current().Open(szPath, nFlags); });
-  m_bFailed = m_nFile < 0 && errno != ENOENT;
+  m_nError = IsOpen() ? 0 : errno;
   return IsOpen();
 }
 
@@ -24,20 +24,21 @@ bool CFile::OpenToWrite(const char* szPath) { return Open(szPath, O_WRONLY | O_C
 /// not known.
 bool CFile::Close() {
   const int nFile = std::exchange(m_nFile, -1);
-  m_bFailed = false;
+  m_nError = 0;
   return nFile < 0 || CFileSystem::Current().Close(nFile) == 0;
 }
 
 int64_t CFile::Read(char* pOut, int64_t nBytes) {
   int64_t nDone = 0;
-  while (nDone < nBytes && IsOpen() && !m_bFailed) {
+  while (nDone < nBytes && IsOpen() && m_nError == 0) {
     const auto nWanted = static_cast<size_t>(nBytes - nDone);
     const ssize_t nGot =
         Uninterrupted([&] { return CFileSystem::Current().Read(m_nFile, pOut + nDone, nWanted); });
     if (nGot == 0) break;
-    if (nGot < 0 && errno == EISDIR) break;
-    m_bFailed = nGot < 0;
-    if (nGot > 0) nDone += nGot;
+    if (nGot < 0)
+      m_nError = errno;
+    else
+      nDone += nGot;
   }
   return nDone;
 }
@@ -57,7 +58,7 @@ bool CFile::Write(const char* pBytes, int64_t nBytes) {
 bool CFile::Seek(int64_t nOffset) {
   if (!IsOpen() || nOffset < 0) return false;
   if (Uninterrupted([=, this] { return CFileSystem::Current().Seek(m_nFile, nOffset); }) >= 0) return true;
-  m_bFailed = errno != EINVAL && errno != ESPIPE;
+  if (errno != EINVAL && errno != ESPIPE) m_nError = errno;
   return false;
 }
 
@@ -65,7 +66,7 @@ int64_t CFile::Size() {
   struct stat status;
   if (!IsOpen()) return 0;
   if (Uninterrupted([&] { return CFileSystem::Current().Stat(m_nFile, status); }) != 0) {
-    m_bFailed = true;
+    m_nError = errno;
     return 0;
   }
   return S_ISREG(status.st_mode) ? status.st_size : 0;

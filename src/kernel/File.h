@@ -11,7 +11,7 @@ class CFile {
   CFile& operator=(const CFile&) = delete;
   virtual ~CFile() { Close(); }
 
-  /// A directory opens, and holds no bytes.
+  /// A directory opens, and fails when it is read.
   bool OpenToRead(const char* szPath);
   /// Made, or emptied.
   bool OpenToWrite(const char* szPath);
@@ -29,13 +29,13 @@ class CFile {
   /// Bytes of a regular file, 0 for anything else.
   int64_t Size();
 
-  /// True when the system failed to give what is there: the last open, of a path that exists, or a read or a
-  /// look at the file since. Nothing is read from then on.
-  bool Failed() const { return m_bFailed; }
+  /// Why the system did not give what is asked for: the errno of the last open, or of a read or a look at the
+  /// file since; 0 when none failed. Nothing is read from then on.
+  int Error() const { return m_nError; }
 
  private:
   bool Open(const char* szPath, int nFlags);
 
   int m_nFile = -1;
-  bool m_bFailed = false;
+  int m_nError = 0;
 };

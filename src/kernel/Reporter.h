@@ -2,7 +2,10 @@
 
 #include <string>
 
-/// The one way in which anything is said: all of it goes to standard output, or to a CReportCapture.
+class CReportCapture;
+
+/// The one way in which anything is said. What a run says goes to standard output, input that could not be
+/// read to standard error; or both to a CReportCapture.
 class CReporter {
  public:
   /// A text as it stands.
@@ -14,10 +17,19 @@ class CReporter {
   /// As printf. Formats that stand in tables are fitted with their arguments there.
   static void Print(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
+  /// Says on standard error that input which is there could not be read: the line "vex: PATH: REASON", its
+  /// reason as printf. Line feeds of the path are shown as '?'.
+  static void Lost(const char* szPath, const char* szFormat, ...) __attribute__((format(printf, 2, 3)));
+  /// The same of an errno, for what is looked for by its name: nothing is said when it is 0, or when the path
+  /// leads nowhere.
+  static void LostIfThere(const char* szPath, int nError);
+
  private:
   friend class CReportCapture;
-  static std::string* s_pCapture;  // null: standard output
-  static bool s_bLineOpen;         // on standard output
+  static void LossLine(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+  static CReportCapture* s_pCapture;  // null: the standard streams
+  static bool s_bLineOpen;            // on standard output
 };
 
 /// Takes what is said during its life; they may be nested, the innermost takes it. For tests.
@@ -29,8 +41,11 @@ class CReportCapture {
   ~CReportCapture();
 
   const std::string& Text() const { return m_szText; }
+  /// Of standard error.
+  const std::string& Losses() const { return m_szLosses; }
 
  private:
-  std::string m_szText;
-  std::string* m_pOuter;
+  friend class CReporter;
+  std::string m_szText, m_szLosses;
+  CReportCapture* m_pOuter;
 };

@@ -14,7 +14,7 @@ CFileSink::CFileSink(const CConfigParam& config, const CChannelSelection& select
   for (const SPart& part : m_layout.Parts()) m_arPlans.emplace_back(*part.pBlock, cSeparator);
 }
 
-bool CFileSink::Open(const char* szPath, CInputFiles& inputs) {
+bool CFileSink::Open(const char* szPath, CInputFiles& inputs, CRunResult&) {
   m_arpWriters.push_back(std::make_unique<CStreamWriter>());
   return !inputs.Holds(szPath) && m_arpWriters.back()->Open(szPath, m_config.bBigEndian);
 }

@@ -13,6 +13,7 @@
 class CChannelSelection;
 class CConfigParam;
 class CInputFiles;
+class CRunResult;
 
 /// A format that writes each record at once, part by part. A derived class says how headers, records, parts
 /// and missing parts look.
@@ -21,7 +22,7 @@ class CFileSink : public CRecordSink {
   /// Both must outlive the object. cSeparator: of the values of texts.
   CFileSink(const CConfigParam& config, const CChannelSelection& selection, char cSeparator = '\t');
 
-  bool Open(const char* szPath, CInputFiles& inputs) override;
+  bool Open(const char* szPath, CInputFiles& inputs, CRunResult& result) override;
   bool WriteHeader(int nFile, int nSatellite) override;
   bool Write(int nFile, const SRecordView& record) override;
   bool HasTaken(int64_t nLimit) const override { return m_nWritten >= nLimit; }

@@ -1,6 +1,7 @@
 #include "reader/Reader.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <tuple>
 
@@ -79,6 +80,15 @@ bool AllAlike(const CProd& prod) {
   return std::ranges::all_of(arpFiltered, [](const CColumn* pColumn) { return pColumn->IsUniform(); });
 }
 
+/// A file that was listed was there, and is a loss also when it has gone since. nError is 0 for what is never
+/// opened.
+void ReportNotOpened(const char* szPath, int nError) {
+  if (nError != 0)
+    CReporter::Lost(szPath, "%s", std::strerror(nError));
+  else
+    CReporter::Lost(szPath, "not a regular file");
+}
+
 }  // namespace
 
 bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int nPixel) {
@@ -119,18 +129,15 @@ bool CReader::OpenNextFile(const SRead& read) {
       return true;
     }
     CReporter::Print("ERROR: Unable to open file %s!\n", szPath);
-    InputFailed |= Decoder().stream.Failed();
+    ReportNotOpened(szPath, Decoder().stream.Error());
   }
   return false;
 }
 
 /// Ends the file at hand, at its end or where it cannot be read any more.
 void CReader::LeaveFile(const SRead& read) {
-  if (Decoder().stream.Failed()) {
-    CReporter::FreshLine();
-    CReporter::Print("ERROR: reading failure in file %s\n", read.pFiles->GetStringAt(FileIndex));
-    InputFailed = true;
-  }
+  if (const int nError = Decoder().stream.Error())
+    CReporter::Lost(read.pFiles->GetStringAt(FileIndex), "%s", std::strerror(nError));
   Decoder().Close();
   ++FileIndex;
   FileOpen = false;
@@ -167,10 +174,9 @@ int CReader::Read(const SRead& read) {
 
 /// Reports a message for which there was not enough memory, and gives back what it took.
 void CReader::LeaveMessage(const SRead& read) {
-  InputFailed = true;
   read.pProd->SetNull();
-  CReporter::FreshLine();
-  CReporter::Print("ERROR: not enough memory for a message of %d pixels\n", Decoder().nSubsets);
+  CReporter::Lost(read.pFiles->GetStringAt(FileIndex), "not enough memory for a message of %d pixels",
+                  Decoder().nSubsets);
 }
 
 /// False for a message that is not to be decoded, or that could not be read.

@@ -30,7 +30,7 @@ class CReader {
 
   /// Reads the next message of the files into the record. 0: no more files, or -maxres is reached; 1: a
   /// message was examined, whether or not one of its pixels was kept. A message for which there is not enough
-  /// memory is named and left: it counts nowhere but in InputFailed.
+  /// memory is left, and told as a loss: it counts nowhere.
   int Read(const SRead& read);
 
   /// True when a pixel passes the filters of position, identifiers, angles, time and surface. Computes the
@@ -45,7 +45,6 @@ class CReader {
   int64_t PixelsSkipped = 0;   // dropped by -skip
   int FileIndex = 0;
   bool FileOpen = false;
-  bool InputFailed = false;  // something that was there could not be taken in: the run has failed
 
  protected:
   virtual CBUFRReader& Decoder() = 0;

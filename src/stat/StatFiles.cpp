@@ -4,11 +4,11 @@
 #include "output/InputFiles.h"
 #include "stat/StatTable.h"
 
-/// Prints a line of its own.
-void CStatFiles::Fail(const std::string& szMessage) {
+/// Says it in a line of its own.
+void CStatFiles::Fail(CRunResult::ECause eCause, const std::string& szPath) {
   if (m_bLineOpen) CReporter::Text("\n");
-  CReporter::Line(szMessage.c_str());
-  m_bLineOpen = m_bOk = false;
+  m_bLineOpen = false;
+  m_result.Fail(eCause, szPath);
 }
 
 bool CStatFiles::Open(CStreamWriter& writer, const std::string& szPath) {
@@ -23,8 +23,7 @@ void CStatFiles::Fill(CStreamWriter& writer, const std::string& szPath, const TP
     m_bLineOpen = true;
     return;
   }
-  if (!m_bWriteFailed) Fail("ERROR: Writing failure!");
-  m_bWriteFailed = true;
+  if (!m_result.Has(CRunResult::RECORD)) Fail(CRunResult::RECORD, szPath);
 }
 
 void CStatFiles::Write(const std::string& szSuffix, const TPrint& print) {
@@ -33,5 +32,5 @@ void CStatFiles::Write(const std::string& szSuffix, const TPrint& print) {
   if (Open(writer, szPath))
     Fill(writer, szPath, print);
   else
-    Fail("ERROR: ouverture fichier " + szPath);
+    Fail(CRunResult::STATISTICS_NOT_OPENED, szPath);
 }

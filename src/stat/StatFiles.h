@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "output/RunResult.h"
 #include "output/StreamWriter.h"
 
 class CInputFiles;
@@ -14,11 +15,14 @@ class CStatFiles {
  public:
   using TPrint = std::function<void(CStatTable&)>;
 
-  /// Files that are among the inputs, which must outlive the object, cannot be opened.
-  CStatFiles(const char* szPath, CInputFiles& inputs) : m_szPath(szPath), m_inputs(inputs) {}
+  /// Files that are among the inputs cannot be opened. result takes what is lost. Both must outlive the
+  /// object.
+  CStatFiles(const char* szPath, CInputFiles& inputs, CRunResult& result)
+      : m_szPath(szPath), m_inputs(inputs), m_result(result) {}
   virtual ~CStatFiles() = default;
 
   const std::string& Path() const { return m_szPath; }
+  CRunResult& Result() { return m_result; }
 
   /// The file on the output path is opened before anything is read, and written later.
   bool OpenMain() { return Open(m_main, m_szPath); }
@@ -27,20 +31,17 @@ class CStatFiles {
   /// Opens, fills and closes one more file.
   void Write(const std::string& szSuffix, const TPrint& print);
 
-  /// False when a file could not be opened or written.
-  bool Ok() const { return m_bOk; }
   /// Closes what is open; false when bytes of it were lost.
   bool Close() { return m_main.Close(); }
 
  private:
   bool Open(CStreamWriter& writer, const std::string& szPath);
   void Fill(CStreamWriter& writer, const std::string& szPath, const TPrint& print);
-  void Fail(const std::string& szMessage);
+  void Fail(CRunResult::ECause eCause, const std::string& szPath);
 
   std::string m_szPath;
   CInputFiles& m_inputs;
+  CRunResult& m_result;
   CStreamWriter m_main;
-  bool m_bOk = true;
-  bool m_bWriteFailed = false;  // said once
-  bool m_bLineOpen = true;      // what was printed last did not end its line, or may not have
+  bool m_bLineOpen = true;  // what was printed last did not end its line, or may not have
 };

@@ -12,6 +12,7 @@
 #include "stat/StTpStat.h"
 
 class CConfigParam;
+class CRunResult;
 
 /// What a run of the statistics format accumulates in, by its parameters.
 class CStatSet {
@@ -19,14 +20,11 @@ class CStatSet {
   /// A grid or histogram may take this many bytes.
   static constexpr double SIZE_MAX_BYTES = 1e9;
 
-  /// A grid or histogram that is too large is named in a message, by its file, and left out.
+  /// A grid or histogram that is too large is named in the result, by its file, and left out.
   /// arbActive: the products that have columns in the grid of boxes. szPath: the output path.
   CStatSet(const CConfigParam& config, int nColumns, const bool (&arbActive)[PRODUCTS],
-           const std::string& szPath);
+           const std::string& szPath, CRunResult& result);
   virtual ~CStatSet() = default;
-
-  /// False when something was left out.
-  bool Ok() const { return m_bOk; }
 
   // Null, or not there, when not asked for or left out:
   std::unique_ptr<CSpeMultiStat> pSpectra;
@@ -37,7 +35,6 @@ class CStatSet {
 
  private:
   template <class T, class... TArguments>
-  std::unique_ptr<T> Make(const std::string& szFile, double fSize, const TArguments&... arguments);
-
-  bool m_bOk = true;
+  static std::unique_ptr<T> Make(CRunResult& result, const std::string& szFile, double fSize,
+                                 const TArguments&... arguments);
 };

@@ -22,13 +22,13 @@
 CStatSink::CStatSink(const CConfigParam& config, const CChannelSelection& selection)
     : m_config(config), m_selection(selection), m_accumulator(selection.Columns()) {}
 
-bool CStatSink::Open(const char* szPath, CInputFiles& inputs) {
-  m_files.emplace(szPath, inputs);
+bool CStatSink::Open(const char* szPath, CInputFiles& inputs, CRunResult& result) {
+  m_files.emplace(szPath, inputs, result);
   return m_config.bSurfacePeriodStat || m_files->OpenMain();
 }
 
 void CStatSink::Begin(const bool (&arbActive)[PRODUCTS]) {
-  m_set.emplace(m_config, m_selection.Columns(), arbActive, m_files->Path());
+  m_set.emplace(m_config, m_selection.Columns(), arbActive, m_files->Path(), m_files->Result());
 }
 
 bool CStatSink::WriteHeader(int, int nSatellite) {
@@ -52,14 +52,13 @@ bool CStatSink::HasTaken(int64_t nLimit) const {
   return true;
 }
 
-bool CStatSink::End() {
+void CStatSink::End() {
   const CStatHeader header(m_config, m_nSatellite);
   WriteSpectra(header);
   WriteSurfacePeriod(header);
   WriteHistos(header);
   WriteRadiances(header);
   WriteBoxes(header);
-  return m_set->Ok() && m_files->Ok();
 }
 
 void CStatSink::WriteSpectra(const CStatHeader& header) {

@@ -12,6 +12,7 @@
 class CChannelSelection;
 class CConfigParam;
 class CInputFiles;
+class CRunResult;
 class CStatHeader;
 struct SRecordView;
 
@@ -23,12 +24,12 @@ class CStatSink : public CRecordSink {
   CStatSink(const CConfigParam& config, const CChannelSelection& selection);
 
   /// Statistics by surface and period have no file on the output path itself.
-  bool Open(const char* szPath, CInputFiles& inputs) override;
+  bool Open(const char* szPath, CInputFiles& inputs, CRunResult& result) override;
   void Begin(const bool (&arbActive)[PRODUCTS]) override;
   bool WriteHeader(int nFile, int nSatellite) override;
   bool Write(int nFile, const SRecordView& record) override;
   bool HasTaken(int64_t nLimit) const override;
-  bool End() override;
+  void End() override;
   bool Close() override { return !m_files || m_files->Close(); }
 
  private:

@@ -17,6 +17,7 @@
 #include "output/InputFiles.h"
 #include "output/Record.h"
 #include "output/RecordSink.h"
+#include "output/RunResult.h"
 #include "output/StreamWriter.h"
 #include "prod/Prod.h"
 #include "prod/ProdL1C.h"
@@ -161,7 +162,8 @@ void Run(SSetup& setup, SStream& stream, int nProduct, bool bFiles) {
   arbActive[nProduct] = true;
   if (!bFiles) {
     const int nColumns = setup.channels.Columns();
-    CStatSet set(setup.config, nColumns, arbActive, OUTPUT);
+    CRunResult result;
+    CStatSet set(setup.config, nColumns, arbActive, OUTPUT, result);
     CStatAccumulator accumulator(nColumns);
     EachRecord(setup, stream, nProduct, [&](const SRecordView& record) {
       const auto& [pProd, nPixel] = record.arPixels[nProduct];
@@ -171,7 +173,8 @@ void Run(SSetup& setup, SStream& stream, int nProduct, bool bFiles) {
   }
   const auto pSink = setup.MakeSink();
   CInputFiles inputs;
-  pSink->Open(OUTPUT, inputs);
+  CRunResult result;
+  pSink->Open(OUTPUT, inputs, result);
   pSink->Begin(arbActive);
   pSink->WriteHeader(0, SATELLITE);
   EachRecord(setup, stream, nProduct, [&](const SRecordView& record) { pSink->Write(0, record); });
