@@ -25,7 +25,7 @@ constexpr SHeaderField HEADER[] = {
     {"big_endian", INT1, "byte order", [](const H& h) -> int64_t { return h.config.bBigEndian; }, ONCE,
      "0 little-endian, 1 big-endian"},
     {"constant_1", INT4, "5", [](const H&) -> int64_t { return 5; }},
-    {"satellite", INT4, "satellite of the first pixel read; -1 when nothing was read",
+    {"satellite", INT4, "satellite of the first product; -1 when none of its pixels was selected",
      [](const H& h) -> int64_t { return h.nSatellite; }, ONCE, SATELLITES},
     {"constant_2", INT4, "95", [](const H&) -> int64_t { return 95; }},
     {"tb", INT1, "what spectra are", [](const H& h) -> int64_t { return h.config.bBrightnessTemperature; },
