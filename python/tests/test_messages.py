@@ -85,7 +85,8 @@ FAULTS = {  # a text in a file, what takes its place: what is said of it
     ("Report.cpp", 'Line("");', 'Print("%s", "Over");'): "a text among the values",
     ("Report.cpp", 'Line("");', 'Line("");\n  std::puts("Over");'): "puts prints past",
     ("ProductKind.h", '"No twt', 'X "No twt'): "cannot be told",
-    ("StatFiles.cpp", 'Fail("ERROR: W', 'Fail("ERROR: w'): "no row has `ERROR: writing failure!`",
+    ("RunResult.cpp", 'Line("ERROR: W', 'Line("ERROR: w'): "no row has `ERROR: writing failure!`",
+    ("Reader.cpp", '"not a reg', '"no reg'): "no row has `vex: %s: no regular file`",
     ("Option.h", "struct SChoice", "#define SAY CReporter::Line\nstruct SChoice"): "no macros"}
 
 
