@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "app/ConfigParam.h"
-#include "app/Option.h"
+#include "options/Option.h"
 #include "output/BinarySink.h"
 #include "output/Block.h"
 #include "output/Record.h"

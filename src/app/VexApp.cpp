@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "app/Option.h"
 #include "bufr/StreamReader.h"
 #include "extract/Extractor.h"
 #include "kernel/Reporter.h"
+#include "options/Option.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "app/Format.h"
+#include "extract/Format.h"
 #include "extract/Kind.h"
 #include "kernel/Reporter.h"
 #include "output/RecordSink.h"

@@ -1,4 +1,4 @@
-#include "app/Format.h"
+#include "extract/Format.h"
 
 #include "app/ConfigParam.h"
 #include "output/BinarySink.h"

@@ -5,8 +5,8 @@
 #include <span>
 
 #include "app/ConfigParam.h"
-#include "app/Format.h"
 #include "extract/Extractor.h"
+#include "extract/Format.h"
 #include "output/BinarySink.h"
 #include "output/FileSink.h"
 #include "output/RecordSink.h"

@@ -10,7 +10,7 @@
 
 #include "MemoryFiles.h"
 #include "app/ConfigParam.h"
-#include "app/Format.h"
+#include "extract/Format.h"
 #include "extract/Kind.h"
 #include "kernel/Cpu.h"
 #include "output/FileSink.h"

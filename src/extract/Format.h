@@ -17,5 +17,5 @@ struct SFormat {
   std::unique_ptr<CRecordSink> (*pMakeSink)(const CConfigParam&, const CChannelSelection&);
 };
 
-/// All formats. The table stands where the sinks are known, in extract/Format.cpp.
+/// All formats.
 std::span<const SFormat> Formats();
