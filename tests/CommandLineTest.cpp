@@ -2,14 +2,15 @@
 
 #include <cerrno>
 #include <iterator>
-#include <map>
+#include <set>
 #include <sstream>
 
 #include "TestSupport.h"
 #include "app/ConfigParam.h"
 #include "app/VexApp.h"
+#include "filter/Filter.h"
 #include "kernel/Reporter.h"
-#include "stat/StatFilters.h"
+#include "options/Option.h"
 
 namespace {
 
@@ -82,10 +83,11 @@ TEST(Options, EchoAndResult) {
       {"st", "sea", "1 -st 1\n"},
       {"st", "land", "1 -st 2\n"},
       {"st", "all", "1 -st 0\n"},
-      {"qlt", "ynx", "1 -qlt ynn\n"},
+      {"qlt", "yYx", "1 -qlt ynn\n"},
       {"tr", "06h00m00s,1h2m3s-22h30m59s,1h2m3s-4h,x",
        "3 -tr 06h00m00s\n-tr 01h02m03s-22h30m59s\nUnable to decode parameter time period 1h2m3s-4h\n"
        "Unable to decode parameter time period x\n"},
+      {"boxstat", "5", "3 "},
       {"boxstat", "90-180", "1 -boxstat 90-180\n"},
       {"histpix", "0.0001-0.001,100", "1 -histpix 0.0001-0.001,100\n"},
       {"histlat", "0-1,0", "3 "},
@@ -104,8 +106,6 @@ TEST(Options, EchoAndResult) {
 
 TEST(Options, KeepReplaceOrPartlyChange) {
   CConfigParam config;
-  Interpret(config, "ef", "x");
-  EXPECT_EQ(config.arL1CExtensions.Count(), 1);
   Interpret(config, "sf", "7-x");  // not accepted, but read up to there
   EXPECT_TRUE(config.snowFraction.fMin == 7 && config.snowFraction.fMax == -1 && !config.snowFraction.bOn);
   for (const char* szValue : {"yn", "yyyy", static_cast<const char*>(nullptr)}) {
@@ -118,43 +118,36 @@ TEST(Options, KeepReplaceOrPartlyChange) {
   EXPECT_TRUE(!config.bBoxStat && config.nBoxStatLatitudes == 90 && config.nBoxStatLongitudes == 180);
 }
 
-// Each filter that the help names is an option, and the header of statistics has it with its value. So have
-// those that the help has elsewhere.
+// Each option that filters has a row among the filters, and the header of statistics has it with its value.
 TEST(CommandLine, StatisticsNameEveryFilter) {
-  std::map<std::string, std::string> values = {
-      {"ef", "bin|x"},  {"ef2", "y"},       {"mf", "a,b"},
-      {"mf2", "c"},     {"mila", "-45.5"},  {"mala", "45"},
-      {"milo", "-0.5"}, {"malo", "12"},     {"on", "5-7,9"},
-      {"sln", "8-9"},   {"fov", "1,3-4"},   {"va", "10-20"},
-      {"tp", "night"},  {"st", "land"},     {"qlt", "nyn"},
-      {"mca", "99"},    {"lca", "1"},       {"lf", "0.5-50"},
-      {"sf", "3-4"},    {"avg", "0-0.001"}, {"var", "0-0.002"},
-      {"skip", "6"},    {"maxres", "7"},    {"tr", "01h02m03s-04h05m06s,07h08m09s-07h08m09s"}};
-  std::istringstream help(RunVex({"-h"}).szOutput);
-  std::string szLine;
-  const auto skipTo = [&](const char* szTitle) {
-    while (std::getline(help, szLine) && szLine.find(szTitle) == szLine.npos) continue;
-  };
-  skipTo("FILTERING OPTIONS");
-  int nFilters = 0;
-  while (std::getline(help, szLine) && szLine.find("STAT OPTIONS") == szLine.npos) {
-    if (!szLine.starts_with(" -") || szLine.starts_with(" -alt ")) continue;
-    const std::string szName = szLine.substr(2, szLine.find(' ', 2) - 2);
-    EXPECT_TRUE(values.count(szName)) << szName;
-    ++nFilters;
-  }
-  EXPECT_GT(nFilters, 15);
-  for (const auto& [szName, szValue] : values) {
+  std::set<std::string> named = {"alt"};
+  for (const std::string szFilter : {"-ef bin|x",    "-ef2 y",
+                                     "-mf a,b",      "-mf2 c",
+                                     "-mila -45.5",  "-mala 45",
+                                     "-milo -0.5",   "-malo 12",
+                                     "-on 5-7,9",    "-sln 8-9",
+                                     "-fov 1,3-4",   "-va 10-20",
+                                     "-tp night",    "-tp day",
+                                     "-st land",     "-st sea",
+                                     "-qlt nyn",     "-mca 99",
+                                     "-lca 1",       "-lf 0.5-50",
+                                     "-sf 3-4",      "-avg 0-0.001",
+                                     "-var 0-0.002", "-skip 6",
+                                     "-maxres 7",    "-tr 01h02m03s-04h05m06s,07h08m09s-07h08m09s"}) {
     CConfigParam config;
-    EXPECT_EQ(Interpret(config, szName.c_str(), szValue.c_str())[0], '1');
-    EXPECT_EQ(FiltersInForce(config), TArguments{"-" + szName + " " + szValue});
+    const size_t nBlank = szFilter.find(' ');
+    const std::string szName = szFilter.substr(1, nBlank - 1);
+    EXPECT_EQ(Interpret(config, szName.c_str(), &szFilter[nBlank + 1])[0], '1');
+    EXPECT_EQ(FiltersInForce(config), TArguments{szFilter});
+    named.insert(szName);
   }
+  for (const SFilter& filter : Filters()) EXPECT_TRUE(named.count(filter.szOption)) << filter.szOption;
+  for (const SOption& option : OptionSections()[1].options)
+    EXPECT_TRUE(named.count(option.szName)) << option.szName;
   CConfigParam config;
-  for (const auto& [szName, szValue] : std::vector<std::pair<const char*, const char*>>{
-           {"tp", "day"}, {"st", "sea"}, {"mf", "a\nb\rc"}, {"tr", "01h02m03s"}})
-    Interpret(config, szName, szValue);
-  EXPECT_EQ(FiltersInForce(config),
-            (TArguments{"-mf a b c", "-tr 01h02m03s-01h02m03s", "-tp day", "-st sea"}));
+  Interpret(config, "mf", "a\nb\rc");
+  Interpret(config, "tr", "01h02m03s");
+  EXPECT_EQ(FiltersInForce(config), (TArguments{"-mf a b c", "-tr 01h02m03s-01h02m03s"}));
 }
 
 TEST(CommandLine, HelpText) {
@@ -211,11 +204,8 @@ TEST(CommandLine, RequestsAreChecked) {
     const char *szArguments, *szMessages;
     bool bUsable = false;
   } arCases[] = {
-      {"-avhrr 1 -t2 clp -fd 2011-03-31 -ld 2011-03-01",
-       "Error: input directory path for L1c data is missing\n"
-       "Error: input directory path for L2 data is missing\nError: last date must be after first date\n"},
       // Each error alone.
-      {"-fd 2011-03-15 -ld 2011-03-15 -c 1", "Error: input directory path for L1c data is missing\n"},
+      {"-fd 2011-03-15 -ld 2011-03-15 -avhrr 1", "Error: input directory path for L1c data is missing\n"},
       {"-fd 2011-03-15 -ld 2011-03-15 -t2 clp", "Error: input directory path for L2 data is missing\n"},
       {"-fd 2011-03-15 -ld 2011-03-15 -d i -d2 i",
        "Error: you must at least request -h, -c, -avhrr or -t2\n"},

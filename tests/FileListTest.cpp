@@ -64,12 +64,10 @@ TEST(FileSelection, TakesOnlyTheInterval) {
 TEST(FileSelection, NamesOfAnyBytes) {
   CTempDir dir;
   const std::string szDay = "2011/03/15/";
-  TNames arAll;
-  for (const char* szName : {".bin", "a b\n.bin", "a%n.l1_bufr", "b.BIN", "b.bin2", "bin", "c.txt "})
-    arAll.push_back(szDay + szName);
-  for (const std::string& szName : {std::string(251, 'm') + ".bin", std::string("\xFF\xC3.bin")})
-    arAll.push_back(szDay + szName);
-  for (const std::string& szName : arAll) dir.Write(szName, "");
+  TNames arAll = {".bin",        "a b\n.bin", "a%n.l1_bufr", "b.BIN",
+                  "b.bin2",      "bin",       "c.txt ",      std::string(251, 'm') + ".bin",
+                  "\xFF\xC3.bin"};
+  for (std::string& szName : arAll) dir.Write(szName = szDay + szName, "");
   const SDate day{2011, 3, 15};
   EXPECT_EQ(Select(dir, "", "", day, day), arAll);  // an empty extension ends every name
   TNames arData = arAll;

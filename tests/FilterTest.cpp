@@ -35,13 +35,13 @@ class FilterTest : public testing::Test {
     const std::pair<RealColumn*, double> arReals[] = {
         {&p.Latitude, 50},         {&p.Longitude, 10},   {&p.SatelliteZenithAngle, -12.5},
         {&p.SolarZenithAngle, 90}, {&p.AverageIIS, 0.5}, {&p.VarianceIIS, 0.25}};
-    for (const auto& [pColumn, fValue] : arReals) std::fill_n(pColumn->Write(), PIXELS, fValue);
+    for (const auto& [pColumn, fValue] : arReals) pColumn->SetAll(fValue);
     const std::pair<IntColumn*, int> arInts[] = {
         {&p.OrbitNumber, 100},  {&p.ScanLineNumber, 20},  {&p.FieldOfViewNumber, 7}, {&p.Hour, 12},
         {&p.Minute, 30},        {&p.Milliseconds, 45999}, {&p.SurfaceType, 42},      {&p.CloudFraction, 40},
         {&p.LandFraction, 50},  {&p.SnowFraction, 5},     {&p.GqisQualFlag[0], 0},   {&p.GqisQualFlag[1], 1},
         {&p.GqisQualFlag[2], 0}};
-    for (const auto& [pColumn, nValue] : arInts) std::fill_n(pColumn->Write(), PIXELS, nValue);
+    for (const auto& [pColumn, nValue] : arInts) pColumn->SetAll(nValue);
   }
   CProdL1C m_prod;
 };
@@ -67,8 +67,8 @@ TEST_F(FilterTest, CommonFiltersPixelByPixel) {
                  {"10101", {"-tp day"}},
                  {"10110", {"-tp night"}},
                  {"00000",
-                  {"-mala 49.99", "-mila 60 -mala 40", "-milo 11", "-malo 9", "-on 101-99", "-sln 21-30",
-                   "-fov 0-6", "-va 0-60", "-tr 12h30m44s", "-tr 12h30m46s-23h00m00s",
+                  {"-mala 49.99", "-mila 60 -mala 40", "-milo 11", "-malo 9", "-milo 11 -malo 11",
+                   "-milo 9 -malo 9", "-on 101-99", "-tr 12h30m44s", "-tr 12h30m46s-23h00m00s",
                    "-tr 00h00m00s-12h29m59s", "-tr 12h00m00s-02h00m00s"}},
                  {"10111", {"-st sea", "-st land -st all"}, true},
                  {"00000", {"-st land"}, true}};
@@ -159,6 +159,30 @@ TEST_F(FilterTest, SkippingAndLimitsCountAcrossStages) {
     EXPECT_EQ(reader.PixelsSkipped, stage.nSkipped);
     EXPECT_EQ(reader.PixelsSelected, stage.nSelected);
   }
+}
+
+TEST_F(FilterTest, OneColumnThatVariesKeepsAMessage) {
+  const auto check = [this](auto& column, auto dropped, auto kept, const char* szOption) {
+    CConfigParam config;
+    Configure(config, szOption);
+    CL1Reader reader;
+    column.SetAll(dropped);
+    EXPECT_FALSE(reader.SelectPixelsToKeep(&config, &m_prod) || m_prod.KeepPixel[0]) << szOption;
+    column.Write()[PIXELS - 1] = kept;
+    EXPECT_TRUE(reader.SelectPixelsToKeep(&config, &m_prod)) << szOption;
+    EXPECT_EQ(KeptPixels(m_prod) + std::to_string(reader.PixelsRead), "000000000120") << szOption;
+    column.SetAll(kept);
+  };
+  check(m_prod.Latitude, 50, 51, "-mila 51");
+  check(m_prod.Longitude, 10, 9, "-malo 9");
+  check(m_prod.OrbitNumber, 100, 101, "-on 101");
+  check(m_prod.ScanLineNumber, 20, 21, "-sln 21");
+  check(m_prod.FieldOfViewNumber, 7, 8, "-fov 8");
+  check(m_prod.SatelliteZenithAngle, -12.5, 0.5, "-va 0-60");
+  check(m_prod.SolarZenithAngle, 91, 89, "-tp day");
+  check(m_prod.Hour, 12, 13, "-tr 13h30m45s");
+  check(m_prod.Minute, 30, 31, "-tr 13h31m45s");
+  check(m_prod.Milliseconds, 45999, 46000, "-tr 13h31m46s");
 }
 
 /// A message that the readers tell apart by its last descriptor; its data are all zeros.

@@ -10,7 +10,7 @@
 // Of an option, "help" and the words under "sub" are those of the program's help; "meaning" is what pages
 // say, "form" what they show behind the name, "value" what it takes: none, path, folder, word (of "sub"),
 // words (of "sub", between commas), switch (1 or 0) or text. "default" holds without it; one that "adds" may
-// be repeated.
+// be repeated. Of the stages of filters, in their order, "filters" are the options.
 
 #include <cstdio>
 #include <span>
@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "filter/Filter.h"
 #include "options/Option.h"
 #include "output/BinarySink.h"
 #include "output/Block.h"
@@ -300,6 +301,18 @@ std::string Options() {
   return list.Get();
 }
 
+/// The options of the filters, by the stage in which they are applied.
+std::string FilterStages() {
+  CJson list = List();
+  for (const SStage& stage : Stages()) {
+    CJson filters = List();
+    for (const SFilter& filter : Filters())
+      if (filter.eStage == stage.eStage) filters.Add(Quoted(filter.szOption));
+    list.AddLine(Object().Text("meaning", stage.szMeaning).Add("filters", filters.Get()).Get());
+  }
+  return list.Get();
+}
+
 }  // namespace
 
 int main() {
@@ -311,6 +324,7 @@ int main() {
                                 .Add("channel_limit", Number(CChannelSelection::LIMIT))
                                 .Add("blocks", Blocks())
                                 .Add("options", Options())
+                                .Add("stages", FilterStages())
                                 .Get();
   std::puts(szAll.c_str());
 }

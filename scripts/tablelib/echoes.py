@@ -3,7 +3,7 @@
 import subprocess
 from itertools import takewhile
 
-from .common import ROOT, Object
+from .common import Object
 from .roff import roff
 
 #: A value of each form that options show, written as few people do, so that the echo differs where it can.
@@ -48,14 +48,3 @@ def table(folder: str, rows: list[Object]) -> str:
         lines += [f"{one:<{WIDTH}}-{first}{two}".rstrip() for one, two in zip(given, said)]
         lines += [f"  so are {' '.join(f'-{other}' for other in others)}"] * bool(others)
     return "\n".join([".nf", *map(roff, lines), ".fi"])
-
-
-def refuse_unnamed_filters(rows: list[Object]) -> None:
-    """Raises SystemExit when the order of filters in the manual page lacks an option that filters."""
-    page = (ROOT / "docs/man/vex.1").read_text(encoding="utf-8")
-    section = page.partition(".SH FILTERS\n")[2].partition("\n.SH ")[0].replace("\\", "")
-    words = set(section.replace(",", " ").replace(":", " ").split())
-    lacking = [row["name"] for row in rows
-               if row["section"] == "FILTERING" and row["form"] != "FILE" and f"-{row['name']}" not in words]
-    if lacking:
-        raise SystemExit(f"docs/man/vex.1, FILTERS, does not tell of {' '.join(f'-{name}' for name in lacking)}")

@@ -6,7 +6,7 @@ from itertools import groupby
 from . import echoes
 from .commands import Command, Word
 from .common import Object, Tables
-from .roff import bold, form, italic, prose, roff, title, wrapped
+from .roff import bold, form, italic, marked, prose, roff, title, wrapped
 
 
 def synopsis(command: Command, short: bool = False) -> str:
@@ -58,13 +58,20 @@ def vex_item(row: Object, option: Word) -> list[str]:
     return [".TP", called(option, option.names), *prose(vex_text(row, option) + default)]
 
 
-def vex_tables(command: Command, rows: list[Object], folder: str) -> Tables:
-    echoes.refuse_unnamed_filters(rows)
+def stage_item(number: int, stage: Object) -> list[str]:
+    """The options of a stage of filters, behind what the stage is."""
+    return [f".IP {number}. 4", *wrapped(f"{marked(stage['meaning'])} {', '.join(bold('-' + name) for name in stage['filters'])}.")]
+
+
+def vex_tables(command: Command, layout: Object, folder: str) -> Tables:
+    rows = layout["options"]
+    stages = [line for number, stage in enumerate(layout["stages"], 1) for line in stage_item(number, stage)]
     lines: list[str] = []
     for section, pairs in groupby(zip(rows, command.options), lambda pair: pair[1].section):
         lines.append(f'.SS "{section.capitalize()} options"')
         lines += [line for row, option in pairs for line in vex_item(row, option)]
-    return {"title": title("vex", 1), "options": "\n".join(lines), "echo": echoes.table(folder, rows)}
+    return {"title": title("vex", 1), "options": "\n".join(lines), "filters": "\n".join(stages),
+            "echo": echoes.table(folder, rows)}
 
 
 # The other programs

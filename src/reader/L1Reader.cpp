@@ -1,79 +1,41 @@
 #include "reader/L1Reader.h"
 
-#include <algorithm>
-
 #include "app/ConfigParam.h"
+#include "filter/Filter.h"
 #include "kernel/Reporter.h"
 #include "prod/Column.h"
 
 namespace {
 
-using C = CConfigParam;
-using P = CProdL1C;
+CProdL1C* L1C(CProd* pProd) { return static_cast<CProdL1C*>(pProd); }
 
-P* L1C(CProd* pProd) { return static_cast<P*>(pProd); }
+/// The filters of L1C for the archive version of a message. Those of other versions are not filtered.
+class CL1CFilter {
+ public:
+  CL1CFilter(const CConfigParam& config, const CProdL1C& prod)
+      : m_prod(prod), m_filter(config, EStage::L1C, prod.DayVersion == CProdL1C::DAY_1) {}
 
-template <IntColumn P::*FIELD>
-double Percent(const P& prod, int nPixel) {
-  return static_cast<float>((prod.*FIELD)[nPixel]);
-}
+  bool Keeps(int nPixel) const { return !m_bFilters || m_filter.Keeps(m_prod, nPixel); }
 
-template <RealColumn P::*FIELD>
-double Radiance(const P& prod, int nPixel) {
-  return (prod.*FIELD)[nPixel];
-}
-
-/// Filters on what a day 1 archive does not have, besides those on clouds.
-constexpr struct {
-  SRealFilter C::*pFilter;
-  double (*pValue)(const P& prod, int nPixel);
-} FILTERS[] = {
-    {&C::landFraction, Percent<&P::LandFraction>},
-    {&C::snowFraction, Percent<&P::SnowFraction>},
-    {&C::averageIIS, Radiance<&P::AverageIIS>},
-    {&C::varianceIIS, Radiance<&P::VarianceIIS>},
+ private:
+  const CProdL1C& m_prod;
+  const bool m_bFilters = m_prod.DayVersion == CProdL1C::DAY_1 || m_prod.DayVersion == CProdL1C::DAY_2;
+  const CPixelFilter m_filter;
 };
-
-bool MatchCloud(const C& config, int64_t nCloud) {
-  return !(config.FiltersMaxCloud() && nCloud > config.nMaxCloudAmount) &&
-         !(config.FiltersMinCloud() && nCloud < config.nMinCloudAmount);
-}
-
-bool MatchQuality(const C& config, const P& prod, int nPixel) {
-  for (int i = 0; i < 3; ++i)
-    if (config.arbQuality[i] && prod.GqisQualFlag[i][nPixel] != 0) return false;
-  return true;
-}
-
-/// One flag stands for all bands.
-bool MatchDayOne(const C& config, const P& prod, int nPixel) {
-  bool bNotThere = config.FiltersMaxCloud() || config.FiltersMinCloud();
-  for (const auto& filter : FILTERS) bNotThere |= (config.*filter.pFilter).bOn;
-  if (bNotThere && config.nFormat == C::FORMAT_TXTSTAT) return false;
-  const auto& arbQuality = config.arbQuality;
-  return !std::ranges::count(arbQuality, true) || prod.GqisQualFlag[0][nPixel] == 0;
-}
 
 }  // namespace
 
 bool CL1Reader::MatchL1Filter(const CConfigParam* pConfig, const CProdL1C* pProd, int nPixel) {
-  const CProdL1C& prod = *pProd;
-  if (prod.DayVersion == P::DAY_1) return MatchDayOne(*pConfig, prod, nPixel);
-  if (prod.DayVersion != P::DAY_2) return true;
-  if (!MatchQuality(*pConfig, prod, nPixel)) return false;
-  if (!MatchCloud(*pConfig, prod.CloudFraction[nPixel])) return false;
-  return std::ranges::all_of(FILTERS, [&](const auto& filter) {
-    const SRealFilter& range = pConfig->*filter.pFilter;
-    return !range.bOn || range.Holds(filter.pValue(prod, nPixel));
-  });
+  return CL1CFilter(*pConfig, *pProd).Keeps(nPixel);
 }
 
 bool CL1Reader::SelectPixelsL1Filter(const CConfigParam* pConfig, CProdL1C* pProd) {
+  const CL1CFilter filter(*pConfig, *pProd);
   bool bAny = false;
   for (int i = 0; i < pProd->PixelCount; ++i) {
     if (!pProd->KeepPixel[i]) continue;
     --PixelsSelected;
-    bAny |= KeepIf(pConfig, pProd, i, [=] { return MatchL1Filter(pConfig, pProd, i); });
+    bAny |= KeepIf(pConfig, pProd, i, [&] { return filter.Keeps(i); });
   }
   return bAny;
 }

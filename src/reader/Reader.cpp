@@ -3,81 +3,41 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <tuple>
 
 #include "app/AltitudeMap.h"
 #include "bufr/StreamReader.h"
+#include "filter/Filter.h"
 #include "kernel/Reporter.h"
 #include "prod/ProductKind.h"
 
 namespace {
 
-bool InRanges(const TObjArray<CValueRange>& ranges, int64_t nValue) {
-  for (int i = 0; i < ranges.Count(); ++i)
-    if (ranges[i]->nMin <= nValue && nValue <= ranges[i]->nMax) return true;
-  return ranges.Count() == 0;
-}
+/// The filters of all products, and the surface, which is computed between them.
+class CCommonFilter {
+ public:
+  explicit CCommonFilter(const CConfigParam& config)
+      : m_map(config.altitudeMap), m_pixel(config, EStage::PRODUCT), m_surface(config, EStage::SURFACE) {}
 
-/// A range that crosses midnight holds nothing.
-bool InTimeRanges(const TObjArray<CTimeRange>& ranges, int64_t nHour, int64_t nMinute, int64_t nSecond) {
-  using Time = std::tuple<int64_t, int64_t, int64_t>;
-  const Time time(nHour, nMinute, nSecond);
-  for (int i = 0; i < ranges.Count(); ++i) {
-    const CTimeRange& r = *ranges[i];
-    if (Time(r.nStartHour, r.nStartMinute, r.nStartSecond) <= time &&
-        time <= Time(r.nEndHour, r.nEndMinute, r.nEndSecond))
-      return true;
+  /// Computes the pixel's SurfaceType when it passes all but the last.
+  bool Keeps(CProd& prod, int nPixel) const {
+    if (!m_pixel.Keeps(prod, nPixel)) return false;
+    const int nSurface = m_map.GetSurfaceType(prod.Latitude[nPixel], prod.Longitude[nPixel]);
+    prod.SurfaceType.WriteAll()[nPixel] = nSurface;  // of others it is as good as any
+    return m_surface.Keeps(prod, nPixel);
   }
-  return ranges.Count() == 0;
-}
 
-bool InPeriod(int nPeriod, double fSolarZenithAngle) {
-  if (nPeriod == CConfigParam::PERIOD_DAY) return !(fSolarZenithAngle > 90.0);
-  if (nPeriod == CConfigParam::PERIOD_NIGHT) return !(fSolarZenithAngle < 90.0);
-  return true;
-}
+ private:
+  const CAltitudeMap& m_map;
+  CPixelFilter m_pixel;
+  CPixelFilter m_surface;
+};
 
-bool InWindow(const CConfigParam& config, double fLatitude, double fLongitude) {
-  const bool bLatitude = fLatitude >= config.fMinLatitude && fLatitude <= config.fMaxLatitude;
-  // With the bounds the wrong way round no longitude is filtered out.
-  const bool bLongitude = config.fMaxLongitude < config.fMinLongitude ||
-                          !(fLongitude < config.fMinLongitude || fLongitude > config.fMaxLongitude);
-  return bLatitude && bLongitude;
-}
-
-bool HasIdentity(const CConfigParam& config, const CProd& prod, int nPixel) {
-  return InRanges(config.arOrbits, prod.OrbitNumber[nPixel]) &&
-         InRanges(config.arScanLines, prod.ScanLineNumber[nPixel]) &&
-         InRanges(config.arFieldsOfView, prod.FieldOfViewNumber[nPixel]);
-}
-
-bool HasAnglesAndTime(const CConfigParam& config, const CProd& prod, int nPixel) {
-  return (!config.viewingAngle.bOn || config.viewingAngle.Holds(prod.SatelliteZenithAngle[nPixel])) &&
-         InPeriod(config.nPeriod, prod.SolarZenithAngle[nPixel]) &&
-         InTimeRanges(config.arTimePeriods, prod.Hour[nPixel], prod.Minute[nPixel],
-                      prod.Milliseconds[nPixel] / 1000);
-}
-
-/// An unknown surface (-1) passes all.
-bool OnSurface(int nWanted, int nSurface) {
-  if (nWanted == CConfigParam::SURFACE_SEA) return nSurface < 1;
-  if (nWanted == CConfigParam::SURFACE_LAND) return nSurface != 0;
-  return true;
-}
-
-/// True when the filters find the same in all pixels.
+/// True when the filters of all products find the same in all pixels.
 bool AllAlike(const CProd& prod) {
-  const CColumn* const arpFiltered[] = {&prod.Latitude,
-                                        &prod.Longitude,
-                                        &prod.OrbitNumber,
-                                        &prod.ScanLineNumber,
-                                        &prod.FieldOfViewNumber,
-                                        &prod.SatelliteZenithAngle,
-                                        &prod.SolarZenithAngle,
-                                        &prod.Hour,
-                                        &prod.Minute,
-                                        &prod.Milliseconds};
-  return std::ranges::all_of(arpFiltered, [](const CColumn* pColumn) { return pColumn->IsUniform(); });
+  return std::ranges::all_of(Filters(), [&](const SFilter& filter) {
+    const bool bCommon = filter.eStage == EStage::PRODUCT || filter.eStage == EStage::SURFACE;
+    return !bCommon || filter.test.pIsUniform(prod);
+  });
 }
 
 /// A file that was listed was there, and is a loss also when it has gone since. nError is 0 for what is never
@@ -92,19 +52,12 @@ void ReportNotOpened(const char* szPath, int nError) {
 }  // namespace
 
 bool CReader::MatchFilterOverview(const CConfigParam* pConfig, CProd* pProd, int nPixel) {
-  const CConfigParam& config = *pConfig;
-  const CProd& prod = *pProd;
-  const double fLatitude = prod.Latitude[nPixel], fLongitude = prod.Longitude[nPixel];
-  if (!InWindow(config, fLatitude, fLongitude) || !HasIdentity(config, prod, nPixel) ||
-      !HasAnglesAndTime(config, prod, nPixel))
-    return false;
-  const int nSurface = config.altitudeMap.GetSurfaceType(fLatitude, fLongitude);
-  pProd->SurfaceType.WriteAll()[nPixel] = nSurface;  // of others it is as good as any
-  return OnSurface(config.nSurface, nSurface);
+  return CCommonFilter(*pConfig).Keeps(*pProd, nPixel);
 }
 
 bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
-  if (AllAlike(*pProd) && pProd->PixelCount > 0 && !MatchFilterOverview(pConfig, pProd, 0)) {
+  const CCommonFilter filter(*pConfig);
+  if (AllAlike(*pProd) && pProd->PixelCount > 0 && !filter.Keeps(*pProd, 0)) {
     PixelsRead += pProd->PixelCount;
     pProd->KeepPixel.SetAll(0);
     return false;
@@ -113,7 +66,7 @@ bool CReader::SelectPixelsToKeep(const CConfigParam* pConfig, CProd* pProd) {
   bool bAny = false;
   for (int i = 0; i < pProd->PixelCount; ++i) {
     ++PixelsRead;
-    bAny |= KeepIf(pConfig, pProd, i, [=] { return MatchFilterOverview(pConfig, pProd, i); });
+    bAny |= KeepIf(pConfig, pProd, i, [&] { return filter.Keeps(*pProd, i); });
   }
   return bAny;
 }

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "app/ConfigParam.h"
-#include "stat/StatFilters.h"
+#include "filter/Filter.h"
 #include "stat/StatTable.h"
 
 namespace {
