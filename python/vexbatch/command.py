@@ -48,7 +48,7 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
     joined = (_no_option(arguments.merge_out) or joined_path(settings, out)) if wish else None
     plan = Plan(settings, os.getcwd(), output_folder(out), arguments.timeout, arguments.retries,
                 arguments.strict, joined, make_pieces(settings, out, arguments.by), find_roots(settings),
-                os.path.abspath(arguments.index) if arguments.index else None)
+                os.path.abspath(arguments.index) if arguments.index else None, arguments.digest)
     refuse_paths(plan)
     return plan
 
@@ -258,7 +258,7 @@ def _news(plan: Plan) -> archive.News | None:
 def _import_checks(plan: Plan) -> None:
     """What workers need is imported once, before there are any."""
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
-    importlib.import_module("vexfile.commands.inspecting")
+    importlib.import_module("vexfile.reading.structure")
     if plan.settings.format == "txtstat":
         importlib.import_module("vexfile.statistics.merging")
 

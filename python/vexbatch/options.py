@@ -88,6 +88,7 @@ def make_parser() -> Parser:
     joined.add_argument("--cat", action="store_true", help="in the end join the records of all pieces")
     parser.add_argument("--merge-out", metavar="PATH",
                         help="path of what they are joined to (the template, FIRST_LAST for {date})")
+    parser.add_argument("--digest", action="store_true", help="record the SHA-256 of output files (only of joined tasks)")
     parser.add_argument("--vex", metavar="PATH", help="the program (vex)")
     parser.add_argument("--index", metavar="FOLDER",
                         help="keep an index of the archive there, and read only files that can hold a wanted pixel")

@@ -28,7 +28,7 @@ FORM = {
                  "suffixes": [str], "first": str, "last": str},
     "folder": str, "output": str, "timeout": int | float | None, "retries": int, "strict": bool,
     "joined": str | None, "pieces": [{"number": int, "first": str, "last": str, "out": str}], "roots": [str],
-    "index": str | None,
+    "index": str | None, "digest": bool,
 }
 FIELDS = "date, first, last, year, month, day"
 
@@ -95,6 +95,8 @@ class Plan:
         The folders of input, and the grid, that were there when the plan was made.
     index : str or None
         The folder of the index of the archive, by which runs are handed only the files that they need.
+    digest : bool
+        Whether digests of the output are asked for.
     """
 
     settings: Settings
@@ -107,6 +109,12 @@ class Plan:
     pieces: tuple[Piece, ...]
     roots: tuple[str, ...] = ()
     index: str | None = None
+    digest: bool = False
+
+    @property
+    def digests(self) -> bool:
+        """Whether the outputs of pieces have digests: what pieces are joined to is known by them."""
+        return self.digest or self.joined is not None
 
     def paths(self, piece: Piece) -> list[str]:
         """The files of a complete piece."""

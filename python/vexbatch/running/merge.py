@@ -54,7 +54,7 @@ def _sources(plan: Plan) -> list[State]:
     found = []
     for piece in plan.pieces:
         made = state.read_state(piece)
-        if made is None or state.fault(plan, piece, made):
+        if made is None or state.fault(plan, piece, made) or state.undigested(plan, made):
             raise BatchError(f"{piece.name} is not complete, so that nothing is joined")
         found.append(made)
     return [made for made in found if made["outputs"]]

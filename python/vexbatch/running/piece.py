@@ -5,15 +5,13 @@ from __future__ import annotations
 import contextlib
 import errno
 import glob
-import hashlib
 import os
 import shutil
 import tempfile
 import time
 from collections.abc import Iterator, Sequence
-from typing import Any
 
-from . import files, outcome, state
+from . import files, outcome, output, state
 from ..errors import NO_ROOM, BatchError, DiskFull
 from ..planning.listing import Archive, Inputs
 from ..planning.plan import Piece, Plan
@@ -67,8 +65,13 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
 
 
 def _meanwhile(plan: Plan, piece: Piece, inputs: Inputs) -> State | None:
-    """The state of a piece that somebody else has done while its log was waited for."""
-    return None if state.judge(plan, piece, inputs).reason else state.read_state(piece)
+    """The state of a piece that somebody else has done while its log was waited for, or that lacks digests alone."""
+    reason, made = state.judge(plan, piece, inputs).reason, state.read_state(piece)
+    if made and reason == state.UNDIGESTED:
+        made |= {"outputs": [one | {"sha256": output.digest(one["path"])} for one in made["outputs"]]}
+        files.write_json(piece.state, made)
+        return made
+    return None if reason else made
 
 
 @contextlib.contextmanager
@@ -219,27 +222,17 @@ def finish(plan: Plan, piece: Piece, made: State) -> State:
         A file is not sound, or not there.
     """
     pairs = [(piece.part + suffix, piece.out + suffix) for suffix in plan.settings.suffixes]
-    made = made | {"outputs": [_describe(part, out) for part, out in pairs]}
-    part = files.write_part(piece.state, made)  # tells what there may be, if this is the end
-    for one, out in pairs:
-        files.sync(one)
-        os.replace(one, out)
+    for part, out in pairs:
+        if os.path.isfile(part):
+            files.sync(part)
+    made = made | {"outputs": [output.describe(plan, part, out, made["counts"]) for part, out in pairs]}
+    written = files.write_part(piece.state, made)  # tells what there may be, if this is the end
+    for part, out in pairs:
+        os.replace(part, out)
     files.remove([piece.part + ".cfg"])
-    os.replace(part, piece.state)
+    os.replace(written, piece.state)
     files.sync_folder(piece.state)
     return made
-
-
-def _describe(part: str, out: str) -> dict[str, Any]:
-    """A file that is sound: its bytes, checksum and number of records, lines or rows."""
-    from vexfile.commands.inspecting import check
-    if not os.path.isfile(part):
-        raise ValueError(f"{out} was not written")
-    records = check(part).records
-    with open(part, "rb") as file:
-        digest = hashlib.file_digest(file, "sha256").hexdigest()
-        size = file.seek(0, os.SEEK_END)
-    return {"path": out, "bytes": size, "sha256": digest, "records": records}
 
 
 def _settle(piece: Piece, made: State) -> State:

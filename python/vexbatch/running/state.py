@@ -10,7 +10,7 @@ import os
 from collections.abc import Iterable, Sequence
 from typing import Any, NamedTuple
 
-from . import files
+from . import files, output
 from ..planning.listing import InputFile, Inputs
 from ..planning.plan import Piece, Plan
 
@@ -19,12 +19,13 @@ State = dict[str, Any]
 NO_INPUT, FAILED = "no input", "failed"
 COMPLETE = ("complete", "nothing", "damaged", NO_INPUT)
 MISSING, QUEUED, RUNNING = "missing", "queued", "running"
+UNDIGESTED = "its output has no digest"
 #: What is written of a piece.
 FORM = {
     "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "attempt": int,
     "options": {str: [str]}, "inputs": [(str, str, int, int)], "input_bytes": int, "seconds": int | float,
     "peak_memory": int, "complaints": {str: int}, "counts": {str: dict},
-    "outputs": [{"path": str, "bytes": int, "sha256": str, "records": int}],
+    "outputs": [output.FORM],
 }
 PIXELS = {str: (int, int)}
 
@@ -57,7 +58,7 @@ def fault(plan: Plan, piece: Piece, state: State | None) -> str:
 
 def joined_from(states: Iterable[State]) -> list[list[object]]:
     """The outputs of pieces as the input of what they are joined to: it is known by their checksums."""
-    return [[output["sha256"], output["path"], output["bytes"], 0] for state in states for output in state["outputs"]]
+    return [[one.get("sha256"), one["path"], one["bytes"], 0] for state in states for one in state["outputs"]]
 
 
 def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
@@ -78,7 +79,8 @@ def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
         return Judgement(found)
     if state["outputs"] and inputs.none and not _outputs(state):
         return Judgement("", f"all of its input is gone, what it gave is kept; remove {piece.state} to forget it")
-    return Judgement("; ".join(reason for reason in (found, _inputs(state, inputs.all())) if reason))
+    reasons = found, _inputs(state, inputs.all())
+    return Judgement("; ".join(filter(None, reasons)) or undigested(plan, state))
 
 
 def _days(piece: Piece, state: State) -> str:
@@ -113,19 +115,19 @@ def _inputs(state: State, inputs: Iterable[InputFile]) -> str:
 
 def _outputs(state: State) -> str:
     """What is wrong with the output."""
-    for output in state["outputs"]:
-        size = files.size(output["path"])
-        if size != output["bytes"]:
-            found = f"has {size} bytes in place of {output['bytes']}" if size >= 0 else "is gone"
-            return f"{output['path']} {found}"
-    return ""
+    return next(filter(None, map(output.fault, state["outputs"])), "")
+
+
+def undigested(plan: Plan, state: State) -> str:
+    """Says that the output has no digests, if they are wanted."""
+    return UNDIGESTED if plan.digests and not all(one.get("sha256") for one in state["outputs"]) else ""
 
 
 def clear(plan: Plan, piece: Piece) -> None:
     """Removes what there is of a piece, its state last. The log stays."""
     clear_parts(plan, piece)
     found = read_state(piece)
-    known = [output["path"] for output in found["outputs"]] if found else []
+    known = [one["path"] for one in found["outputs"]] if found else []
     files.remove([*(path for path in known if path.startswith(piece.out)), *plan.paths(piece)])
     files.remove([piece.state])
 
@@ -134,7 +136,7 @@ def clear_parts(plan: Plan, piece: Piece) -> None:
     """Removes what a run left that did not come to its end, and files that have their names without a state."""
     begun = files.read_json(piece.state + ".part")
     if begun and files.has_form(begun, FORM):
-        files.remove(output["path"] for output in begun["outputs"] if output["path"].startswith(piece.out))
+        files.remove(one["path"] for one in begun["outputs"] if one["path"].startswith(piece.out))
     files.remove(piece.part + suffix for suffix in ("", ".cfg", ".room", *plan.settings.suffixes))
     files.remove([piece.state + ".part"])
 

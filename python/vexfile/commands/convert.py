@@ -16,7 +16,8 @@ import numpy.typing as npt
 from ..reading import variables
 from ..reading.binary import LONG
 from .joining import difference
-from ..reading.opening import open_file, sort_of, with_index
+from ..reading.opening import open_file, with_index
+from ..reading.structure import sort_of
 from .writing import replacing
 
 Array = npt.NDArray[Any]

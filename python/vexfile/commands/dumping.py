@@ -13,7 +13,8 @@ from ..reading.binary import BinaryFile
 from ..reading.columns import Column, columns, header_names, positions, unique_names
 from ..errors import FormatError
 from ..reading.layout import Block
-from ..reading.opening import open_file, sort_of
+from ..reading.opening import open_file
+from ..reading.structure import sort_of
 from ..reading.text import TextFile
 from ..reading.variables import TIME_FIELDS, VexFile
 

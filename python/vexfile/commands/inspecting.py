@@ -6,7 +6,7 @@ import os
 import re
 import textwrap
 from collections.abc import Iterable, Iterator
-from typing import Any, NamedTuple
+from typing import Any
 
 import numpy as np
 import numpy.typing as npt
@@ -15,8 +15,9 @@ from ..reading.binary import BinaryFile
 from ..reading.columns import columns, positions
 from ..errors import FormatError
 from .numerals import surely_numbers
-from ..reading.opening import open_file, sort_of, with_index
+from ..reading.opening import open_file, with_index
 from ..reading.shapes import Shape
+from ..reading.structure import Sound, counted, sort_of, structure
 from ..reading.text import TextFile
 from ..reading.variables import VexFile, read_time
 
@@ -34,8 +35,6 @@ LARGEST = (1 << 31) - 1
 WIDTH = 100
 #: Dimensions whose number differs between records.
 LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
-#: What files of a sort consist of.
-UNITS = {"binary": "record", "text": "line", "statistics": "row"}
 
 Facts = dict[str, Any]
 Integers = npt.NDArray[np.int64]
@@ -172,7 +171,7 @@ def _record_rows(found: Facts) -> Iterator[tuple[str, str]]:
         yield "satellite", f"{found['platform']}, identifier {found['satellite']}"
     yield "products", " ".join(found["products"]) + ", with imager" * found["imager"]
     if found["spectrum"]:
-        yield "spectrum", f"{found['spectrum'].replace('_', ' ')}, {_counted(found['channel_count'], 'channel')}"
+        yield "spectrum", f"{found['spectrum'].replace('_', ' ')}, {counted(found['channel_count'], 'channel')}"
         yield "channels", found["channels"]
     without = f", {found['without_content']} of them without content" if found["without_content"] else ""
     yield "pixels", f"{found['pixels']}{without}"
@@ -187,28 +186,7 @@ def _record_rows(found: Facts) -> Iterator[tuple[str, str]]:
         yield "longitude", f"{found['west']:g} to {found['east']:g}{over}"
 
 
-def _counted(number: int, what: str) -> str:
-    return f"{number} {what}" + "s" * (number != 1)
-
-
 # --- Verification ---------------------------------------------------------------------------------------------------
-
-
-class Sound(NamedTuple):
-    """A file that was found to be sound; as text, a line that says so.
-
-    Attributes
-    ----------
-    records : int
-        How many it has; of text lines, of statistics rows.
-    """
-
-    path: str
-    sort: str
-    records: int
-
-    def __str__(self) -> str:
-        return f"{self.path}: sound, {self.sort}, {_counted(self.records, UNITS[self.sort])}"
 
 
 def check(path: str) -> Sound:
@@ -219,14 +197,14 @@ def check(path: str) -> Sound:
     FormatError
         The file is damaged, cut short, or not of vex.
     """
-    sort = sort_of(path)
-    if sort == "statistics":
-        return Sound(path, sort, _of_statistics(path)["rows"])
-    if sort == "text":
+    if sort_of(path) == "text":
         lines = TextFile(path)
         check_numbers(lines)
-        return Sound(path, sort, lines.pixels)
-    return Sound(path, "binary", BinaryFile(path, True).pixels)
+        return Sound(path, "text", lines.pixels)
+    found = structure(path)
+    if found.sort == "binary":
+        BinaryFile(path)  # whether the header belongs to the records
+    return found
 
 
 def check_numbers(file: TextFile) -> None:

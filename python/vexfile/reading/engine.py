@@ -14,9 +14,9 @@ from xarray.backends import BackendArray, BackendEntrypoint
 from xarray.core import indexing
 
 from . import variables
-from .header import is_binary, is_text
-from .opening import HEAD, open_file
+from .opening import open_file
 from ..statistics.files import is_statistics, open_statistics
+from .structure import HEAD, is_binary, is_text
 from .variables import Variable, VexFile
 
 Array = npt.NDArray[Any]

@@ -11,7 +11,8 @@ import numpy as np
 import numpy.typing as npt
 
 from ..errors import FormatError
-from .layout import HEADER_CONSTANTS, HEADER_LENGTH, Block, Field, layout
+from .layout import Block, Field, layout
+from .structure import HEADER_CONSTANTS, HEADER_LENGTH, is_binary
 
 #: Satellite identifiers of the archive (WMO common code table C-5).
 PLATFORMS = {3: "MetOp-B", 4: "MetOp-A", 5: "MetOp-C"}
@@ -93,16 +94,6 @@ def _blocks(channels: int, avhrr: bool, kinds: tuple[str, ...], first: bytes, or
     if channels > 0 or avhrr or not kinds:
         return with_l1c
     return with_l1c if first == struct.pack(order + "i", _marker(with_l1c)) else without
-
-
-def is_binary(head: bytes) -> bool:
-    """Whether the first bytes of a file (18 or more) can be those of a binary file of vex."""
-    if len(head) < 18 or head[4] > 1:
-        return False
-    order = "<>"[head[4]]
-    numbers = struct.unpack_from(order + "i", head, 5)[0], struct.unpack_from(order + "i", head, 13)[0]
-    marker: int = struct.unpack_from(order + "i", head)[0]
-    return numbers == HEADER_CONSTANTS and marker >= HEADER_LENGTH
 
 
 class _Reader:
@@ -217,9 +208,3 @@ def read_text_header(path: str, line: bytes) -> Header:
 
 def _is_channel(name: str) -> bool:
     return name.isascii() and name.isdigit() and len(name) <= 9
-
-
-def is_text(head: bytes) -> bool:
-    """Whether the first bytes of a file can be those of a text file of vex."""
-    names = b"\t".join(name.encode() for name in layout().blocks["Common"].column_names())
-    return len(head) > 0 and head[:len(names)] == names[:len(head)]

@@ -11,10 +11,6 @@ from typing import Any
 
 BINARY_SIZES = {"text": 0, "int1": 1, "int2": 2, "int4": 4, "real4": 4}
 
-#: Two numbers that every header has.
-HEADER_CONSTANTS = (5, 95)
-#: Bytes of the header record but for the lists of channels and kinds.
-HEADER_LENGTH = 21
 
 
 @dataclass(frozen=True)

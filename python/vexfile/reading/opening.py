@@ -3,39 +3,14 @@
 from __future__ import annotations
 
 from collections.abc import Callable
-from typing import Literal, TypeVar
+from typing import TypeVar
 
 from .binary import BinaryFile
 from ..errors import FormatError
-from .header import is_binary, is_text
+from .structure import sort_of
 from .text import TextFile
 
 T = TypeVar("T")
-Sort = Literal["binary", "text", "statistics"]
-
-#: What tells the sorts of files apart, bytes.
-HEAD = 512
-
-
-def sort_of(path: str) -> Sort:
-    """The sort of a file.
-
-    Raises
-    ------
-    FormatError
-        It is not of vex; what is wrong is told as of a binary file.
-    """
-    with open(path, "rb") as file:
-        head = file.read(HEAD)
-    if is_text(head):
-        return "text"
-    if head.startswith(b"# ") and not is_binary(head):
-        from ..statistics.files import is_statistics
-        if is_statistics(head):
-            return "statistics"
-    if not is_binary(head):
-        BinaryFile(path)
-    return "binary"
 
 
 def open_file(path: str, index: bool = False) -> BinaryFile | TextFile:

@@ -8,7 +8,7 @@ import numpy as np
 
 from .columns import columns, positions, unique_names
 from ..errors import FormatError
-from .opening import sort_of
+from .structure import sort_of
 from .text import TextFile
 
 if TYPE_CHECKING:

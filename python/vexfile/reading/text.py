@@ -17,11 +17,12 @@ import numpy.typing as npt
 
 from .binary import TYPES
 from ..errors import FormatError
-from .header import Header, is_text, read_text_header
+from .header import Header, read_text_header
 from .index import EMPTY
 from .kept import Kept
 from .layout import Field
 from .shapes import Choice, Place, Shape, channel_selections, extra_blocks, make_shape
+from .structure import is_text
 
 Array = npt.NDArray[Any]
 Integers = npt.NDArray[np.int64]
