@@ -20,7 +20,7 @@ _vex_batch_value() {
 _vex_batch_place() {
   case $1 in
     "")
-      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
+      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
       commands=(status run-piece plan todo workflow) places=()
       ;;
     " status")
@@ -32,7 +32,7 @@ _vex_batch_place() {
       commands=() places=(path text+)
       ;;
     " plan")
-      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
+      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
       commands=() places=()
       ;;
     " todo")

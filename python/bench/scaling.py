@@ -1,74 +1,82 @@
 #!/usr/bin/env python3
-"""Measures what a second process brings to vex-batch, and what it costs beside vex alone.
+"""Measures what vex-batch costs beside a shell loop of vex, and what a second process brings.
 
-Usage: scaling.py BUILD_DIR FOLDER [--days N] [--messages N]
+Usage: scaling.py BUILD_DIR FOLDER [--days N] [--messages N] [--repeats N]
 
-Each job runs over the same days, which are in memory: vex alone a day at a time, vex-batch with one process and with two.
-Beside them the same bytes as the output are written by one process and by two, to tell what the disk or the memory gives.
+Each output is made of the same days by a shell loop, by vex-batch with one process and by vex-batch with two, in turn;
+the medians count. Processor time is that of all processes, in user and system mode. What the disk adds is that of
+`fsync` on the same files, in the same folder: near nothing where FOLDER is in memory.
 """
 
 from __future__ import annotations
 
 import argparse
 import datetime
-import json
 import os
+import resource
+import shlex
 import shutil
+import statistics
 import subprocess
 import sys
 import time
-from collections.abc import Callable, Sequence
+from collections.abc import Callable
 from pathlib import Path
 
-JOBS = {"full spectra": "-c 1-8461", "brightness temperatures": "-c 1-8461 -tb 1", "text": "-c 1-8461 -of txt",
+JOBS = {"all channels": "-c 1-8461", "`-tb 1`": "-c 1-8461 -tb 1", "text": "-c 1-8461 -of txt",
         "ten channels": "-c 100,200,300,400,500,600,700,800,900,1000"}
 FIRST = datetime.date(2013, 4, 20)
-REPEATS = 3
+COLUMNS = ("Output", "MB", "loop, s", "`-j 1`, s", "`-j 2`, s", "loop / `-j 2`", "loop, s of CPU", "`-j 1`, s of CPU",
+           "CPU, `-j 1` / loop", "CPU, `-j 2` / loop", "fsync, s")
 
 
-def seconds(action: Callable[[], None]) -> float:
-    """The shortest of some times."""
-    best = float("inf")
-    for _ in range(REPEATS):
-        begin = time.perf_counter()
-        action()
-        best = min(best, time.perf_counter() - begin)
-    return best
+def times(action: Callable[[], None], out: Path) -> tuple[float, float]:
+    """Seconds that pass, and seconds of the processors, with an empty folder."""
+    shutil.rmtree(out, ignore_errors=True)
+    out.mkdir()
+    before, begin = resource.getrusage(resource.RUSAGE_CHILDREN), time.perf_counter()
+    action()
+    passed, after = time.perf_counter() - begin, resource.getrusage(resource.RUSAGE_CHILDREN)
+    return passed, after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
 
 
-def fresh(folder: Path) -> Path:
-    """The folder, empty."""
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir()
-    return folder
+def sync(out: Path) -> float:
+    """Seconds until all files of a folder are on the disk."""
+    begin = time.perf_counter()
+    for path in out.iterdir():
+        with open(path, "rb") as file:
+            os.fsync(file.fileno())
+    return time.perf_counter() - begin
 
 
-def write_copies(sizes: Sequence[int], folder: Path, processes: int) -> None:
-    """Files of these sizes, written by some processes."""
-    fresh(folder)
-    block = bytes(1 << 20)
-    children = []
-    for number in range(processes):
-        child = os.fork()
-        if child:
-            children.append(child)
-            continue
-        for i in range(number, len(sizes), processes):
-            with open(folder / str(i), "wb") as file:
-                for _ in range(sizes[i] >> 20):
-                    file.write(block)
-        os._exit(0)
-    for child in children:
-        os.waitpid(child, 0)
+def measure(build: Path, archive: Path, days: list[str], out: Path, options: str, repeats: int) -> list[float]:
+    """The figures of a row, in the order of COLUMNS."""
+    common = f"-d {shlex.quote(str(archive / 'L1C'))} -alt {shlex.quote(str(archive / 'land_sea_alti_map.dat'))} {options}"
+    program, target = shlex.quote(str(build / "vex")), shlex.quote(str(out))
+    loop = f"for d in {' '.join(days)}; do {program} {common} -fd $d -ld $d -out {target}/$d >/dev/null; done"
+    batch = [f"exec {shlex.quote(sys.executable)} -m vexbatch --vex {program} -j {jobs} --out {target}/'{{date}}' "
+             f"-- {common} -fd {days[0]} -ld {days[-1]} >/dev/null" for jobs in (1, 2)]
+    found: list[list[tuple[float, float]]] = [[], [], []]
+    synced: list[float] = []
+    for _ in range(repeats):
+        for one, script in zip(found, (loop, *batch)):
+            one.append(times(lambda script=script: subprocess.run(["sh", "-c", script], check=True), out))
+            if script is loop:
+                synced.append(sync(out))
+                size = sum(path.stat().st_size for path in out.iterdir()) / 1e6
+    wall, cpu = ([statistics.median(row[i] for row in one) for one in found] for i in (0, 1))
+    return [size, *wall, wall[0] / wall[2], cpu[0], cpu[1], cpu[1] / cpu[0], cpu[2] / cpu[0], statistics.median(synced)]
 
 
 def main() -> None:
-    """Makes the archive and prints the figures."""
+    """Makes the archive and prints the table."""
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", type=Path)
     parser.add_argument("folder", type=Path)
     parser.add_argument("--days", type=int, default=8)
-    parser.add_argument("--messages", type=int, default=24)
+    parser.add_argument("--messages", type=int, default=46, help="of a day; 46 are 61 MB")
+    parser.add_argument("--repeats", type=int, default=5)
+    parser.add_argument("--only", default="", help="outputs whose options have this")
     arguments = parser.parse_args()
     build, folder = arguments.build.resolve(), arguments.folder.resolve()
     folder.mkdir(parents=True, exist_ok=True)
@@ -77,34 +85,12 @@ def main() -> None:
         subprocess.run([build / "vex-sample", archive, "--days", str(arguments.days), "--messages",
                         str(arguments.messages), "--kinds", "l1c"], check=True, stdout=subprocess.DEVNULL)
     days = [str(FIRST + datetime.timedelta(i)) for i in range(arguments.days)]
-    common = ["-d", str(archive / "L1C"), "-alt", str(archive / "land_sea_alti_map.dat")]
-
-    def alone(options: list[str]) -> None:
-        fresh(out)
-        for day in days:
-            subprocess.run([build / "vex", *common, "-fd", day, "-ld", day, "-out", out / day, *options], check=True,
-                           stdout=subprocess.DEVNULL)
-
-    def batch(options: list[str], processes: int) -> None:
-        fresh(out)
-        subprocess.run([sys.executable, "-m", "vexbatch", "--vex", build / "vex", "-j", str(processes), "--out",
-                        out / "{date}", "--", *common, "-fd", days[0], "-ld", days[-1], *options], check=True,
-                       stdout=subprocess.DEVNULL)
-
-    figures = {}
-    for name, words in JOBS.items():
-        options = words.split()
-        single = seconds(lambda options=options: alone(options))
-        sizes = [path.stat().st_size for path in out.iterdir()]
-        one, two = (seconds(lambda options=options, n=n: batch(options, n)) for n in (1, 2))
-        writes = [seconds(lambda sizes=sizes, n=n: write_copies(sizes, folder / "copies", n)) for n in (1, 2)]
-        figures[name] = {"output, MB": sum(sizes) / 1e6, "vex alone, s": single, "one process, s": one,
-                         "two processes, s": two, "speed-up": one / two, "of vex alone": single / one,
-                         "writing alone, s": writes[0], "writing speed-up": writes[0] / writes[1]}
+    print("| " + " | ".join(COLUMNS) + " |\n|---" + "|--:" * (len(COLUMNS) - 1) + "|", flush=True)
+    for name, options in JOBS.items():
+        if arguments.only in options:
+            row = measure(build, archive, days, out, options, arguments.repeats)
+            print(f"| {name} | {row[0]:.0f} | " + " | ".join(f"{value:.2f}" for value in row[1:]) + " |", flush=True)
     shutil.rmtree(out)
-    shutil.rmtree(folder / "copies")
-    print(json.dumps({name: {what: round(value, 3) for what, value in found.items()}
-                      for name, found in figures.items()}, indent=1))
 
 
 if __name__ == "__main__":

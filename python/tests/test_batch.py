@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import hashlib
 import importlib.util
 import json
 import os
@@ -148,6 +149,7 @@ AGAIN: dict[str, tuple[Damage, str, str]] = {  # what happens, options besides, 
     "changed": (lambda folder: l1c(folder, 23)[1].touch(), "", "23 again: input files: 1 changed"),
     "output": (lambda folder: (folder / "out/2013-04-23.bin").unlink(), "", "23 again: out/2013-04-23.bin is gone"),
     "cut": (lambda folder: os.truncate(folder / "out/2013-04-24.bin", 9), "", "24 again: .* has 9 bytes in place of"),
+    "touched": (lambda folder: (folder / "out/2013-04-24.bin").touch(), "", "24 again: out/2013-04-24.bin was changed"),
     "state": (lambda folder: (folder / "out/2013-04-24.bin.json").write_text("{"), "", r"\[1/1\] 2013-04-24 complete"),
     "all gone": (lambda folder: shutil.rmtree(folder / DAY / "21"), "", "warning: 2013-04-21: all of its input")}
 
@@ -166,7 +168,7 @@ def test_what_changed_is_done_again(batch: Batch, what: str) -> None:
     redone = {path.name[:10] for path, time in kept.items() if not path.exists() or path.stat().st_mtime_ns != time}
     assert redone == ({"2013-04-2" + str(day) for day in range(6)} if options else set(re.findall(
         r"(2013-04-\d\d)(?: again| complete)", said))), said
-    if what in ("nothing", "output", "cut", "state", "changed"):
+    if what in ("nothing", "output", "cut", "touched", "state", "changed"):
         after = batch.result()
         assert {name: after[name] for name in before if name.endswith(".bin")} == {
             name: before[name] for name in before if name.endswith(".bin")}
@@ -375,6 +377,49 @@ def test_faults(batch: Batch) -> None:
     batch.vex = batch.real
     assert batch.call("", f"-c 1-8461 {SPAN}")[0] == 0
     batch.result()
+
+
+DAMAGED = (  # options, what happens to the output before vex ends, what is said; $1 and $2: the bytes of the header and of a record
+    ("-c 1-8461", "truncate -s -4 $0", "the file ends"),
+    ("-c 1-8461", "truncate -s -$2 $0", "has 39 records, and vex has counted 40 pixels"),
+    ("-c 1-8461", "fallocate -p -o 45056 -l 4096 $0", "has a hole at byte 45056, which"),
+    ("-c 1-8461", "printf x | dd of=$0 bs=1 seek=$(($1 + 9 * $2 - 2)) conv=notrunc", "the marker"),
+    ("-c 1-9", "printf x | dd of=$0 bs=1 seek=$(($1 + 9 * $2 + 1)) conv=notrunc", "the marker"),
+    ("-c 1-8461 -of txt", "truncate -s -1 $0", "the end of a line, the file ends"),
+    ("-c 1-9 -of txt", "sed -i '$d' $0", "has 39 records, and vex has counted 40 pixels"),
+    ("-c 1-8461 -of txt", "sed -i '20{N;s/\\n/ /}' $0", "a line of 84"),
+    ("-c 1-8461 -of txt", "fallocate -p -o 45056 -l 4096 $0", "has a hole at byte 45056, which"))
+
+
+def test_output_that_is_not_whole(batch: Batch) -> None:
+    """Whatever is missing of it, no file of the piece gets its name."""
+    day = "-fd 2013-04-20 -ld 2013-04-20"
+    for options, damage, says in DAMAGED:
+        channels = 8461 if "8461" in options else 9
+        header = 29 + 4 * channels
+        assert batch.call("", f"{options} {day}")[0] == 0
+        (made,) = batch.state("2013-04-20.bin")["outputs"]
+        (batch.folder / "damage").write_text(damage)
+        batch.slow("*-fd*2013-04-20*2013-04-20*", f'"{batch.real}" "$@"; exec sh -c \'eval "$(cat damage)"\' '
+                   f'out/2013-04-20.bin.part {header} {(made["bytes"] - header) // 40}')
+        (batch.folder / "out/2013-04-20.bin.json").unlink()
+        status, said = batch.call("--retries 0", f"{options} {day}")
+        assert status == 1 and "2013-04-20: its output is not sound: " in said and says in said, said
+        assert [path.name for path in sorted((batch.folder / "out").glob("2*"))] == ["2013-04-20.bin.json", "2013-04-20.bin.log"]
+        batch.vex = batch.real
+
+
+def test_digests(batch: Batch) -> None:
+    """They are made where they are asked for, or where pieces are joined, and of what is there without a run."""
+    day, runs = "-c 1 -fd 2013-04-20 -ld 2013-04-21", 0
+    for own, says, digests in (("", "[2/2]", 0), ("", "2 of 2 pieces are complete", 0), ("--digest", "its output has no digest", 2),
+                               ("--cat", "2 of 2 pieces are complete", 2)):
+        status, said = batch.call(own, day)
+        assert status == 0 and says in said, said
+        assert runs in (0, runs := sum(path.stat().st_mtime_ns for path in (batch.folder / "out").glob("2013-04-2[01].bin.log")))
+        outputs = [output for name in ("2013-04-20", "2013-04-21") for output in batch.state(f"{name}.bin")["outputs"]]
+        assert [output.get("sha256") for output in outputs] == [
+            hashlib.sha256((batch.folder / output["path"]).read_bytes()).hexdigest() if digests else None for output in outputs]
 
 
 def test_runs(tmp_path: pathlib.Path) -> None:

@@ -15,6 +15,7 @@ from hypothesis import strategies as st
 import vexfile
 from vexfile.commands.inspecting import check
 from vexfile.commands.numerals import surely_numbers
+from vexfile.reading.structure import structure
 
 sys.path.insert(0, str(Path(__file__).parents[2] / "docs/examples"))
 import read_vex  # noqa: E402
@@ -48,6 +49,7 @@ def test_damage_anywhere(runs: Runs, tmp_path: Path, run: tuple[str, str], form:
         with pytest.raises(vexfile.FormatError):
             check(str(path))
         return
+    assert structure(str(path)).records == data.sizes["pixel"]
     if form == "txt" or "-2" in run[1]:
         return
     header, parts = read_vex.read(str(path))

@@ -10,7 +10,6 @@ down a number.
 from __future__ import annotations
 
 import os
-import subprocess
 from collections import Counter
 from collections.abc import Iterable, Iterator, Sequence
 from typing import NamedTuple
@@ -60,6 +59,7 @@ def calls(folder: str) -> list[str]:
 
 def ask(words: Sequence[str]) -> str:
     """What a program of SLURM says."""
+    import subprocess
     try:
         done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               encoding="utf-8", errors="surrogateescape")

@@ -7,15 +7,15 @@ vex with its worker, also when they are killed.
 from __future__ import annotations
 
 import contextlib
-import multiprocessing
+import json
 import os
+import select
 import signal
+import sys
 from collections import deque
 from collections.abc import Callable, Iterator, Sequence
-from multiprocessing.connection import Connection, wait
-from multiprocessing.context import ForkProcess
 from types import FrameType
-from typing import Any
+from typing import BinaryIO, NoReturn
 
 from ..running import state
 from ..errors import BatchError, DiskFull, Stopped
@@ -90,27 +90,47 @@ class _Worker:
     """A process and the piece that it is at."""
 
     def __init__(self, plan: Plan) -> None:
-        context = multiprocessing.get_context("fork")
-        self.connection, theirs = context.Pipe()
+        tasks, self._tasks = os.pipe()
+        self.results, results = os.pipe()
         self.task: tuple[int, int] | None = None
-        self.process: ForkProcess = context.Process(target=_work, args=(plan, theirs, os.getpid()), daemon=True)
+        parent = os.getpid()
         signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)  # until it has its own ways with them
-        self.process.start()
+        self._process = os.fork()
+        if not self._process:
+            os.close(self._tasks)
+            os.close(self.results)
+            _work(plan, open(tasks, "rb"), results, parent)
         signal.pthread_sigmask(signal.SIG_UNBLOCK, SIGNALS)
-        theirs.close()
+        os.close(tasks)
+        os.close(results)
+        self._lines = open(self.results, "rb")
 
     def give(self, task: tuple[int, int]) -> None:
         self.task = task
         with contextlib.suppress(OSError):  # it has died, which is seen when its result is waited for
-            self.connection.send(task)
+            os.write(self._tasks, b"%d %d\n" % task)
 
     def result(self) -> State | None:
         """What came of the task; None when the worker died of it."""
-        try:
-            found: State = self.connection.recv()
-        except (EOFError, OSError):
+        text = self._lines.readline()
+        if not text.endswith(b"\n"):
             return None
+        found: State = json.loads(text)
         return found
+
+    def end(self) -> None:
+        """Asks it to end; `wait` has to follow."""
+        os.kill(self._process, signal.SIGTERM)
+
+    def wait(self, seconds: float) -> None:
+        """Waits for its end, and kills it when that takes longer."""
+        poll = select.poll()
+        poll.register(self.results, 0)  # the other end is closed when it has gone
+        if not poll.poll(seconds * 1000):
+            os.kill(self._process, signal.SIGKILL)
+        os.waitpid(self._process, 0)
+        self._lines.close()
+        os.close(self._tasks)
 
 
 class _Crew:
@@ -139,43 +159,50 @@ class _Crew:
 
     def results(self) -> Iterator[tuple[int, int, State]]:
         """Waits for results; a worker that died gives way to a new one."""
-        by_connection: dict[Any, _Worker] = {worker.connection: worker for worker in self._workers if worker.task}
-        for connection in wait(list(by_connection)):
-            worker = by_connection[connection]
+        busy = {worker.results: worker for worker in self._workers if worker.task}
+        poll = select.poll()
+        for descriptor in busy:
+            poll.register(descriptor, select.POLLIN)
+        for descriptor, _ in poll.poll():
+            worker = busy[descriptor]
             assert worker.task
             (number, attempt), made = worker.task, worker.result()
             worker.task = None
             if made is None:
-                worker.process.join()
+                worker.wait(LEAVE)
                 self._workers.remove(worker)
                 made = {"outcome": state.FAILED, "why": "the process that ran it was killed", "killed": True}
             yield number, attempt, made
 
     def __exit__(self, *_: object) -> None:
         for worker in self._workers:
-            worker.process.terminate()
+            worker.end()
         for worker in self._workers:
-            worker.process.join(LEAVE)
-            worker.process.kill()
-            worker.process.join()
+            worker.wait(LEAVE)
 
 
-def _work(plan: Plan, connection: Connection, parent: int) -> None:
+def _work(plan: Plan, tasks: BinaryIO, results: int, parent: int) -> NoReturn:
     """The life of a worker."""
     def stop(number: int, _: FrameType | None) -> None:
         signal.signal(signal.SIGTERM, signal.SIG_IGN)
         raise Stopped(number)
 
-    die_with(parent)
-    for one in SIGNALS:  # the terminal sends its signals to all; the parent tells what is to be done
-        signal.signal(one, signal.SIG_IGN)
     try:
+        die_with(parent)
+        for one in SIGNALS:  # the terminal sends its signals to all; the parent tells what is to be done
+            signal.signal(one, signal.SIG_IGN)
         signal.signal(signal.SIGTERM, stop)
         signal.pthread_sigmask(signal.SIG_UNBLOCK, SIGNALS)
-        while True:
-            number, attempt = connection.recv()
-            connection.send(_brief(_result(plan, number, attempt)))
-    except (EOFError, OSError, Stopped):
+        for line in tasks:
+            number, attempt = map(int, line.split())
+            text = json.dumps(_brief(_result(plan, number, attempt))).encode() + b"\n"
+            while text:
+                text = text[os.write(results, text):]
+    except (OSError, Stopped):
+        pass
+    except BaseException:
+        sys.excepthook(*sys.exc_info())
+    finally:
         os._exit(0)
 
 

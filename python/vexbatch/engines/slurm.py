@@ -8,7 +8,6 @@ import dataclasses
 import os
 import re
 import shlex
-import shutil
 import sys
 import time
 from collections.abc import Callable, Sequence
@@ -110,6 +109,7 @@ def submit(plan: Plan, numbers: Sequence[int], wish: argparse.Namespace) -> str:
     except BatchError as error:
         if not ids:
             with contextlib.suppress(BatchError):  # where it is not known whether sbatch took it, it stays
+                import shutil
                 if not in_queue(call):
                     shutil.rmtree(call)
             raise UsageError(str(error)) from None

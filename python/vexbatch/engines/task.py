@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import os
-import socket
 import sys
 from collections.abc import Sequence
 
@@ -73,4 +72,4 @@ def not_seen(plan: Plan) -> str:
     """What there was where the plan was made and is not here: without its archive a piece would seem to have no input.
     """
     gone = [path for path in (plan.settings.vex, *plan.roots) if not os.path.exists(path)]
-    return f"{socket.gethostname()} sees no {', '.join(gone)}" if gone else ""
+    return f"{os.uname().nodename} sees no {', '.join(gone)}" if gone else ""

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import calendar
 import dataclasses
 import datetime
 import json
@@ -146,6 +145,7 @@ def spans(first: Date, last: Date, by: str) -> Iterator[Span]:
     while True:
         days = int(match[1]) if match else 1
         if by == "month":
+            import calendar
             days = calendar.monthrange(first.year, first.month)[1] - first.day + 1
         end = first + datetime.timedelta(min(days - 1, (last - first).days))
         yield first, end

@@ -9,14 +9,11 @@ from __future__ import annotations
 import datetime
 import os
 import re
-import shutil
-import subprocess
-import tempfile
 from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import NamedTuple
 
-from ..running import outcome
+from ..running import files, outcome, process
 from ..errors import UsageError
 
 Date = datetime.date
@@ -145,7 +142,9 @@ def dates(first: str, last: str) -> list[tuple[str, str]]:
 
 def find_vex(path: str | None) -> str:
     """The program, by its path or among those of the shell."""
-    found = shutil.which(path or "vex")
+    name = path or "vex"
+    paths = [name] if os.sep in name else [os.path.join(folder, name) for folder in os.get_exec_path()]
+    found = next((one for one in paths if os.path.isfile(one) and os.access(one, os.X_OK)), None)
     if not found:
         raise UsageError(f"{path}: no such program" if path else "there is no vex in PATH; name it with --vex")
     return os.path.abspath(found)
@@ -166,7 +165,7 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
     """
     _refuse_words(vex, words)
     configuration = _configuration(words)
-    with tempfile.TemporaryDirectory(prefix="vex-batch-") as folder:
+    with files.folder_for_now() as folder:
         if "=" in folder:
             raise UsageError(f"{folder}: the folder of temporary files (TMPDIR) has a = in its path")
         own = [("out", os.path.join(folder, "out")), *dates(NEVER, NEVER), ("maxres", "0")]
@@ -189,10 +188,9 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
 def _say(words: Sequence[str]) -> str:
     """What vex prints."""
     try:
-        done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        return os.fsdecode(process.say(words))
     except OSError as error:
         raise UsageError(f"{words[0]}: {error.strerror}") from None
-    return os.fsdecode(done.stdout)
 
 
 def _refuse_words(vex: str, words: Sequence[str]) -> None:

@@ -4,10 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import errno
-import glob
 import os
-import shutil
-import tempfile
 import time
 from collections.abc import Iterator, Sequence
 
@@ -152,6 +149,8 @@ def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list
     if index is None:
         yield [], False
         return
+    import tempfile
+
     from ..index import archive
     with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
         found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
@@ -170,6 +169,10 @@ def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
 
 def sweep_links() -> None:
     """Removes folders of links whose makers were killed."""
+    import glob
+    import shutil
+    import tempfile
+
     from ..index import archive
     for path in glob.glob(os.path.join(archive.place_of_links() or tempfile.gettempdir(), LINKS + "*-*")):
         owner = path.rpartition(LINKS)[2].partition("-")[0]

@@ -9,7 +9,6 @@ import re
 import resource
 import select
 import signal
-import subprocess
 import time
 from collections.abc import Callable, Iterable, Sequence
 from typing import NamedTuple
@@ -22,6 +21,8 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 #: Seconds between two looks at the log of a run.
 LOOK = 0.05
 UNWRITTEN = "output could not be written"
+#: With this status ends what could not be started, as in the shell.
+UNSTARTED = 127
 #: Looks after which a run has all the memory that it will need: what a message takes is taken with the first ones.
 ENOUGH = 20
 _libc = ctypes.CDLL(None, use_errno=True)
@@ -53,31 +54,55 @@ def run(words: Sequence[str], log: int, timeout: float | None) -> Ended:
     try:
         child = _begin(words, log, mask)
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
-        watch = _Watch(child.pid, log, begun + timeout if timeout else None)
+        watch = _Watch(child, log, begun + timeout if timeout else None)
         why = watch.wait()
-        _kill(child.pid)
+        _kill(child)
     except BaseException:
         if child is not None:
-            _kill(child.pid)
-            child.wait()
+            _kill(child)
+            os.waitpid(child, 0)
         raise
     finally:
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
-    _, status, usage = os.wait4(child.pid, 0)
-    child.returncode = os.waitstatus_to_exitcode(status)
-    return Ended(why or _why(child.returncode), time.monotonic() - begun, watch.peak(usage.ru_maxrss))
+    _, status, usage = os.wait4(child, 0)
+    return Ended(why or _why(os.waitstatus_to_exitcode(status)), time.monotonic() - begun, watch.peak(usage.ru_maxrss))
 
 
-def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> subprocess.Popen[bytes]:
-    """A child that has a mask of signals, and does not outlive this process."""
+def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> int:
+    """The number of a child that has a mask of signals, and does not outlive this process."""
     parent = os.getpid()
-
-    def prepare() -> None:
+    if child := os.fork():
+        return child
+    try:
         die_with(parent)
+        os.setpgid(0, 0)
+        for place, descriptor in enumerate((os.open(os.devnull, os.O_RDONLY), log, log)):
+            os.dup2(descriptor, place)
+        for one in (signal.SIGPIPE, signal.SIGXFSZ):  # Python ignores them
+            signal.signal(one, signal.SIG_DFL)
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
+        os.execvp(words[0], list(words))
+    finally:
+        os._exit(UNSTARTED)
 
-    return subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=log, stderr=log, process_group=0,
-                            preexec_fn=prepare)
+
+def say(words: Sequence[str]) -> bytes:
+    """What a program prints."""
+    reading, writing = os.pipe()
+    with open(reading, "rb") as pipe:
+        try:
+            child = os.posix_spawn(words[0], list(words), os.environ, file_actions=[
+                (os.POSIX_SPAWN_OPEN, 0, os.devnull, os.O_RDONLY, 0), (os.POSIX_SPAWN_DUP2, writing, 1),
+                (os.POSIX_SPAWN_DUP2, writing, 2)], setsigdef=[signal.SIGPIPE, signal.SIGXFSZ])
+        finally:
+            os.close(writing)
+        try:
+            return pipe.read()
+        except BaseException:
+            os.kill(child, signal.SIGKILL)
+            raise
+        finally:
+            os.waitpid(child, 0)
 
 
 def _kill(group: int) -> None:
@@ -89,7 +114,7 @@ def _why(code: int) -> str:
     if code < 0:
         known = {int(one): f" ({one.name})" for one in signal.Signals}
         return f"killed by signal {-code}{known.get(-code, '')}"
-    return f"ended with status {code}" if code else ""
+    return "could not be started" if code == UNSTARTED else f"ended with status {code}" if code else ""
 
 
 class _Watch:

@@ -12,7 +12,6 @@ from typing import Any
 BINARY_SIZES = {"text": 0, "int1": 1, "int2": 2, "int4": 4, "real4": 4}
 
 
-
 @dataclass(frozen=True)
 class Field:
     """One field of a record.
