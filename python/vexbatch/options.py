@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import os
 from typing import NoReturn
 
 from vexfile.version import VERSION
@@ -38,6 +39,17 @@ exit status:
 """
 
 
+class Help(argparse.RawDescriptionHelpFormatter):
+    """As wide as the terminal; argparse imports shutil, and with it libraries of compression, to know that."""
+
+    def __init__(self, prog: str) -> None:
+        try:
+            width = int(os.environ.get("COLUMNS", 0)) or os.get_terminal_size().columns
+        except (OSError, ValueError):
+            width = 0
+        super().__init__(prog, width=(width or 80) - 2)
+
+
 class Parser(argparse.ArgumentParser):
     """Says what is wrong in one line."""
 
@@ -71,7 +83,7 @@ def _seconds(text: str) -> float:
 def make_parser() -> Parser:
     """That of the call itself."""
     parser = Parser(prog="vex-batch", description=DESCRIPTION, epilog=EPILOG, usage=USAGE,
-                    formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+                    formatter_class=Help, allow_abbrev=False)
     parser.add_argument("--version", action="version", version=f"vex-batch {VERSION}")
     parser.add_argument("-j", "--jobs", type=_positive, metavar="N", default=local.cores(),
                         help="pieces at a time (all cores)")
@@ -113,7 +125,8 @@ def command_parser(name: str) -> Parser:
     words, does = COMMANDS[name]
     if words is None:
         return make_parser()
-    parser = Parser(prog=f"vex-batch {name}", description=f"{does[0].upper()}{does[1:]}.", allow_abbrev=False)
+    parser = Parser(prog=f"vex-batch {name}", description=f"{does[0].upper()}{does[1:]}.",
+                    formatter_class=Help, allow_abbrev=False)
     for word in words:
         if word == "NUMBER":
             parser.add_argument("numbers", metavar=word, nargs="+", type=natural)

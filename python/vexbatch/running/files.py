@@ -22,8 +22,7 @@ def write_part(path: str, content: Any) -> str:
     part = path + ".part"
     try:
         with open(part, "w", encoding="utf-8") as file:
-            json.dump(content, file)
-            file.write("\n")
+            file.write(json.dumps(content) + "\n")  # json.dump takes ten times as long
             file.flush()
             os.fsync(file.fileno())
     except BaseException:

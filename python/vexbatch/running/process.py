@@ -18,8 +18,8 @@ from . import outcome
 PR_SET_PDEATHSIG = 1
 #: What ends a call in good order.
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-#: Seconds between two looks at the log of a run.
-LOOK = 0.05
+#: Seconds between two looks at the log of a run, the first ones and the longest.
+LOOK, LONG_LOOK = 0.05, 0.5
 UNWRITTEN = "output could not be written"
 #: With this status ends what could not be started, as in the shell.
 UNSTARTED = 127
@@ -127,13 +127,15 @@ class _Watch:
 
     def wait(self) -> str:
         """Waits for its end; says why it is to be ended before."""
-        ended = self._poller()
+        ended, pause = self._poller(), LOOK
         try:
             while True:
-                self._memory = max(self._memory, self._held())
                 self._looks += 1
-                if ended(LOOK):
+                if self._looks >= ENOUGH:
+                    self._memory = max(self._memory, self._held())
+                if ended(pause):
                     return ""
+                pause = min(LONG_LOOK, pause * 1.2)
                 if self._write_failed():
                     return UNWRITTEN
                 if self._until is not None and time.monotonic() >= self._until:
