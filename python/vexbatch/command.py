@@ -259,6 +259,8 @@ def _import_checks(plan: Plan) -> None:
     """What workers need is imported once, before there are any."""
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
     importlib.import_module("vexfile.reading.structure")
+    if plan.settings.l2_kinds or "box" in plan.settings.options:  # records and lines may differ in length
+        importlib.import_module("vexfile.reading.opening")
     if plan.settings.format == "txtstat":
         importlib.import_module("vexfile.statistics.merging")
 

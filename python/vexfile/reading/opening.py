@@ -1,4 +1,4 @@
-"""Which sort of file it is, told by its first bytes; nothing is imported that the sort does not need."""
+"""Opens binary and text files."""
 
 from __future__ import annotations
 
