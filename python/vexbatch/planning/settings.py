@@ -188,7 +188,7 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
 def _say(words: Sequence[str]) -> str:
     """What vex prints."""
     try:
-        return os.fsdecode(process.say(words))
+        return os.fsdecode(b"".join(process.say(words)))
     except OSError as error:
         raise UsageError(f"{words[0]}: {error.strerror}") from None
 

@@ -86,23 +86,25 @@ def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> int:
         os._exit(UNSTARTED)
 
 
-def say(words: Sequence[str]) -> bytes:
-    """What a program prints."""
+def say(words: Sequence[str]) -> tuple[bytes, bytes]:
+    """What a program prints on standard output and standard error."""
     reading, writing = os.pipe()
-    with open(reading, "rb") as pipe:
+    with open(reading, "rb") as pipe, open(os.memfd_create("errors"), "w+b") as errors:
         try:
             child = os.posix_spawn(words[0], list(words), os.environ, file_actions=[
                 (os.POSIX_SPAWN_OPEN, 0, os.devnull, os.O_RDONLY, 0), (os.POSIX_SPAWN_DUP2, writing, 1),
-                (os.POSIX_SPAWN_DUP2, writing, 2)], setsigdef=[signal.SIGPIPE, signal.SIGXFSZ])
+                (os.POSIX_SPAWN_DUP2, errors.fileno(), 2)], setsigdef=[signal.SIGPIPE, signal.SIGXFSZ])
         finally:
             os.close(writing)
         try:
-            return pipe.read()
+            said = pipe.read()
         except BaseException:
             os.kill(child, signal.SIGKILL)
             raise
         finally:
             os.waitpid(child, 0)
+        errors.seek(0)
+        return said, errors.read()
 
 
 def _kill(group: int) -> None:
