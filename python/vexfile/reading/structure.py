@@ -152,22 +152,31 @@ def _are_sound(descriptor: int, seams: range, marker: bytes) -> bool:
 
 
 def _lines(descriptor: int, size: int) -> int | None:
-    """The number of line feeds, as long as each line is at least 7/8 as long as the one before; of short lines, all.
-
-    None when the last line has none.
+    """The number of line feeds, as far as they are where the length of the line before lets one expect them; of short
+    lines, all. None when the last line has none.
     """
     count = place = length = 0
     while place < size:
-        skipped = length - length // 8 if length > LONG else 0
-        end = -1
-        while end < 0:
-            data = os.pread(descriptor, max(LONG, 3 * length // 16) if skipped else CHUNK, place + skipped)
-            if not data:
-                return None
-            end = data.find(b"\n")
-            skipped += len(data) if end < 0 else 0
-        last = end if skipped else data.rfind(b"\n")
-        count += 1 if skipped else data.count(b"\n")
-        length = skipped + end + 1
-        place += skipped + last + 1
+        if length > LONG:
+            end = _line_feed(descriptor, place + length - length // 16, length // 8)
+            if not 0 < end - place <= length + length // 2:  # it may be that of the next line
+                end = _line_feed(descriptor, place, CHUNK)
+            count, length = count + 1, end - place
+        else:
+            data = os.pread(descriptor, CHUNK, place)
+            length = data.find(b"\n") if b"\n" in data else LONG + 1
+            end = place + data.rfind(b"\n") if b"\n" in data else _line_feed(descriptor, place, CHUNK)
+            count += data.count(b"\n") or 1
+        if end < place:
+            return None
+        place = end + 1
     return count
+
+
+def _line_feed(descriptor: int, place: int, step: int) -> int:
+    """Where the next line feed is; -1 when there is none."""
+    while data := os.pread(descriptor, step, place):
+        if (end := data.find(b"\n")) >= 0:
+            return place + end
+        place += len(data)
+    return -1
