@@ -175,6 +175,8 @@ TEST(Output, OperationsByNameWriteTheSameBytes) {
   CBinarySink binary(config, channels);
   CTextSink text(config, channels);
   for (unsigned nTakesPart = 1; nTakesPart < 1U << PRODUCTS; ++nTakesPart) {
+    // All pixels were kept; so they are where nobody says which.
+    for (const auto& pProd : arpProds) pProd->InitFirstAll(3);
     SRecordView record;
     for (int i = 0; i < PRODUCTS; ++i)
       if (nTakesPart >> i & 1) record.arPixels[i] = all.arPixels[i];
@@ -187,6 +189,18 @@ TEST(Output, OperationsByNameWriteTheSameBytes) {
                 szWanted)
           << nTakesPart;
     }
+  }
+  // Nothing of it was decoded: its spectrum is missing.
+  config.bAvhrr = false;
+  CProdL1C sized;
+  sized.InitFirstL1(3, CChannelSelection::LIMIT);
+  for (const bool bText : {false, true}) {
+    std::string szMissing;
+    for (int i = 5; i <= 9; ++i) szMissing += bText ? "\t-777" : std::string("\0\x40\x42\xC4", 4);
+    EXPECT_TRUE(Written<CWriter>([&](CWriter& writer) {
+                  bText ? writer.WriteOutputTextL1(&config, &sized, 2)
+                        : writer.WriteOutputBinL1(&config, &sized, 2);
+                }).ends_with(szMissing));
   }
 }
 
