@@ -207,7 +207,8 @@ void CExtractor::WriteHeaders(int nSatellite) {
 /// Writes record after record until a stream has used up its message.
 void CExtractor::WriteRecords(const CConfigParam* pConfig) {
   const auto needsNext = [](const Stream& stream) { return stream.bHasData && stream.bNeedsNext; };
-  while (std::none_of(std::begin(m_arStreams), std::end(m_arStreams), needsNext)) {
+  for (PassWithoutKey(pConfig); std::none_of(std::begin(m_arStreams), std::end(m_arStreams), needsNext);
+       PassWithoutKey(pConfig)) {
     SelectSynchronous();
     const bool bSupplied = HasSupplier();
     if (pConfig->arBoxes.Count() == 0)

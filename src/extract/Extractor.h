@@ -91,6 +91,7 @@ class CExtractor {
 
   static bool Holds(const CGeoBox& box, const CProd& prod, int nPixel);
 
+  void PassWithoutKey(const CConfigParam* pConfig);
   void SelectSynchronous();
   void WriteToBoxes(const CConfigParam* pConfig);
   void WriteRecord(int nFile);
