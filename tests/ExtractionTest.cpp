@@ -233,6 +233,7 @@ TEST(Extraction, ChannelListsPickFromTheSpectrum) {
         EXPECT_EQ(some.arRecords[i]["spectrum"][j], whole.arRecords[i]["spectrum"][arChannels[j] - 1])
             << szTb << " pixel " << i << " channel " << arChannels[j];
   }
+  EXPECT_EQ(tree.Records({"-c", "8700"}).arRecords.size(), 20U);  // the last one of a message
 }
 
 namespace {
