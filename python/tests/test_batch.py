@@ -218,10 +218,12 @@ def test_another_version(batch: Batch, tmp_path: pathlib.Path) -> None:
     assert batch.call("", f"-c 1 {SPAN}")[0] == 0
     batch.vex = tmp_path / "newer"
     batch.vex.write_bytes(b"#!/bin/sh\n" + f'"{shutil.which("sed")}" --version >/dev/null\n'.encode() +
-                          f'"{os.environ["VEX_BUILD"]}/vex" "$@" | sed 1s/4.0/4.1/\n'.encode())
+                          f'"{os.environ["VEX_BUILD"]}/vex" "$@" | sed "1s/4.0/4.1/; s/^-of 2$/-of 9/"\n'.encode())
     batch.vex.chmod(0o755)
     status, said = batch.call("", f"-c 1 {SPAN}")
     assert status == 0 and said.count("another version: was vex application version 4.0") == 6
+    status, said = batch.call("", f"-c 1 {SPAN} -of txt")
+    assert status == 2 and "-of 9: vexfile cannot check files of this format" in said
 
 
 def test_exit_status(batch: Batch) -> None:

@@ -16,6 +16,8 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import NamedTuple
 
+from vexfile.reading.layout import tables
+
 from ..running import outcome
 from ..errors import UsageError
 
@@ -34,7 +36,8 @@ OWN = ("out", "fd", "ld", "cfg")
 NEVER = "0001-01-01"
 #: Endings of files as vex takes them without -ef and -ef2.
 ENDINGS = {"ef": "l1_bufr|bin", "ef2": "l2_bufr|bin"}
-FORMATS = {"1": "bin", "2": "txt", "3": "txtstat"}
+#: Formats whose files ``vexfile`` can check.
+CHECKED = ("bin", "txt", "txtstat")
 #: What vex says of words that it does not understand.
 WRONG = re.compile(r"(Unknown|Missing value for|Invalid|Unable to|ERROR:|Error:) ?")
 HELP = "VEX application"
@@ -96,8 +99,8 @@ class Settings:
 
     @property
     def format(self) -> str:
-        """bin, txt or txtstat."""
-        return FORMATS[self.value("of") or "1"]
+        """One of CHECKED."""
+        return format_of(self.options)
 
     @property
     def l1c(self) -> bool:
@@ -115,6 +118,13 @@ class Configuration(NamedTuple):
 
     path: str | None
     text: str | None
+
+
+def format_of(options: dict[str, list[str]]) -> str:
+    """The word of -of, which is echoed as a number; the number itself when vexfile does not know it."""
+    number = options["of"][-1] if "of" in options else "1"
+    names = {str(row["number"]): str(row["name"]) for row in tables()["formats"]}
+    return names.get(number, number)
 
 
 def given(words: Sequence[str], configuration: str | None, name: str) -> list[str]:
@@ -179,6 +189,9 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
         written = sorted(name[len("out"):] for name in os.listdir(folder) if name.startswith("out"))
         _refuse_run(lines, log, folder)
     found = _options(lines)
+    if (form := format_of(found)) not in CHECKED:
+        raise UsageError(f"-of {form}: vexfile cannot check files of this format; formats that it can check: "
+                         + ", ".join(CHECKED))
     first, last = _span(found)
     options = {name: values for name, values in found.items() if name not in OWN}
     options |= _exact(words, configuration.text, options)
