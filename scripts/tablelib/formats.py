@@ -154,6 +154,14 @@ def page_tables(layout: Object) -> Tables:
             **{block["name"]: field_table(block) for block in blocks}, **statistics_tables(layout)}
 
 
+def with_lengths(text: str, layout: Object) -> str:
+    """The page with the lengths of the blocks in the titles of their sections."""
+    for block in with_spectrum(layout["blocks"]):
+        text = re.sub(rf"^(### `?{re.escape(block['name'])}`? block): .* bytes$", rf"\1: {block['length']} bytes", text,
+                      flags=re.M)
+    return text
+
+
 # docs/man/vexfile.5
 
 
