@@ -1,9 +1,11 @@
 #include "stat/SpectraPrinter.h"
 
+#include <cstddef>
 #include <vector>
 
 #include "app/ConfigParam.h"
 #include "prod/ChannelSelection.h"
+#include "stat/Moments.h"
 #include "stat/SpeMultiStat.h"
 #include "stat/SpeStat.h"
 #include "stat/StatColumn.h"

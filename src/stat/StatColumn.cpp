@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 
 #include "app/ConfigParam.h"
 #include "kernel/MissingReal.h"
