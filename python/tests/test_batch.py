@@ -305,7 +305,7 @@ def test_index(batch: Batch, vex: pathlib.Path) -> None:
     for path in plain:
         assert path.read_bytes() == (batch.folder / "by" / path.name).read_bytes()
         assert path.read_bytes() == (batch.folder / "cfg" / path.name).read_bytes()
-    assert "vex-batch-links" in (batch.folder / "by" / f"{plain[0].name}.log").read_text()
+    assert "vex-batch-tree-" in (batch.folder / "by" / f"{plain[0].name}.log").read_text()
 
 
 def test_outcomes_with_an_index(batch: Batch) -> None:
@@ -320,7 +320,7 @@ def test_outcomes_with_an_index(batch: Batch) -> None:
             status, said = batch.call(own, f"-c 1 {SPAN} {options}")
             paths = sorted((batch.folder / own.split()[2][:-7]).glob("2*.json"))
             states = [json.loads(path.read_text()) for path in paths]
-            assert not any("links" in state["said"] for state in states), said
+            assert not any("vex-batch-tree-" in state["said"] for state in states), said
             found.append((status, [(state["outcome"], state["complaints"]) for state in states]))
         assert len(found[0][1]) == 6 and found[0] == found[1], options
         seen |= {outcome for outcome, *_ in found[0][1]}

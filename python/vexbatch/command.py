@@ -20,7 +20,6 @@ from .planning.listing import Archive, Inputs
 from .options import BAD_USE, COMMANDS, command_parser, make_parser
 from .planning.plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
-from .running.piece import sweep_links
 from .running.progress import Progress, amount, line
 from .planning.settings import Settings, find_vex, read_settings
 from .running.state import COMPLETE, Judgement
@@ -211,7 +210,9 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
 def _sweep(plan: Plan) -> None:
     """Removes what killed calls left, but not of pieces that somebody is at."""
     if plan.index is not None:
-        sweep_links()
+        from .index import tree
+        for place in tree.places():
+            tree.sweep(place)
     for out, left in state.leftovers(plan.pieces).items():
         log = files.lock(out + ".log", patience=0) if files.size(out + ".log") >= 0 else -1
         if log is None:
@@ -231,18 +232,22 @@ class _Index:
     def look(self, inputs: Inputs) -> None:
         """Finds in a listing what is new."""
         if self._news:
-            self._news.see(lambda source: inputs.folders(source.option, source.kind))
+            self._news.see(inputs)
 
     def update(self, processes: int) -> None:
         """Has it looked at."""
         if not self._news:
             return
         try:
-            done = self._news.update(self._plan.settings.vex, processes)
-        except (ValueError, RuntimeError) as error:
-            raise UsageError(f"{self._plan.index}: {error}") from None
-        except OSError as error:
-            raise UsageError(f"{error.filename or self._plan.index}: {error.strerror}") from None
+            done = self._news.update(processes)
+        except (OSError, RuntimeError) as error:
+            path, why = self._plan.index or "", str(error)
+            if isinstance(error, OSError):
+                path, why = error.filename or path, error.strerror or why
+            if not os.path.isdir(self._plan.index or ""):
+                raise UsageError(f"{path}: {why}") from None
+            _warn(f"the index cannot be updated ({path}: {why}); runs read all files that it does not know")
+            return
         print(f"index: {self._news.files} files, {done.seen} of them new or changed", flush=True)
         if done.left:
             _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
@@ -252,7 +257,7 @@ def _news(plan: Plan) -> archive.News | None:
     if plan.index is None:
         return None
     from .index import archive
-    return archive.News(plan.index, archive.sources(plan.settings.options), plan.settings.version)
+    return archive.News(plan.index, plan.settings.vex)
 
 
 def _import_checks(plan: Plan) -> None:

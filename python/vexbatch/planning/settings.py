@@ -7,6 +7,7 @@ this is known here: vex is run with the same words and ``-maxres 0``, and what i
 from __future__ import annotations
 
 import datetime
+import hashlib
 import os
 import re
 import shutil
@@ -159,6 +160,12 @@ def find_vex(path: str | None) -> str:
     if not found:
         raise UsageError(f"{path}: no such program" if path else "there is no vex in PATH; name it with --vex")
     return os.path.abspath(found)
+
+
+def program_digest(path: str) -> str:
+    """The SHA-256 of a program: its first line is the same in all versions."""
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "sha256").hexdigest()
 
 
 def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:

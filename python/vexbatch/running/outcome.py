@@ -46,7 +46,7 @@ RULES = (
     _rule("satellites differ", rb"Satellite id different"),
     _rule("other", rb"ERROR: |Error: "),
 )
-#: What makes a line a complaint at all.
+#: How a complaint begins. Some do not end their line: marks of messages or another one may follow.
 COMPLAINT = re.compile(rb"ERROR: |Error: |Probleme |Message BUFR |non conforme|pb calcul|Satellite id different")
 UNENDED = "no end of a message"
 
@@ -110,8 +110,10 @@ class _Log:
             self._path(line)
 
     def _complain(self, line: bytes) -> None:
-        if match := COMPLAINT.search(line):  # the marks of messages may stand before it
-            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(line)), line[match.start():])
+        begins = [match.start() for match in COMPLAINT.finditer(line)]
+        for begin, end in zip(begins, [*begins[1:], None]):
+            said = line[begin:end]
+            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(said)), said)
 
     def complain(self, kind: str, line: bytes) -> None:
         self.found.complaints[kind] += 1
@@ -143,14 +145,14 @@ class _Log:
         if not self.succeeded or self.not_opened:
             return self.found
         for path in self.paths:
-            if not _ends(path):
+            if not ends(path):
                 self.complain(UNENDED, UNENDED.encode() + b": " + path)
         nothing = self.empty or bool(self.without)
         self.found.outcome = "damaged" if self.found.complaints else "nothing" if nothing else "complete"
         return self.found
 
 
-def _ends(path: bytes) -> bool:
+def ends(path: bytes) -> bool:
     """Whether the last bytes of a file have the end of a message."""
     try:
         with open(path, "rb") as file:

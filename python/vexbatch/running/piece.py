@@ -4,12 +4,9 @@ from __future__ import annotations
 
 import contextlib
 import errno
-import glob
 import hashlib
 import os
 import re
-import shutil
-import tempfile
 import time
 from collections.abc import Iterator, Sequence
 from typing import Any
@@ -24,8 +21,6 @@ from .state import State
 
 #: Bytes that a folder takes when it is not full; vex writes blocks of a quarter of that.
 ROOM = 1 << 20
-#: How the names of folders of links begin; the number of the process that made them follows.
-LINKS = "vex-batch-links-"
 
 
 def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None = None) -> State:
@@ -151,9 +146,7 @@ def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list
         yield [], False
         return
     from ..index import archive
-    with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
-        found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
-                                         lambda source: inputs.folders(source.option, source.kind), folder)
+    with archive.narrow(index, plan.settings.vex, _narrowing(plan.settings.options), inputs) as (found, selected):
         yield sorted(found.items()), selected.files < selected.all_files
 
 
@@ -164,15 +157,6 @@ def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
     from ..index.conditions import NARROWING
     left = set(NARROWING) - {"box"} if "box" in options else set()
     return {name: values for name, values in options.items() if name not in left}
-
-
-def sweep_links() -> None:
-    """Removes folders of links whose makers were killed."""
-    from ..index import archive
-    for path in glob.glob(os.path.join(archive.place_of_links() or tempfile.gettempdir(), LINKS + "*-*")):
-        owner = path.rpartition(LINKS)[2].partition("-")[0]
-        if not os.path.exists(f"/proc/{owner}"):
-            shutil.rmtree(path, ignore_errors=True)
 
 
 def _words(plan: Plan, piece: Piece, roots: Sequence[tuple[str, str]]) -> list[str]:

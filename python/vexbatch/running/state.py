@@ -22,7 +22,7 @@ MISSING, QUEUED, RUNNING = "missing", "queued", "running"
 #: What is written of a piece.
 FORM = {
     "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "attempt": int,
-    "options": {str: [str]}, "inputs": [(str, str, int, int)], "input_bytes": int, "seconds": int | float,
+    "options": {str: [str]}, "inputs": [(str, str, int, int, int)], "input_bytes": int, "seconds": int | float,
     "peak_memory": int, "complaints": {str: int}, "counts": {str: dict},
     "outputs": [{"path": str, "bytes": int, "sha256": str, "records": int}],
 }
@@ -57,7 +57,7 @@ def fault(plan: Plan, piece: Piece, state: State | None) -> str:
 
 def joined_from(states: Iterable[State]) -> list[list[object]]:
     """The outputs of pieces as the input of what they are joined to: it is known by their checksums."""
-    return [[output["sha256"], output["path"], output["bytes"], 0] for state in states for output in state["outputs"]]
+    return [[output["sha256"], output["path"], output["bytes"], 0, 0] for state in states for output in state["outputs"]]
 
 
 def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
@@ -103,8 +103,8 @@ def _version(plan: Plan, state: State) -> str:
 
 
 def _inputs(state: State, inputs: Iterable[InputFile]) -> str:
-    before = {(kind, path): (size, time) for kind, path, size, time in state["inputs"]}
-    now = {(file.kind, file.path): (file.size, file.time) for file in inputs}
+    before = {(kind, path): tuple(stamp) for kind, path, *stamp in state["inputs"]}
+    now = {(file.kind, file.path): file.stamp for file in inputs}
     counts = {"came": len(now.keys() - before.keys()), "went": len(before.keys() - now.keys()),
               "changed": sum(now[key] != before[key] for key in now.keys() & before.keys())}
     said = [f"{count} {what}" for what, count in counts.items() if count]
