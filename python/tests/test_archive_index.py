@@ -25,8 +25,9 @@ from hypothesis import strategies as st
 
 from vexbatch.errors import DiskFull
 from vexbatch.index import archive, conditions, extent, survey, tree
+from vexbatch.planning import listing
 from vexbatch.planning.listing import Archive as Listing
-from vexbatch.planning.listing import Inputs, Stamp
+from vexbatch.planning.listing import Inputs
 from vexbatch.planning.settings import program_digest, read_settings
 from vexbatch.running import outcome
 from vexfile.reading.binary import BinaryFile
@@ -474,14 +475,14 @@ def test_conditions(options: Options, place: tuple[float, float], taken: bool) -
     """Of a pixel of 12:34:56, orbit 7 and scan line 10."""
     real = [np.array([value], np.float32) for value in place]
     pixel = extent.Pixels(*real, *(np.array([value]) for value in (12, 34, 56999, 7, 10)))
-    extents = extent.cover("file", Stamp(0, 0, 0), False, pixel)
+    extents = extent.cover("file", (0, 0, 0), False, pixel)
     assert conditions.may_hold(conditions.conditions(options), extents).tolist() == [taken]
 
 
 def test_a_swath_over_the_date_line_has_two_ends() -> None:
     longitude = np.concatenate([np.arange(170, 180, 0.5), np.arange(-180, -170, 0.5)]).astype(np.float32)
     same = [np.zeros(longitude.size, int)] * 5
-    extents = extent.cover("file", Stamp(0, 0, 0), False, extent.Pixels(longitude * 0, longitude, *same))
+    extents = extent.cover("file", (0, 0, 0), False, extent.Pixels(longitude * 0, longitude, *same))
     assert extents.areas.tolist() == [[0, 0, -180, -170.5], [0, 0, 170, 179.5]]
 
 
@@ -491,3 +492,13 @@ def test_nothing_is_made_behind_a_link(tmp_path: pathlib.Path) -> None:
     tree.link_tree(str(tmp_path / "root"), parts, str(tmp_path / "links"))
     assert (tmp_path / "links/2013").is_symlink() and (tmp_path / "links/2014/01/01/b.bin").is_symlink()
     assert not list((tmp_path / "root/2013/04").iterdir())
+
+
+def test_a_file_that_cannot_be_read_now_is_left_for_later(known: Archive, tmp_path: pathlib.Path) -> None:
+    failing = tmp_path / "vex"
+    failing.write_text(f'#!/bin/sh\necho "vex: file: Input/output error" >&2\nexec "{known.vex}" "$@"\n')
+    failing.chmod(0o755)
+    path = max((known.root / "L1C/2014/10/01").iterdir())
+    files = [survey.File(str(path), listing.stamp_of(path.stat()))]
+    assert survey.survey(known.vex, "L1C", files, str(tmp_path)).names == [path.name]
+    assert not survey.survey(str(failing), "L1C", files, str(tmp_path)).names

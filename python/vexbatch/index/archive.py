@@ -191,7 +191,7 @@ class _Keeper:
             self._write(nothing())
         new = [File(path, stamp) for name, stamp in self.files.items()
                if stamp != same.get(name) and os.path.isfile(path := os.path.join(folder, name))]
-        settled = [file for file in new if max(file.stamp.time, file.stamp.status) < late]
+        settled = [file for file in new if max(file.stamp[1:]) < late]
         done.left += len(new) - len(settled)
         return settled
 
@@ -270,7 +270,7 @@ def select(index: str, program: str, product: Product, asked: Conditions, folder
             continue
         left = _not_needed(load(_file(place, folder.parts), program), folder.files, asked)
         for name in folder.files.keys() - left.keys():
-            found.take(f"{folder.parts}/{name}", max(0, folder.files[name].size))
+            found.take(f"{folder.parts}/{name}", max(0, folder.files[name][0]))
         found.all_files, found.all_bytes = found.all_files + len(left), found.all_bytes + sum(left.values())
         if left and not found.files:
             least.append(min((size, f"{folder.parts}/{name}") for name, size in left.items()))

@@ -80,7 +80,8 @@ class Extents:
 
     def stamps(self) -> dict[str, Stamp]:
         """The files as they were when they were looked at."""
-        return dict(zip(self.names, map(Stamp._make, self.files[:, :PIXELS].tolist())))
+        sizes, times, status = self.files[:, :PIXELS].T.tolist()
+        return dict(zip(self.names, zip(sizes, times, status)))
 
     def take(self, places: Integers) -> Extents:
         """Some of the files, in ascending order of their places."""

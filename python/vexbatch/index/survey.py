@@ -27,7 +27,8 @@ ALL_PIXELS = ("-mila", "-1e30", "-mala", "1e30", "-milo", "1", "-malo", "0")
 #: What it says of a sound file, from the line with the file's path on; the numbers are those of pixels.
 USUAL = re.compile(rb"(?:day[12]\.)?\.*\n(\d+) \w+ data selected out of (\d+)\n"
                    rb"(?:\*{60}\n(?:\*\* .*\*\*\n)+\*{60}\n)*Extraction succeeded in \d+s\n")
-#: What is said when output is lost, or input that is there could not be read: something else than the file is to blame.
+#: What is said when output is lost: something else than the file is to blame, as where input cannot be read, for which
+#: there are lines on standard error.
 LOST = b"Error: extraction failed!"
 
 
@@ -85,7 +86,7 @@ def _see(vex: str, kind: str, path: str, folder: str) -> tuple[bool, Pixels | No
 
 
 def _run(vex: str, kind: str, path: str, folder: str) -> tuple[bytes, str, str]:
-    """What vex says, the path that it knows the file by, and its output."""
+    """What vex says, nothing if it could not do its work, the path that it knows the file by, and its output."""
     day = os.path.join(folder, *DATE.split("-"), *([] if kind == L1C else [kind]))
     link, out = os.path.join(day, "file.bin"), os.path.join(folder, "out")
     os.makedirs(day, exist_ok=True)
@@ -94,8 +95,8 @@ def _run(vex: str, kind: str, path: str, folder: str) -> tuple[bytes, str, str]:
     os.symlink(os.path.realpath(path), link)
     asked = ("-d", folder, "-c", "1") if kind == L1C else ("-d2", folder, "-t2", kind)
     words = [vex, *asked, "-fd", DATE, "-ld", DATE, "-out", out, "-alt", os.path.join(folder, "none"), *ALL_PIXELS]
-    done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return (done.stdout if done.returncode == 0 else b""), link, out
+    done = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True)
+    return (b"" if done.returncode or done.stderr else done.stdout), link, out
 
 
 def _pixels(path: str, count: int) -> Pixels | None:

@@ -15,15 +15,9 @@ DIGITS = (4, 2, 2)
 L1C = "L1C"
 
 
-class Stamp(NamedTuple):
-    """What tells a file from what it was: bytes, times of change of its content and of its status, ns; -1 if it is gone."""
-
-    size: int
-    time: int
-    status: int
-
-
-GONE = Stamp(-1, -1, -1)
+#: What tells a file from what it was: bytes, times of change of its content and of its status, ns; -1 if it is gone.
+Stamp = tuple[int, int, int]
+GONE: Stamp = (-1, -1, -1)
 
 
 class InputFile(NamedTuple):
@@ -38,7 +32,7 @@ class InputFile(NamedTuple):
     @property
     def stamp(self) -> Stamp:
         """What tells whether it has changed."""
-        return Stamp(*self[2:])
+        return self[2:]
 
 
 class Product(NamedTuple):
@@ -112,7 +106,7 @@ class Inputs:
         """The folders of a product, and those above them that could not be read."""
         for begin, files in self.listed[product]:
             parts = begin[len(join(product.root, "")):].rstrip("/")
-            yield Folder(parts, None if files is None else {one.path[len(begin):]: one.stamp for one in self.files[files]})
+            yield Folder(parts, None if files is None else {one[1][len(begin):]: one[2:] for one in self.files[files]})
 
 
 def join(folder: str, name: str) -> str:
@@ -209,7 +203,7 @@ def _list(folder: str, found: Inputs) -> list[str]:
 
 def stamp_of(status: os.stat_result) -> Stamp:
     """The stamp of a file."""
-    return Stamp(status.st_size, status.st_mtime_ns, status.st_ctime_ns)
+    return status.st_size, status.st_mtime_ns, status.st_ctime_ns
 
 
 def _look(kind: str, path: str, name: str | None = None, folder: int | None = None) -> InputFile:
