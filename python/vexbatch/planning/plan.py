@@ -24,8 +24,8 @@ PLAN, SUMMARY, LOCK = "plan.json", "summary.json", ".vex-batch.lock"
 DATED, ANY = re.compile(r"\d{4}/\d\d/\d\d/"), re.compile(r"(?!\.\./)")
 #: What is written of a plan.
 FORM = {
-    "settings": {"vex": str, "words": [str], "configuration": str | None, "version": str, "options": {str: [str]},
-                 "suffixes": [str], "first": str, "last": str},
+    "settings": {"vex": str, "words": [str], "configuration": str | None, "version": str, "program": str,
+                 "options": {str: [str]}, "suffixes": [str], "first": str, "last": str},
     "folder": str, "output": str, "timeout": int | float | None, "retries": int, "strict": bool,
     "joined": str | None, "pieces": [{"number": int, "first": str, "last": str, "out": str}], "roots": [str],
     "index": str | None,

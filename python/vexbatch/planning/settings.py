@@ -18,6 +18,7 @@ from typing import NamedTuple
 
 from ..running import outcome
 from ..errors import UsageError
+from .program import digest
 
 Date = datetime.date
 
@@ -55,6 +56,8 @@ class Settings:
         What is in the file of ``-cfg``, read when the call began.
     version : str
         The line that vex says first.
+    program : str
+        The digest of the program, which tells builds of one version apart.
     options : dict
         Values in force by names of options, in vex's own spelling. Those whose numbers lost digits in it stand there a
         second time, as they were given, by names like "mila exactly".
@@ -68,6 +71,7 @@ class Settings:
     words: tuple[str, ...]
     configuration: str | None
     version: str
+    program: str
     options: dict[str, list[str]]
     suffixes: tuple[str, ...]
     first: str
@@ -164,6 +168,7 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
     UsageError
         vex does not take them, in its own words.
     """
+    program = _program(vex)
     _refuse_words(vex, words)
     configuration = _configuration(words)
     with tempfile.TemporaryDirectory(prefix="vex-batch-") as folder:
@@ -182,8 +187,15 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
     first, last = _span(found)
     options = {name: values for name, values in found.items() if name not in OWN}
     options |= _exact(words, configuration.text, options)
-    settings = Settings(vex, tuple(words), configuration.text, lines[0], options, tuple(written), first, last)
+    settings = Settings(vex, tuple(words), configuration.text, lines[0], program, options, tuple(written), first, last)
     return settings, [line for line in lines if re.match("Warning: |ERROR: ", line)]
+
+
+def _program(vex: str) -> str:
+    try:
+        return digest(vex)
+    except OSError as error:
+        raise UsageError(f"{vex}: {error.strerror}") from None
 
 
 def _say(words: Sequence[str]) -> str:
