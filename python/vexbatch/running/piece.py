@@ -7,7 +7,6 @@ import errno
 import glob
 import hashlib
 import os
-import re
 import shutil
 import tempfile
 import time
@@ -236,12 +235,11 @@ def _describe(part: str, out: str) -> dict[str, Any]:
     from vexfile.commands.inspecting import check
     if not os.path.isfile(part):
         raise ValueError(f"{out} was not written")
-    said = check(part)
-    match = re.search(r", (\d+) \w+$", said)
+    records = check(part).records
     with open(part, "rb") as file:
         digest = hashlib.file_digest(file, "sha256").hexdigest()
         size = file.seek(0, os.SEEK_END)
-    return {"path": out, "bytes": size, "sha256": digest, "records": int(match[1]) if match else 0}
+    return {"path": out, "bytes": size, "sha256": digest, "records": records}
 
 
 def _settle(piece: Piece, made: State) -> State:
