@@ -71,7 +71,7 @@ def _days(root: str, parts: str, level: int, span: Span, on: tuple[bool, bool]) 
     try:
         names = sorted(os.listdir(os.path.join(root, parts)))
     except OSError as error:
-        if not isinstance(error, FileNotFoundError):
+        if not isinstance(error, (FileNotFoundError, NotADirectoryError)):
             yield parts, False
         return
     for name in names:
@@ -87,7 +87,7 @@ def look(root: str, parts: str, wanted: Chooser) -> Iterator[Folder]:
     """A folder with the wanted ones of what is in it, if it is there."""
     try:
         opened = os.open(os.path.join(root, parts), os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
-    except FileNotFoundError:
+    except (FileNotFoundError, NotADirectoryError):
         return
     except OSError:
         yield Folder(parts, None)

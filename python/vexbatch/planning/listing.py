@@ -12,15 +12,25 @@ from .settings import Settings
 
 #: Digits in the names of the folders of years, months and days.
 DIGITS = (4, 2, 2)
+#: Where vex sees nothing; any other error is a folder that could not be read.
+NONE = (FileNotFoundError, NotADirectoryError)
 
 
 class InputFile(NamedTuple):
-    """A file that a run reads: its product, or "grid"; bytes, and when it was changed, ns; -1 if it is gone."""
+    """A file that a run reads: its product, or "grid"; bytes, times of change of its content and of its status, ns; -1
+    if it is gone.
+    """
 
     kind: str
     path: str
     size: int
     time: int
+    status: int
+
+    @property
+    def stamp(self) -> tuple[int, ...]:
+        """What tells whether it has changed."""
+        return self[2:]
 
 
 class _Product(NamedTuple):
@@ -79,7 +89,7 @@ class Inputs:
                 yield Folder(parts, None if one.files is None else self._stamps(one.files, len(one.begin)))
 
     def _stamps(self, files: slice, begin: int) -> dict[str, tuple[int, int] | None]:
-        return {path[begin:]: (size, time) if size >= 0 else None for _, path, size, time in self.files[files]}
+        return {path[begin:]: (size, time) if size >= 0 else None for _, path, size, time, _ in self.files[files]}
 
 
 def join(folder: str, name: str) -> str:
@@ -148,7 +158,7 @@ def _take(found: Inputs, product: _Product, folder: str) -> None:
     begin, first = join(folder, ""), len(found.files)
     try:
         opened = os.open(folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
-    except FileNotFoundError:
+    except NONE:
         return
     except OSError:
         found.unreadable.append(folder)
@@ -165,10 +175,10 @@ def _take(found: Inputs, product: _Product, folder: str) -> None:
 
 
 def _list(folder: str, found: Inputs) -> list[str]:
-    """The names in a folder; one that is not there has none."""
+    """The names in a folder; one that is not there has none, and neither has what is no folder."""
     try:
         return os.listdir(folder)
-    except FileNotFoundError:
+    except NONE:
         return []
     except OSError:
         found.unreadable.append(folder)
@@ -180,5 +190,5 @@ def _look(kind: str, path: str, name: str | None = None, folder: int | None = No
     try:
         status = os.stat(path if name is None else name, dir_fd=folder)
     except OSError:
-        return InputFile(kind, path, -1, -1)
-    return InputFile(kind, path, status.st_size, status.st_mtime_ns)
+        return InputFile(kind, path, -1, -1, -1)
+    return InputFile(kind, path, status.st_size, status.st_mtime_ns, status.st_ctime_ns)

@@ -109,6 +109,11 @@ class Settings:
         return "c" in self.options or self.value("avhrr") == "1"
 
     @property
+    def kinds(self) -> list[str]:
+        """All products that are asked for."""
+        return ["L1C"] * self.l1c + self.l2_kinds
+
+    @property
     def l2_kinds(self) -> list[str]:
         """The L2 products that are asked for."""
         return self.options.get("t2", [])
@@ -179,10 +184,10 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
         if copy:
             with open(copy, "wb") as file:
                 file.write(configuration_text(configuration.text or "", own))
-        log = _say(command(vex, words, own, copy) if copy or not configuration.path else [vex, *words])
+        log, errors = _say(command(vex, words, own, copy) if copy or not configuration.path else [vex, *words])
         lines = _without(log.split("\n"), [f"-{name} {value}" for name, value in own])
         written = sorted(name[len("out"):] for name in os.listdir(folder) if name.startswith("out"))
-        _refuse_run(lines, log, folder)
+        _refuse_run(lines, outcome.judge(os.fsencode(log).split(b"\n"), errors), folder)
     found = _options(lines)
     first, last = _span(found)
     options = {name: values for name, values in found.items() if name not in OWN}
@@ -198,13 +203,13 @@ def _program(vex: str) -> str:
         raise UsageError(f"{vex}: {error.strerror}") from None
 
 
-def _say(words: Sequence[str]) -> str:
-    """What vex prints."""
+def _say(words: Sequence[str]) -> tuple[str, bytes]:
+    """What vex prints on standard output and standard error."""
     try:
-        done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        done = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True)
     except OSError as error:
         raise UsageError(f"{words[0]}: {error.strerror}") from None
-    return os.fsdecode(done.stdout)
+    return os.fsdecode(done.stdout), done.stderr
 
 
 def _refuse_words(vex: str, words: Sequence[str]) -> None:
@@ -215,7 +220,7 @@ def _refuse_words(vex: str, words: Sequence[str]) -> None:
     if "-out" in words:
         raise UsageError("-out is not for behind --: --out names the files of the pieces")
     if re.match(r"-(?!\d)", words[-1]):  # it would take what is added for its value
-        said = _complaints(_say([vex, words[-1]]).split("\n"))
+        said = _complaints(_say([vex, words[-1]])[0].split("\n"))
         raise UsageError(f"vex says: {said or words[-1]}")
 
 
@@ -247,10 +252,10 @@ def _complaints(lines: Sequence[str]) -> str:
     return "; ".join(line for line in before if WRONG.match(line))
 
 
-def _refuse_run(lines: list[str], log: str, folder: str) -> None:
+def _refuse_run(lines: list[str], found: outcome.Outcome, folder: str) -> None:
     said = _complaints(lines).replace(os.path.join(folder, "out"), "OUT")
-    if BEGUN not in lines or outcome.judge(os.fsencode(log).split(b"\n")).outcome == "failed":
-        raise UsageError("vex says: " + (said or "nothing of what is wrong with its options"))
+    if BEGUN not in lines or found.outcome == "failed":
+        raise UsageError("vex says: " + (said or found.said or "nothing of what is wrong with its options"))
     if HELP in lines:
         raise UsageError("-h is of no use behind --: see vex -h")
     if any(line.startswith("-out ") for line in lines):
