@@ -17,8 +17,9 @@ NOT_OPENED = re.compile(rb"ERROR: ouverture fichier")
 #: What vex says when output is lost; it goes on reading all the same.
 WRITE_FAILURE = b"ERROR: Writing failure!"
 
-#: What vex says on standard error of input that is there and could not be read, or not be held in memory.
-LOST = b"vex: "
+#: What vex says on standard error of input that is there and could not be read, or not be held in memory. A log may have
+#: both streams, and marks of messages then stand before it.
+LOST = re.compile(rb"(?:day[12]|\.)*vex: (.*)")
 UNREAD, NO_MEMORY, SATELLITES = "input not read", "not enough memory", "satellites differ"
 
 
@@ -37,9 +38,8 @@ def _rule(kind: str, pattern: bytes) -> Rule:
 RULES = (
     _rule("output not opened", rb"ERROR: ouverture fichier"),
     _rule("write failure", rb"ERROR: (?:Writing failure!|write failure on output)|(?i:error): Unable to write header"),
-    _rule("folder not read", rb"ERROR: Unable to read folder"),
-    _rule("file not read", rb"ERROR: Unable to open file .*!|ERROR: reading failure in file"),
-    _rule(NO_MEMORY, rb"ERROR: not enough memory|ERROR: .* would need more memory"),
+    _rule("file not read", rb"ERROR: Unable to open file .*!"),
+    _rule(NO_MEMORY, rb"ERROR: .* would need more memory"),
     _rule("no grid of altitudes", rb"ERROR: (?:Unable to initialize altitude|Unable to open file|no altitude file)"),
     _rule("configuration not read", rb"ERROR: unable to open configuration"),
     _rule("extraction failed", rb"Error: extraction failed!"),
@@ -104,8 +104,12 @@ class _Log:
         self.roots: list[bytes] = []
         self.paths: list[bytes] = []
         self.without: set[bytes] = set()
+        self.lost: list[bytes] = []
 
     def take(self, line: bytes) -> None:
+        if match := LOST.match(line):
+            self.lost.append(match[1])
+            return
         self.succeeded |= SUCCEEDED.match(line) is not None
         self.not_opened |= NOT_OPENED.match(line) is not None
         if root := ROOT.match(line):
@@ -167,20 +171,18 @@ class _Log:
         there = (place for place in places if len(places) > 1 and os.path.lexists(line[place:]))
         return next(there, places[0] if places else -1)
 
-    def lose(self, errors: bytes) -> bool:
-        """Takes what was said on standard error; tells whether input was lost."""
-        lost = [line.removeprefix(LOST) for line in errors.split(b"\n") if line.startswith(LOST)]
-        for line in lost:
+    def _lose(self) -> None:
+        for line in self.lost:
             self.found.complaints[NO_MEMORY if b": not enough memory" in line else UNREAD] += 1
-        if lost:
-            more = f" and {len(lost) - 1} more" if len(lost) > 1 else ""
-            self.found.said = f"input could not be read: {os.fsdecode(lost[0][:300])}{more}"
-        return bool(lost)
+        more = f" and {len(self.lost) - 1} more" if len(self.lost) > 1 else ""
+        self.found.said = f"input could not be read: {os.fsdecode(self.lost[0][:300])}{more}"
 
-    def close(self, errors: bytes) -> Outcome:
+    def close(self) -> Outcome:
         if self.satellites and not self.no_pixels:  # else one has no satellite, which is not another one
             self.complain(SATELLITES, self.satellites)
-        if self.lose(errors) or not self.succeeded or self.not_opened:
+        if self.lost:
+            self._lose()
+        if self.lost or not self.succeeded or self.not_opened:
             return self.found
         for path in self.paths:
             if not has_end(path):
@@ -211,4 +213,5 @@ def judge(lines: Iterable[bytes], errors: bytes = b"") -> Outcome:
         if number == 0:
             log.found.version = os.fsdecode(bare)
         log.take(bare)
-    return log.close(errors)
+    log.lost += [match[1] for match in map(LOST.match, errors.split(b"\n")) if match]
+    return log.close()
