@@ -255,7 +255,8 @@ def _complaints(lines: Sequence[str]) -> str:
 def _refuse_run(lines: list[str], found: outcome.Outcome, folder: str) -> None:
     said = _complaints(lines).replace(os.path.join(folder, "out"), "OUT")
     if BEGUN not in lines or found.outcome == "failed":
-        raise UsageError("vex says: " + (said or found.said or "nothing of what is wrong with its options"))
+        lost = found.said if found.complaints[outcome.UNREAD] else ""
+        raise UsageError("vex says: " + ("; ".join(filter(None, (said, lost))) or "nothing of what is wrong with its options"))
     if HELP in lines:
         raise UsageError("-h is of no use behind --: see vex -h")
     if any(line.startswith("-out ") for line in lines):
