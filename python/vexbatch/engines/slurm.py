@@ -21,9 +21,9 @@ from ..planning.plan import PLAN, Plan
 
 #: Tasks of an array where SLURM does not tell its limit, which is then the default one.
 ARRAY_SIZE = 1000
-#: Seconds between two looks at the states of pieces, and between two questions to SLURM. Where all pieces have ended it
-#: is asked sooner.
-LOOK, ASK = 1.0, 60.0
+#: Seconds between two looks at the states of pieces; until SLURM is asked again, the first time and at most, twice as long
+#: each time. Where all pieces have ended it is asked sooner.
+LOOK, FIRST, ASK = 1.0, 10.0, 60.0
 #: States that are looked at in a second, at most: they may lie on a file system that many share.
 LOOKS = 100
 #: Seconds until it is asked for again where SLURM does not answer.
@@ -201,14 +201,14 @@ def _sbatch(name: str, script: str, words: Sequence[str], **paths: str) -> str:
 
 def watch(plan: Plan, numbers: Sequence[int], report: Report) -> None:
     """Waits until no job is left that works in the output folder, and tells what came of pieces as they end."""
-    waiting, pause = set(numbers), LOOK
+    waiting, pause, last = set(numbers), FIRST, LOOK
     before = {number: _stamp(plan, number) for number in numbers}
     try:
         while rows := _patiently(plan):
             _report(plan, waiting - claims(plan, rows).keys(), report)
             waiting &= claims(plan, rows).keys()
-            until = time.monotonic() + (ASK if waiting else pause)
-            pause = LOOK if waiting else min(ASK, pause * 2)
+            until = time.monotonic() + (pause if waiting else last)
+            pause, last = (min(ASK, pause * 2), last) if waiting else (pause, min(ASK, last * 2))
             while time.monotonic() < until:
                 time.sleep(max(LOOK, len(waiting) / LOOKS))
                 ended = {number for number in waiting if _stamp(plan, number) != before[number] and _is_over(plan, number)}
