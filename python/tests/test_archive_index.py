@@ -28,7 +28,8 @@ from vexbatch.index import archive, conditions, extent, survey, tree
 from vexbatch.planning import listing
 from vexbatch.planning.listing import Archive as Listing
 from vexbatch.planning.listing import Inputs
-from vexbatch.planning.settings import program_digest, read_settings
+from vexbatch.planning.program import digest
+from vexbatch.planning.settings import read_settings
 from vexbatch.running import outcome
 from vexfile.reading.binary import BinaryFile
 
@@ -46,7 +47,7 @@ class Archive:
 
     def __init__(self, root: pathlib.Path, vex: pathlib.Path) -> None:
         self.root, self.index, self.vex = root, str(root / "index"), str(vex)
-        self.program = program_digest(self.vex)
+        self.program = digest(self.vex)
 
     def roots(self) -> dict[str, str]:
         return {"d": str(self.root / "L1C"), "d2": str(self.root / "L2"), "myd2": str(self.root / "L2indep")}

@@ -26,7 +26,7 @@ from typing import TYPE_CHECKING
 import numpy as np
 
 from ..planning.listing import Folder, Inputs, Product, Stamp
-from ..planning.settings import program_digest
+from ..planning.program import digest
 from ..running import files
 from ..running.process import die_with
 from .conditions import Conditions, Options, conditions, may_hold, narrows
@@ -115,7 +115,7 @@ class News:
     """
 
     def __init__(self, index: str, vex: str) -> None:
-        self._index, self._vex, self._program, self.files = index, vex, program_digest(vex), 0
+        self._index, self._vex, self._program, self.files = index, vex, digest(vex), 0
         self._folders: dict[Product, list[Folder]] = {}
         self._seen: set[tuple[Product, str]] = set()
 
@@ -319,7 +319,7 @@ def narrow(index: str, vex: str, options: Options, inputs: Inputs) -> Iterator[t
         yield {}, total
         return
     trees: dict[str, tuple[str, list[str]]] = {}
-    asked, program = conditions(options), program_digest(vex)
+    asked, program = conditions(options), digest(vex)
     for product in inputs.listed:
         found = select(index, program, product, asked, inputs.folders(product))
         total.add(found)

@@ -6,6 +6,7 @@ import contextlib
 import glob
 import os
 import shutil
+import sys
 import tempfile
 from collections.abc import Iterable, Iterator, Mapping
 
@@ -79,6 +80,7 @@ def link_trees(wanted: Mapping[str, tuple[str, Iterable[str]]]) -> Iterator[dict
                 stack.close()
                 if error.errno not in NO_ROOM:
                     raise
+                print(f"vex-batch: warning: {place}: no room left for links to input files", file=sys.stderr, flush=True)
         else:
             raise DiskFull(place)
         yield found

@@ -11,6 +11,8 @@ from .settings import Settings
 
 #: Digits in the names of the folders of years, months and days.
 DIGITS = (4, 2, 2)
+#: Where vex sees nothing; any other error is a folder that could not be read.
+NONE = (FileNotFoundError, NotADirectoryError)
 #: The product of level 1.
 L1C = "L1C"
 
@@ -174,7 +176,7 @@ def _take(found: Inputs, product: Product, folder: str) -> None:
     begin, first = join(folder, ""), len(found.files)
     try:
         opened = os.open(folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
-    except FileNotFoundError:
+    except NONE:
         return
     except OSError:
         found.unreadable.append(folder)
@@ -191,10 +193,10 @@ def _take(found: Inputs, product: Product, folder: str) -> None:
 
 
 def _list(folder: str, found: Inputs) -> list[str]:
-    """The names in a folder; one that is not there has none."""
+    """The names in a folder; one that is not there has none, and neither has what is no folder."""
     try:
         return os.listdir(folder)
-    except FileNotFoundError:
+    except NONE:
         return []
     except OSError:
         found.unreadable.append(folder)

@@ -6,15 +6,15 @@ import contextlib
 import errno
 import hashlib
 import os
-import re
 import time
 from collections.abc import Iterator, Sequence
 from typing import Any
 
-from . import files, outcome, state
+from . import files, outcome, seen, state
 from ..errors import NO_ROOM, BatchError, DiskFull
-from ..planning.listing import Archive, Inputs
+from ..planning.listing import Archive, Inputs, join
 from ..planning.plan import Piece, Plan
+from ..planning.program import digest
 from .process import UNWRITTEN, Ended, run
 from ..planning.settings import command, configuration_text, dates
 from .state import State
@@ -52,6 +52,9 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
             if (made := _meanwhile(plan, piece, inputs)) is not None:
                 return made
             state.clear(plan, piece)
+            if why := seen.out_of_sight(plan, piece, inputs):
+                files.remove([piece.log])
+                return _settle(piece, _base(plan, piece, inputs, attempt) | {"why": why})
             if inputs.none:
                 files.remove([piece.log])
                 return _settle(piece, _base(plan, piece, inputs, attempt) | {"outcome": state.NO_INPUT})
@@ -64,7 +67,10 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
 
 def _meanwhile(plan: Plan, piece: Piece, inputs: Inputs) -> State | None:
     """The state of a piece that somebody else has done while its log was waited for."""
-    return None if state.judge(plan, piece, inputs).reason else state.read_state(piece)
+    judged, made = state.judge(plan, piece, inputs), state.read_state(piece)
+    if judged.note and state.fault(plan, piece, made):
+        raise BatchError(f"{piece.name}: {judged.note}")
+    return None if judged.reason else made
 
 
 @contextlib.contextmanager
@@ -94,18 +100,19 @@ def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
     """What is known before a run."""
     return {"name": piece.name, "first": piece.first, "last": piece.last, "out": piece.out, "outcome": state.FAILED,
             "why": "", "attempt": attempt, "options": plan.settings.options, "version": plan.settings.version,
+            "program": plan.settings.program, "absent": seen.absent(plan.settings, piece, inputs),
             "inputs": [list(file) for file in inputs.all()], "input_bytes": inputs.size, "counts": {}, "complaints": {},
             "said": "", "outputs": [], "seconds": 0.0, "peak_memory": 0}
 
 
 def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
-    ended, found, narrowed = _try(plan, piece, inputs, log, plan.index)
-    if narrowed and not ended.why and _is_empty_by_filter(found):
-        ended, found, _ = _try(plan, piece, inputs, log, None)
+    ended, found, count = _try(plan, piece, inputs, log, plan.index)
+    if count < len(inputs.files) and not ended.why and _is_empty_by_filter(found):
+        ended, found, count = _try(plan, piece, inputs, log, None)
     made = _base(plan, piece, inputs, attempt) | {
         "version": found.version, "counts": found.counts, "complaints": dict(found.complaints), "said": found.said,
         "seconds": round(ended.seconds, 3), "peak_memory": ended.memory}
-    why = _why(plan, ended, found)
+    why = _why(plan, ended, found) or _unseen(found, inputs, count)
     if not why:
         try:
             return finish(plan, piece, made | {"outcome": found.outcome})
@@ -117,16 +124,20 @@ def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> St
     return _settle(piece, made | {"why": why})
 
 
-def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
-    """Runs vex; tells how that ended, what its log says, and whether files were left out by the index."""
+def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, int]:
+    """Runs vex; tells how that ended, what it says, and how many files were handed over."""
     os.ftruncate(log, 0)
-    with _roots(plan, inputs, index) as (roots, narrowed):
+    files.remove([piece.errors])
+    with _roots(plan, inputs, index) as (roots, count):
         ended = run(_words(plan, piece, roots), log, plan.timeout)
         with open(piece.log, "rb") as lines:
-            found = outcome.judge(lines)  # looks at the files, by their links
-    for option, folder in roots:
-        found.said = found.said.replace(folder, plan.settings.value(option) or "")
-    return ended, found, narrowed
+            found = outcome.judge(lines, ended.errors)  # looks at the files, by their links
+    if ended.errors:
+        with open(piece.errors, "wb") as errors:
+            errors.write(ended.errors)
+    for option, folder in roots:  # one may begin with the other
+        found.said = found.said.replace(join(folder, ""), join(plan.settings.value(option) or "", ""))
+    return ended, found, count
 
 
 def _is_empty_by_filter(found: outcome.Outcome) -> bool:
@@ -136,18 +147,18 @@ def _is_empty_by_filter(found: outcome.Outcome) -> bool:
 
 
 @contextlib.contextmanager
-def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
-    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and whether they are
-    fewer than all; none without an index.
+def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], int]]:
+    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and the number of
+    files; without an index no folders, and all files.
 
     Files are those of the listing that is kept with the state: what changes after it makes the piece one to be done again.
     """
     if index is None:
-        yield [], False
+        yield [], len(inputs.files)
         return
     from ..index import archive
     with archive.narrow(index, plan.settings.vex, _narrowing(plan.settings.options), inputs) as (found, selected):
-        yield sorted(found.items()), selected.files < selected.all_files
+        yield sorted(found.items()), selected.files if found else len(inputs.files)
 
 
 def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
@@ -179,13 +190,28 @@ def _why(plan: Plan, ended: Ended, found: outcome.Outcome) -> str:
         return found.said or "vex did not come to its end"
     if found.version != plan.settings.version:
         return f"another version of vex: {found.version}"
+    if digest(plan.settings.vex) != plan.settings.program:
+        return f"another build of vex than when the call began: {plan.settings.vex}"
+    return ""
+
+
+def _unseen(found: outcome.Outcome, inputs: Inputs, count: int) -> str:
+    """What shows that input went out of sight while vex ran; empty when nothing does."""
+    selected = sum(number for number in found.counts["files"].values() if isinstance(number, int))
+    if selected != count:
+        return f"vex found {selected} files where {count} had been listed: the archive went out of sight, or changes"
+    grids = [grid for grid in inputs.grid if grid.size >= 0]
+    if found.complaints["file not read"] or grids and found.complaints["no grid of altitudes"]:
+        return f"input could not be read: {found.said}"
     return ""
 
 
 def _is_full(piece: Piece) -> bool:
     """Whether the folder takes no more, while the output is still there."""
+    path = piece.part + ".room"
     try:
-        with open(piece.part + ".room", "wb", buffering=0) as file:
+        with open(path, "wb", buffering=0) as file:
+            os.unlink(path)  # it goes whatever happens
             view = memoryview(bytes(ROOM))
             while view:
                 view = view[file.write(view):]
@@ -220,12 +246,11 @@ def _describe(part: str, out: str) -> dict[str, Any]:
     from vexfile.commands.inspecting import check
     if not os.path.isfile(part):
         raise ValueError(f"{out} was not written")
-    said = check(part)
-    match = re.search(r", (\d+) \w+$", said)
+    records = check(part).records
     with open(part, "rb") as file:
         digest = hashlib.file_digest(file, "sha256").hexdigest()
         size = file.seek(0, os.SEEK_END)
-    return {"path": out, "bytes": size, "sha256": digest, "records": int(match[1]) if match else 0}
+    return {"path": out, "bytes": size, "sha256": digest, "records": records}
 
 
 def _settle(piece: Piece, made: State) -> State:

@@ -10,7 +10,7 @@ import os
 from collections.abc import Iterable, Sequence
 from typing import Any, NamedTuple
 
-from . import files
+from . import files, seen
 from ..planning.listing import InputFile, Inputs
 from ..planning.plan import Piece, Plan
 
@@ -21,9 +21,9 @@ COMPLETE = ("complete", "nothing", "damaged", NO_INPUT)
 MISSING, QUEUED, RUNNING = "missing", "queued", "running"
 #: What is written of a piece.
 FORM = {
-    "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "attempt": int,
+    "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "program": str, "attempt": int,
     "options": {str: [str]}, "inputs": [(str, str, int, int, int)], "input_bytes": int, "seconds": int | float,
-    "peak_memory": int, "complaints": {str: int}, "counts": {str: dict},
+    "peak_memory": int, "complaints": {str: int}, "counts": {str: dict}, "absent": {str: [str]},
     "outputs": [{"path": str, "bytes": int, "sha256": str, "records": int}],
 }
 PIXELS = {str: (int, int)}
@@ -51,7 +51,7 @@ def fault(plan: Plan, piece: Piece, state: State | None) -> str:
         return f"{piece.state} is not the state of a piece" if os.path.lexists(piece.state) else MISSING
     if state["outcome"] not in COMPLETE:
         return f"failed before: {state.get('why', '')}"
-    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _outputs(state))
+    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _counts(plan, state), _outputs(state))
     return "; ".join(reason for reason in reasons if reason)
 
 
@@ -70,14 +70,25 @@ def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
     return "" if found["inputs"] == joined_from(states) else "the pieces have changed"
 
 
+def learn(plan: Plan, piece: Piece, inputs: Inputs, give_up: bool) -> None:
+    """Adds to what a new plan has seen the input that there is of a piece, and unless that is given up the input that it
+    had when it was done.
+    """
+    seen.merge(plan.seen, seen.tally(plan.settings, inputs.all()))
+    found = None if give_up else read_state(piece)
+    if found and seen.same_input(found["options"], plan.settings.options):
+        seen.merge(plan.seen, seen.tally(plan.settings, (InputFile(*file) for file in found["inputs"])))
+
+
 def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
     """Whether a piece is to be done, by its state and the input that there is now."""
     state = read_state(piece)
     found = fault(plan, piece, state)
     if state is None or state["outcome"] not in COMPLETE:
         return Judgement(found)
-    if state["outputs"] and inputs.none and not _outputs(state):
-        return Judgement("", f"all of its input is gone, what it gave is kept; remove {piece.state} to forget it")
+    lost = seen.out_of_sight(plan, piece, inputs)
+    if state["outputs"] and lost and not _outputs(state):
+        return Judgement("", f"its output is kept: {lost}")
     return Judgement("; ".join(reason for reason in (found, _inputs(state, inputs.all())) if reason))
 
 
@@ -99,7 +110,16 @@ def _short(values: Sequence[str] | None) -> str:
 
 
 def _version(plan: Plan, state: State) -> str:
-    return "" if state["version"] == plan.settings.version else f"another version: was {state['version']}"
+    if state["version"] != plan.settings.version:
+        return f"another version: was {state['version']}"
+    return "" if state["program"] == plan.settings.program else "another build of vex"
+
+
+def _counts(plan: Plan, state: State) -> str:
+    """What shows that a run did not see its input, whatever came of it."""
+    counted = state["counts"].get("files", {})
+    unseen = {kind for kind, *_ in state["inputs"]} & set(plan.settings.kinds) - {kind for kind in counted if counted[kind]}
+    return f"its run has read no {', '.join(sorted(unseen))}" if unseen else ""
 
 
 def _inputs(state: State, inputs: Iterable[InputFile]) -> str:
@@ -135,7 +155,7 @@ def clear_parts(plan: Plan, piece: Piece) -> None:
     begun = files.read_json(piece.state + ".part")
     if begun and files.has_form(begun, FORM):
         files.remove(output["path"] for output in begun["outputs"] if output["path"].startswith(piece.out))
-    files.remove(piece.part + suffix for suffix in ("", ".cfg", ".room", *plan.settings.suffixes))
+    files.remove(piece.part + suffix for suffix in ("", ".cfg", *plan.settings.suffixes))
     files.remove([piece.state + ".part"])
 
 

@@ -6,7 +6,7 @@ import os
 import re
 import textwrap
 from collections.abc import Iterable, Iterator
-from typing import Any
+from typing import Any, NamedTuple
 
 import numpy as np
 import numpy.typing as npt
@@ -34,6 +34,8 @@ LARGEST = (1 << 31) - 1
 WIDTH = 100
 #: Dimensions whose number differs between records.
 LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
+#: What files of a sort consist of.
+UNITS = {"binary": "record", "text": "line", "statistics": "row"}
 
 Facts = dict[str, Any]
 Integers = npt.NDArray[np.int64]
@@ -192,13 +194,25 @@ def _counted(number: int, what: str) -> str:
 # --- Verification ---------------------------------------------------------------------------------------------------
 
 
-def check(path: str) -> str:
-    """Looks at every record and marker of a binary file, at every number of a text or statistics file.
+class Sound(NamedTuple):
+    """A file that was found to be sound; as text, a line that says so.
 
-    Returns
-    -------
-    str
-        A line that says what was found to be sound.
+    Attributes
+    ----------
+    records : int
+        How many it has; of text lines, of statistics rows.
+    """
+
+    path: str
+    sort: str
+    records: int
+
+    def __str__(self) -> str:
+        return f"{self.path}: sound, {self.sort}, {_counted(self.records, UNITS[self.sort])}"
+
+
+def check(path: str) -> Sound:
+    """Looks at every record and marker of a binary file, at every number of a text or statistics file.
 
     Raises
     ------
@@ -207,13 +221,12 @@ def check(path: str) -> str:
     """
     sort = sort_of(path)
     if sort == "statistics":
-        found = _of_statistics(path)
-        return f"{path}: sound, statistics, {_counted(found['rows'], 'row')}"
+        return Sound(path, sort, _of_statistics(path)["rows"])
     if sort == "text":
         lines = TextFile(path)
         check_numbers(lines)
-        return f"{path}: sound, text, {_counted(lines.pixels, 'line')}"
-    return f"{path}: sound, binary, {_counted(BinaryFile(path, True).pixels, 'record')}"
+        return Sound(path, sort, lines.pixels)
+    return Sound(path, "binary", BinaryFile(path, True).pixels)
 
 
 def check_numbers(file: TextFile) -> None:
