@@ -4,12 +4,12 @@
 
 _vex_batch_value() {
   case $1 in
-    " -j" | " --jobs" | " --retries" | " --timeout" | " --sbatch" | " --max-tasks" | " --pieces-per-task" | " --array-size") kind=text ;;
+    " -j" | " --jobs" | " --retries" | " --timeout" | " --halt" | " --sbatch" | " --max-tasks" | " --pieces-per-task" | " --array-size") kind=text ;;
     " --by") kind=word words=(day month) ;;
     " --out" | " --merge-out" | " --vex") kind=path ;;
     " --index") kind=folder ;;
     " --engine") kind=word words=(local slurm) ;;
-    " plan -j" | " plan --jobs" | " plan --retries" | " plan --timeout" | " plan --sbatch" | " plan --max-tasks" | " plan --pieces-per-task" | " plan --array-size") kind=text ;;
+    " plan -j" | " plan --jobs" | " plan --retries" | " plan --timeout" | " plan --halt" | " plan --sbatch" | " plan --max-tasks" | " plan --pieces-per-task" | " plan --array-size") kind=text ;;
     " plan --by") kind=word words=(day month) ;;
     " plan --out" | " plan --merge-out" | " plan --vex") kind=path ;;
     " plan --index") kind=folder ;;
@@ -20,27 +20,27 @@ _vex_batch_value() {
 _vex_batch_place() {
   case $1 in
     "")
-      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
+      options=(-h --help --debug --version -j --jobs --by --out --retries --timeout --halt --accept-missing --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
       commands=(status run-piece plan todo workflow) places=()
       ;;
     " status")
-      options=(-h --help)
+      options=(-h --help --debug)
       commands=() places=(folder)
       ;;
     " run-piece")
-      options=(-h --help)
+      options=(-h --help --debug)
       commands=() places=(path text+)
       ;;
     " plan")
-      options=(-h --help --version -j --jobs --by --out --retries --timeout --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
+      options=(-h --help --debug --version -j --jobs --by --out --retries --timeout --halt --accept-missing --dry-run --strict --merge --cat --merge-out --digest --vex --index --engine --sbatch --max-tasks --pieces-per-task --array-size --wait)
       commands=() places=()
       ;;
     " todo")
-      options=(-h --help)
+      options=(-h --help --debug)
       commands=() places=(path)
       ;;
     " workflow")
-      options=(-h --help)
+      options=(-h --help --debug)
       commands=() places=()
       ;;
   esac

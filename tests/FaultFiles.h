@@ -10,9 +10,10 @@ enum class ECallOf { OPEN, READ, WRITE, SEEK, CLOSE, STAT, OPEN_FOLDER, READ_FOL
 /// The system's files, one call of which fails, or all of its kind from then on.
 class CFaultFiles : public CFileSystem {
  public:
-  static constexpr int SHORT = -1;  // in place of an errno: a part of the bytes is read or written
+  // In place of an errno: a part of the bytes is read or written, or none.
+  static constexpr int SHORT = -1, NOTHING = -2;
 
-  /// nCall: from 1.
+  /// nCall: from 1. Interruptions come in twos.
   CFaultFiles(ECallOf eCall, int nError, int nCall, bool bFromThenOn)
       : m_eCall(eCall), m_nError(nError), m_nCall(nCall), m_bFromThenOn(bFromThenOn) {}
 
@@ -57,13 +58,14 @@ class CFaultFiles : public CFileSystem {
   bool Fails(ECallOf eCall) {
     if (eCall != m_eCall) return false;
     ++m_nCalls;
-    const bool bFails = m_nCalls == m_nCall || (m_bFromThenOn && m_nCalls > m_nCall);
+    const bool bAgain = m_bFromThenOn || (m_nError == EINTR && m_nCalls == m_nCall + 1);
+    const bool bFails = m_nCalls == m_nCall || (bAgain && m_nCalls > m_nCall);
     if (bFails) errno = m_nError;
     return bFails;
   }
   bool Shorten(size_t& nBytes) const {
-    nBytes = (nBytes + 2) / 3;
-    return m_nError == SHORT;
+    nBytes = m_nError == NOTHING ? 0 : (nBytes + 2) / 3;
+    return m_nError < 0;
   }
 
   ECallOf m_eCall;

@@ -13,6 +13,7 @@
 #include "FaultFiles.h"
 #include "TestArchive.h"
 #include "app/VexApp.h"
+#include "kernel/File.h"
 #include "kernel/Reporter.h"
 
 namespace fs = std::filesystem;
@@ -49,7 +50,7 @@ class FaultTest : public testing::Test {
     tree.Write("grid", std::string("\0\0\0\4\0\1\0\1\0\1\0\0\0\4", 14) + std::string(1079 * 10, '\0'));
     tree.Write("cfg", "c=1-9\n");
     for (const TOptions& arRun :
-         {TOptions{"-cfg", tree.Path("cfg")}, TOptions{"-of", "txt", "-c", "1-8400"},
+         {TOptions{"-cfg", tree.Path("cfg")}, TOptions{"-of", "txt", "-c", "1-8400", "-skip", "3"},
           TOptions{"-c", "5", "-box", "-90-90,-180-180,all", "-box", "-90-90,-180-180,again"},
           TOptions{"-t2", "ozo", "-c", "1-3", "-st", "sea"},
           TOptions{"-of", "txtstat", "-c", "7-9", "-stsext", "1", "-boxstat", "2-2", "-histpix", "0-1,2",
@@ -114,7 +115,7 @@ const struct {
   std::vector<int> arErrors;
 } FAULTS[] = {{ECallOf::OPEN, false, {EMFILE, EACCES, ENOSPC, EINTR}},
               {ECallOf::READ, true, {EIO, EINTR, CFaultFiles::SHORT}},
-              {ECallOf::WRITE, false, {ENOSPC, EIO, EINTR, CFaultFiles::SHORT}},
+              {ECallOf::WRITE, false, {ENOSPC, EIO, EINTR, CFaultFiles::SHORT, CFaultFiles::NOTHING}},
               {ECallOf::SEEK, true, {EIO}},
               {ECallOf::CLOSE, false, {EIO, ENOSPC, EINTR}},
               {ECallOf::STAT, false, {EIO, EACCES, EINTR}},
@@ -146,6 +147,9 @@ TEST_F(FaultTest, TheNthCallFails) {
               szWrong = "a harmless fault does harm";
             if (bOnlyInput && CountOf(run.szOutput, "extraction failed") > 0)
               szWrong = "input makes the run fail";
+            if (nError == CFaultFiles::NOTHING && bHappened &&
+                CountOf(run.szOutput, "extraction failed") == 0)
+              szWrong = "nothing is written, and nothing told";
             ASSERT_EQ(szWrong, "") << "call " << static_cast<int>(eCall) << " number " << n << " gives "
                                    << nError << (bFromThenOn ? " from then on, with " : ", with ")
                                    << testing::PrintToString(arOptions) << "\n"
@@ -154,6 +158,17 @@ TEST_F(FaultTest, TheNthCallFails) {
         }
   }
   std::printf("%d disturbed runs\n", nRuns);
+}
+
+// What has no places to move to has lost nothing.
+TEST_F(FaultTest, SeeksThatFail) {
+  for (const auto& [nError, bFailed] : {std::pair(EINVAL, false), {ESPIPE, false}, {EIO, true}}) {
+    CFaultFiles files(ECallOf::SEEK, nError, 1, false);
+    const CFileSystemScope scope(files);
+    CFile file;
+    EXPECT_TRUE(file.OpenToRead(tree.Path("grid").c_str()) && !file.Seek(5));
+    EXPECT_EQ(file.Error(), bFailed ? nError : 0);
+  }
 }
 
 // The file that cannot be read is told, and left; a message that is there as a whole comes out.
@@ -207,6 +222,12 @@ TEST_F(FaultTest, TheNthAllocationFails) {
         ASSERT_EQ(Judge(run, whole), "") << "allocation " << n << (bFromThenOn ? " and all behind it" : "")
                                          << " of " << testing::PrintToString(arOptions) << "\n"
                                          << run.szOutput << run.szErrors;
+        // The pixels that -skip takes are others when their message is lost.
+        const size_t nCounts = run.szOutput.find(" L1C data selected out of ");
+        if (&arOptions != &runs[1] || nCounts == std::string::npos) continue;
+        const int nSelected = std::stoi(run.szOutput.substr(run.szOutput.rfind('\n', nCounts) + 1)),
+                  nRead = std::stoi(run.szOutput.substr(nCounts + 26));
+        EXPECT_EQ(nSelected, std::max(nRead - 3, 0)) << "allocation " << n;
       }
   }
   std::printf("%d disturbed runs\n", nRuns);
@@ -222,7 +243,7 @@ std::string Quoted(const TOptions& arOptions) {
 
 /// A run of the program by a shell: szBefore, the command, szBehind.
 SRun RunInShell(const std::string& szBefore, const TOptions& arOptions, const std::string& szBehind) {
-  return RunProgram("bash", {"-c", szBefore + Quoted(TOptions{VEX_BINARY} + arOptions) + szBehind});
+  return RunProgram("bash", {"-c", szBefore + Quoted(TOptions{VexBinary()} + arOptions) + szBehind});
 }
 
 }  // namespace
@@ -249,7 +270,7 @@ TEST_F(FaultTest, TheProcessIsStartedBadly) {
   ExpectSays(left, "ERROR: Writing failure!\n");
   ExpectSays(left, "\nError: extraction failed!\n");
   // Below some limit it is the loader that says so, with 127.
-  for (int nBytes = 6'200'000; MEASURED && nBytes < 7'000'000; nBytes += 20'000) {
+  for (int nBytes = 6'000'000; MEASURED && nBytes < 7'400'000; nBytes += 20'000) {
     const SRun run = RunInShell("prlimit --as=" + std::to_string(nBytes) + " -- ", {"-h"}, "");
     EXPECT_TRUE(run.nStatus == 0 || run.nStatus == 127) << nBytes << ": " << run.nStatus;
     ExpectSays(run, "\n -h : show help\n", run.szOutput.size() > 100);
@@ -288,7 +309,9 @@ TEST_F(FaultTest, NoInputIsWrittenTo) {
   TOptions arOptions = runs[1] + TOptions{"-out", szFile};
   ExpectSays(Run(arOptions), "ERROR: ouverture fichier " + szFile + "\n");
   EXPECT_EQ(ReadWholeFile(szFile), szBytes);
-  // What only looks like one is written to.
+  // What only looks like one is written to, and so is what holds no bytes.
+  ExpectSays(tree.Run({"-c", "1", "-cfg", "/dev/null", "-out", "/dev/null"}),
+             "24 L1C data selected out of 24\n");
   tree.Write("L1C/2013/04/20/a.l1_bufr.txt", "");
   ExpectGood(tree.Run(arL1C + TOptions{"-out", szFile + ".txt"}));
 }

@@ -83,7 +83,8 @@ TEST(FileSelection, FlatDirectoriesAndLists) {
   for (const char* szName : {"ems/b_x.bin", "ems/a_x.bin", "ems/a_y.bin", "a_x.bin"}) dir.Write(szName, "");
   CStrArray arExtensions, arMotifs, arFiles;
   arExtensions.AddString("bin", false);
-  arMotifs.AddString("_x", false);
+  arMotifs.SplitAdd("_x", 0, false);
+  ASSERT_EQ(arMotifs.Count(), 1);
   CExtractor::SelectFilesIndepDir((dir.Path() + "/").c_str(), &arExtensions, &arMotifs, arFiles, 5);
   CExtractor::SelectFilesIndepDir(dir.Path().c_str(), &arExtensions, &arMotifs, arFiles, 1);
   EXPECT_EQ(Names(arFiles), (TNames{dir.Path("ems/a_x.bin"), dir.Path("ems/b_x.bin")}));

@@ -101,13 +101,23 @@ TEST(Pairing, JoinsPixelsOfEqualKeys) {
       // repeated keys, and keys that step back
       {"L 1.5.0 1.5.0; T 1.5.0", "1.5.0=LT 1.5.0=L"},
       {"L 1.6.0 1.5.0; T 1.5.0 1.7.0", "1.5.0=T 1.6.0=L 1.5.0=L 1.7.0=T"},
-      // a key without a part never blocks what is behind it
+      // pixels without a key never block what is behind them, however many, in whatever message
       {"L -.5.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
       {"L 1.-.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
       {"L 1.5.-| 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
       {"L 0.5.0 1.5.1; T 1.5.0 1.5.1", "1.5.0=T 1.5.1=LT"},
-      {"L 1.5.0 1.5.1; T -.-.- 1.5.1; E 1.5.0 0.0.0 1.5.1", "1.5.0=LE 1.5.1=LT 1.5.1=E"},
-      {"L 1.5.0 1.5.3; T -.1.1 -.1.2 1.5.3 1.5.4", "1.5.0=L 1.5.3=L 1.5.3=T 1.5.4=T"},
+      {"L 1.5.0 1.5.1; T -.-.- 1.5.1; E 1.5.0 0.0.0 1.5.1", "1.5.0=LE 1.5.1=LTE"},
+      {"L 1.5.0 1.5.1 1.5.2 1.5.3 1.5.4 1.5.5; O 1.5.- 1.5.- 1.5.- 1.5.0 1.5.1 1.5.2 1.5.3 1.5.4 1.5.5",
+       "1.5.0=LO 1.5.1=LO 1.5.2=LO 1.5.3=LO 1.5.4=LO 1.5.5=LO"},
+      {"L 1.5.0 1.5.1 1.5.2 1.5.3 | 1.6.0 1.6.1 1.6.2 1.6.3 | 1.7.0 1.7.1 1.7.2 1.7.3;"
+       "O 1.5.- 1.5.- 1.5.- 1.5.0 1.5.1 1.5.2 1.5.3 | 1.6.- 1.6.- 1.6.- 1.6.0 1.6.1 1.6.2 1.6.3 |"
+       " 1.7.- 1.7.- 1.7.- 1.7.0 1.7.1 1.7.2 1.7.3",
+       "1.5.0=LO 1.5.1=LO 1.5.2=LO 1.5.3=LO 1.6.0=LO 1.6.1=LO 1.6.2=LO 1.6.3=LO 1.7.0=LO 1.7.1=LO 1.7.2=LO "
+       "1.7.3=LO"},
+      {"L 1.5.0 1.5.1 | 1.6.0; O 1.5.0 0.5.1 -.5.1 1.-.1 | -.5.1 | 1.5.1 0.0.0 1.6.0",
+       "1.5.0=LO 1.5.1=LO 1.6.0=LO"},
+      {"L -.5.0 1.5.1 1.5.- | 0.5.2 1.5.3; T -.5.0 -.5.1 1.5.3; E 1.5.1 1.5.3", "1.5.1=LE 1.5.3=LTE"},
+      {"L 1.5.0 1.5.1; T -.1.1 -.1.2 -.1.3", "1.5.0=L 1.5.1=L"},
       // nobody has a key: an empty record, and all step on
       {"L -.5.0 1.5.1; T 0.5.0 1.5.1", "empty 1.5.1=LT", 1},
       {"L -.5.0 1.5.-; T 0.5.0 0.0.0 1.5.1", "empty empty 1.5.1=T", 2},
@@ -126,7 +136,7 @@ TEST(Pairing, JoinsPixelsOfEqualKeys) {
     SCOPED_TRACE(c.szStreams);
     CTestTree tree;
     AddStreams(tree, c.szStreams);
-    const TOptions arOptions = TOptions{"-c", "1", "-t2", "ozo,trg,ems"} + c.arOptions;
+    const TOptions arOptions = TOptions{"-c", "1,1", "-t2", "ozo,trg,ems"} + c.arOptions;
     SRun run = tree.Run(arOptions);
     EXPECT_EQ(Describe(CRecordFile(tree.Output())), c.szRecords);
     const auto expectMessages = [&] {
@@ -144,6 +154,7 @@ TEST(Pairing, JoinsPixelsOfEqualKeys) {
     const auto text = ReadTextFile(tree.Output());
     EXPECT_EQ(static_cast<int>(text.size()) - 1, CountOf(c.szRecords, "=") + nEmpty);
     EXPECT_EQ(std::count(text.begin(), text.end(), TOptions{""}), nEmpty);
+    for (const TOptions& line : text) EXPECT_TRUE(line.size() == text[0].size() || line == TOptions{""});
     run = tree.Run(arOptions + TOptions{"-box", "-90-90,-180-180,all"});
     expectMessages();
     std::string szWithoutEmpty = c.szRecords;
@@ -155,7 +166,7 @@ TEST(Pairing, JoinsPixelsOfEqualKeys) {
 // A record goes to the boxes of the product that supplies its common part, and streams step on once.
 TEST(Pairing, BoxesFollowTheSupplier) {
   CTestTree tree;
-  AddStreams(tree, "L 1.5.0 1.5.1 1.5.2 1.5.7; T 1.5.1 1.5.2 1.5.3");
+  AddStreams(tree, "L 1.5.0 1.5.1 1.5.2 1.5.7; T 0.5.0 0.5.1 0.5.7 0.5.3 1.5.1 1.5.2 1.5.3");
   const SRun run =
       tree.Run({"-c", "1", "-t2", "ozo,trg,ems", "-box", "0-1.5,0-20,low", "-box", "0.5-3,0-20,high"});
   EXPECT_EQ(Describe(CRecordFile(tree.Output("out.low.txt"))), "1.5.0=L 1.5.1=LT");
@@ -163,7 +174,7 @@ TEST(Pairing, BoxesFollowTheSupplier) {
   ExpectSays(
       run,
       "4 L1C data selected out of 4\n\tIn box low: 2 L1C data selected\n\tIn box high: 2 L1C data selected\n"
-      "3 trg data selected out of 3\n\tIn box low: 1 trg data selected\n\tIn box high: 3 trg data "
+      "7 trg data selected out of 7\n\tIn box low: 3 trg data selected\n\tIn box high: 5 trg data "
       "selected\n");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 
 namespace {
 
@@ -22,11 +23,93 @@ std::vector<std::string> Split(const std::string& szText, char cSeparator) {
 
 constexpr const char* BLOCKS[] = {"common", "l1c", "spectrum", "avhrr", "l2",
                                   "ozo",    "trg", "clp",      "twt",   "ems"};
+constexpr std::pair<int, const char*> KIND_CODES[] = {
+    {1, "clp"}, {2, "twt"}, {3, "ozo"}, {4, "trg"}, {5, "ems"}};
 
 std::string Times(int nTimes, const std::string& szText) {
   std::string szAll;
   while (nTimes-- > 0) szAll += szText;
   return szAll;
+}
+
+namespace {
+
+/// Columns that a block repeats; recent: in pixels from 2014-09-30 07:23 on. Of each its type (t: in text
+/// only), its name, in which # is the number of the repetition, and the element of the message that it shows.
+struct SColumns {
+  std::string szBlock;
+  int nTimes, nRecent;
+  std::string szColumns;
+};
+
+const std::vector<SColumns>& Format() {
+  static const std::vector<SColumns> format = {
+      {"common", 1, 1,
+       "t SatelliteIdentifier text t Tb text s Year 4001 b Month 4002 b Day 4003 b Hour 4004 b Minute 4005 "
+       "i Milliseconds 4006k r Latitude 5001 r Longitude 6001 r SatelliteZenithAngle 7024 r Bearing 5021 "
+       "r SolarZenithAngle 7025 r SolarAzimuth 5022 i FieldOfViewNumber 5043 i OrbitNumber 5040 "
+       "i ScanLineNumber 5041 r HeightOfStation 7001"},
+      {"l1c", 1, 1, "s DayVersion -"},
+      {"l1c", 3, 3, "i StartChannel# 25140 i EndChannel# 25141 i GqisQualFlag# 33060"},
+      {"l1c", 1, 1, "i CloudFraction 20081 b SurfaceType -"},
+      {"avhrr", 1, 1, "i AvhrrInstrument - i AvhrrChannelCombination -"},
+      {"avhrr", 7, 7,
+       "r AvhrrYAP 5060 r AvhrrZAP 5061 c AvhrrCPF 25085 " +
+           Times(6, "i AvhrrChannel 5042 r AvhrrMeanRadiance - r AvhrrStdDevRadiance - ")},
+      {"l2", 1, 1,
+       "b SuperadiabaticIndicator 13038 b LandSeaQualifier 8012 b DayNightQualifier 8013 "
+       "i SatelliteDataProcessingTechniqueUsed 2022 b SunGlintIndicator 8065 "
+       "i CloudFormationAndHeightAssignment 40192 i InstrumentDetectingClouds 40193 "
+       "i ValidationFlagForIasiLevel1 40194 i QualityAndCompletenessOfRetrieval 40195 "
+       "i RetrievalChoiceIndicator 40196 i SatelliteManoeuvreIndicator 40197"},
+      {"ozo", 1, 1, "i SelectionOfBackgroundState 40198"},
+      {"ozo", 4, 101, "r Pressure#1 7004 r Pressure#2 7004 r IntegratedO3Density# 15020"},
+      {"trg", 1, 1,
+       "i SelectionOfBackgroundState 40198 r IntegratedN2ODensity 40199 r IntegratedCODensity 40200 "
+       "r IntegratedCH4Density 40201 r IntegratedCO2Density 40202"},
+      {"clp", 1, 1, "i VerticalSignificance 8003"},
+      {"clp", 3, 3,
+       "r Pressure# 7004 r Temperature/dry-bulbTemperature# 12101 r CloudAmountInSegment# 20081 "
+       "i CloudPhase# 20056"},
+      {"twt", 1, 1,
+       "i VerticalSignificance1 8003 r Pressure 10004 i NumberOfObservations1 8022 r SkinTemperature 12061 "
+       "i NumberOfObservations2 8022 i VerticalSignificance2 8003 i PTCount 31001"},
+      {"twt", 90, 101, "r Pressure# 7004 r Temperature/dry-bulbTemperature# 12101"},
+      {"twt", 1, 1, "i PMRCount 31001"},
+      {"twt", 90, 101, "r Pressure# 7004 r MixingRatio# 13002"},
+      {"ems", 1, 1, "i SelectionOfBackgroundState 40198"},
+      {"ems", 12, 12, "r Frequency# 2153 r Emissivity# 14050"},
+  };
+  return format;
+}
+
+}  // namespace
+
+std::vector<std::string> ColumnsOf(const std::string& szBlock, EColumn eWhat, bool bRecent) {
+  std::vector<std::string> arFound;
+  for (const SColumns& group : Format()) {
+    if (group.szBlock != szBlock) continue;
+    for (int i = 1; i <= (bRecent ? group.nRecent : group.nTimes); ++i) {
+      std::istringstream words(group.szColumns);
+      std::string arWords[3];
+      while (words >> arWords[0] >> arWords[1] >> arWords[2]) {
+        if (const size_t nHash = arWords[1].find('#'); nHash != std::string::npos)
+          arWords[1].replace(nHash, 1, std::to_string(i));
+        arFound.push_back(arWords[static_cast<int>(eWhat)]);
+      }
+    }
+  }
+  return arFound;
+}
+
+/// The letters of the values that a binary record has of a block.
+static const std::string& TypesOf(const std::string& szBlock, bool bRecent) {
+  static std::map<std::pair<std::string, bool>, std::string> found;
+  std::string& szTypes = found[{szBlock, bRecent}];
+  if (szTypes.empty())
+    for (const std::string& szType : ColumnsOf(szBlock, EColumn::TYPE, bRecent))
+      if (szType != "t") szTypes += szType;
+  return szTypes;
 }
 
 CRecordFile::CRecordFile(const std::string& szBytes) : m_szBytes(szBytes) {
@@ -70,40 +153,38 @@ void CRecordFile::ReadHeader() {
 }
 
 /// The types of the blocks that the file has.
-std::map<std::string, std::string> CRecordFile::Layout(bool bL1C, int nLayers, int nLevels) const {
-  std::map<std::string, std::string> layout = {{"common", "sbbbbirrrrrriiir"}};
+std::map<std::string, std::string> CRecordFile::Layout(bool bL1C, bool bManyLayers, bool bManyLevels) const {
+  std::map<std::string, std::string> layout = {{"common", TypesOf("common", false)}};
   if (bL1C) {
-    layout["l1c"] = "siiiiiiiiiib";
+    layout["l1c"] = TypesOf("l1c", false);
     layout["spectrum"] = std::string(arChannels.size(), 'r');
   }
-  if (bAvhrr) layout["avhrr"] = "ii" + Times(7, "rrc" + Times(6, "irr"));
-  if (!arKinds.empty()) layout["l2"] = "bbbibiiiiii";
-  const std::string szProfile = Times(nLevels, "rr");
-  for (const int nKind : arKinds) {
-    if (nKind == 1) layout["clp"] = "i" + Times(3, "rrri");
-    if (nKind == 2) layout["twt"] = "iririii" + szProfile + "i" + szProfile;
-    if (nKind == 3) layout["ozo"] = "i" + Times(nLayers, "rrr");
-    if (nKind == 4) layout["trg"] = "irrrr";
-    if (nKind == 5) layout["ems"] = "i" + Times(12, "rr");
-  }
+  if (bAvhrr) layout["avhrr"] = TypesOf("avhrr", false);
+  if (!arKinds.empty()) layout["l2"] = TypesOf("l2", false);
+  for (const auto& [nCode, szKind] : KIND_CODES)
+    if (std::count(arKinds.begin(), arKinds.end(), nCode))
+      layout[szKind] = TypesOf(szKind, nCode == 3 ? bManyLayers : bManyLevels);
   return layout;
 }
 
 /// The markers count the short forms of ozone and temperature, and every selected channel. What a record
 /// really holds is found by the marker behind it.
 bool CRecordFile::ReadRecord() {
-  int nL2 = arKinds.empty() ? 0 : 32;
-  for (const int nCode : arKinds) nL2 += (const int[]){0, 52, 1472, 52, 20, 100}[nCode];
-  const int nChannels = static_cast<int>(arChannels.size()),
-            nWithL1C = 93 + 4 * nChannels + 596 * bAvhrr + nL2;
+  const auto size = [&](bool bL1C) {
+    int nSize = 0;
+    for (const auto& [szBlock, szTypes] : Layout(bL1C, false, false))
+      for (const char c : szTypes) nSize += SizeOf(c);
+    return nSize;
+  };
+  const int nWithL1C = size(true);
   nMarker = Int4(m_nAt);
-  if (nMarker != nWithL1C && nMarker != 50 + nL2) return false;
-  for (const auto& [nLayers, nLevels] : {std::pair(0, 0), {4, 90}, {101, 101}, {4, 101}, {101, 90}}) {
+  if (nMarker != nWithL1C && nMarker != size(false)) return false;
+  for (const int nForm : {-1, 0, 3, 1, 2}) {  // -1: a record of its markers alone
     SRecord record;
     size_t nAt = m_nAt + 4;
-    const auto layout = Layout(nMarker == nWithL1C, nLayers, nLevels);
+    const auto layout = Layout(nMarker == nWithL1C, nForm & 1, nForm & 2);
     for (const std::string szBlock : BLOCKS) {
-      if (nLayers == 0 || !layout.count(szBlock)) continue;  // 0: a record of its markers alone
+      if (nForm < 0 || !layout.count(szBlock)) continue;
       SBlockValues& block = record.blocks[szBlock] = {layout.at(szBlock), {}};
       for (const char c : block.szTypes) {
         block.arValues.push_back(Value(c, nAt));

@@ -44,7 +44,7 @@ class CRecordFile {
   int Int4(size_t nAt) const { return static_cast<int>(Value('i', nAt)); }
   void ReadHeader();
   bool ReadRecord();
-  std::map<std::string, std::string> Layout(bool bL1C, int nLayers, int nLevels) const;
+  std::map<std::string, std::string> Layout(bool bL1C, bool bManyLayers, bool bManyLevels) const;
 
   std::string m_szBytes;
   size_t m_nAt = 0;
@@ -54,3 +54,9 @@ class CRecordFile {
 std::vector<std::vector<std::string>> ReadTextFile(const std::string& szBytes);
 
 std::string Times(int nTimes, const std::string& szText);
+
+/// What is known of a column: a letter for its type, its name, the element of the message (FXXYYY, '-' for
+/// none, "text" for columns that binary records do not have).
+enum class EColumn { TYPE, NAME, ELEMENT };
+/// That of all columns of a block, those that only text has included; none of the spectrum.
+std::vector<std::string> ColumnsOf(const std::string& szBlock, EColumn eWhat, bool bRecent = false);

@@ -45,10 +45,12 @@ TEST(RecordTest, MemoryFollowsPixelsAndWhatIsKeptAndWritten) {
   EXPECT_TRUE(prod.KeptInts[SKeptRow(1)] == 8 && prod.KeptInts[SKeptRow(2)] == 7);
   EXPECT_FALSE(prod.KeptInts.IsUniform());
 
-  // Fewer pixels in the same memory, of which none is kept yet.
+  // Fewer pixels in the same memory, which all count as kept as long as nobody says which are.
   const double* pValues = &prod.Reals[0][0];
   prod.InitFirstL2(60);
-  EXPECT_TRUE(prod.Kept().empty() && &prod.Reals[0][0] == pValues);
+  EXPECT_EQ(&prod.Reals[0][0], pValues);
+  EXPECT_TRUE(prod.KeptRow(59).nRow == 59 && prod.Kept().size() == 60);
+  EXPECT_TRUE(prod.At(prod.KeptReals[1], 0) == -777 && prod.At(prod.KeptReals[0], 59) == -777);
   std::fill_n(prod.KeepPixel.Write(), 60, uint8_t{1});
   prod.InitKept();
   prod.KeptInts.SetMissing();  // also in the elements that it did not have before

@@ -46,7 +46,9 @@ struct SRun {
 /// may have nMegabytes of address space; 0: all there is.
 SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments,
                 rlim_t nMegabytes = 0);
-/// Runs the vex binary under test.
+/// The binary under test: that of these tests, or the one that the environment names by VEX_BINARY.
+std::string VexBinary();
+/// Runs it.
 SRun RunVex(const std::vector<std::string>& arArguments);
 
 std::string ReadWholeFile(const std::string& szPath);

@@ -7,6 +7,9 @@
 // "missing_value" when the pixel has no such value; "with_tb" is the field that stands there with -tb 1.
 // "channels" are those of the spectrum; a record ends at channel "channel_limit", whatever its header counts.
 //
+// Of a column of statistics, "empty" is what stands there without any value, "option" what files or their
+// runs must have to have it; its group is repeated behind each prefix of "sets", or for each channel.
+//
 // Of an option, "help" and the words under "sub" are those of the program's help; "meaning" is what pages
 // say, "form" what they show behind the name, "value" what it takes: none, path, folder, word (of "sub"),
 // words (of "sub", between commas), switch (1 or 0) or text. "default" holds without it; one that "adds" may
@@ -19,6 +22,7 @@
 #include <vector>
 
 #include "app/ConfigParam.h"
+#include "extract/Format.h"
 #include "filter/Filter.h"
 #include "options/Option.h"
 #include "output/BinarySink.h"
@@ -27,6 +31,8 @@
 #include "prod/ChannelSelection.h"
 #include "prod/Prod.h"
 #include "prod/ProductKind.h"
+#include "stat/HistoKind.h"
+#include "stat/StatColumn.h"
 
 namespace {
 
@@ -294,6 +300,81 @@ std::string Option(const SOption& option, const char* szSection) {
       .Get();
 }
 
+/// The words of -of, with their numbers in the echo.
+std::string FormatList() {
+  CJson list = List();
+  for (const SFormat& format : Formats())
+    list.Add(Object().Text("name", format.szWord).Add("number", Number(format.nNumber)).Get());
+  return list.Get();
+}
+
+std::string StatColumn(const SStatColumn& column) {
+  return Object()
+      .Text("name", column.szName)
+      .Text("type", column.eForm == EStat::INT ? "int" : "real")
+      .Text("meaning", column.szMeaning)
+      .Text("unit", column.szUnit)
+      .Text("unit_tb", column.szUnitTb)
+      .Text("empty", column.szEmpty)
+      .Text("option", column.szOption)
+      .Text("standard_name", column.szStandardName)
+      .Get();
+}
+
+/// Columns behind a prefix for each set; product: that of a group of the grid, else empty.
+std::string StatGroup(const std::string& szSets, const std::string& szColumns, const char* szProduct,
+                      bool bChannels) {
+  return Object()
+      .Text("product", szProduct)
+      .Add("channels", bChannels ? "true" : "false")
+      .Add("sets", szSets)
+      .Add("columns", szColumns)
+      .Get();
+}
+
+std::string StatSets(std::span<const SStatSet> sets) {
+  CJson list = List();
+  for (const SStatSet& set : sets)
+    list.Add(Object().Text("prefix", set.szPrefix).Text("meaning", set.szMeaning).Get());
+  return list.Get();
+}
+
+std::string ProductGroup(int nProduct) {
+  const SStatSet set = {PRODUCT_KINDS[nProduct].szName, ""};
+  CJson columns = List();
+  for (const SGridColumn* pColumn : GridColumns(nProduct)) columns.AddLine(StatColumn(pColumn->column));
+  return StatGroup(StatSets({&set, 1}), columns.Get(), set.szPrefix, false);
+}
+
+std::string StatFile(const SStatFile& file) {
+  static constexpr SStatSet ONCE[] = {{"", ""}};
+  CJson groups = List();
+  for (const SStatGroup& group : file.groups) {
+    CJson columns = List();
+    for (const SStatColumn& column : group.columns) columns.AddLine(StatColumn(column));
+    groups.AddLine(
+        StatGroup(StatSets(group.sets.empty() ? ONCE : group.sets), columns.Get(), "", group.bChannels));
+  }
+  if (&file == &GRID_FILE)
+    for (int i = 0; i < PRODUCTS; ++i) groups.AddLine(ProductGroup(i));
+  return Object().Text("kind", file.szKind).Text("title", file.szTitle).Add("groups", groups.Get()).Get();
+}
+
+std::string Statistics() {
+  CJson list = List();
+  for (const SStatFile* pFile : {&SPECTRAL_FILE, &HISTOGRAM_FILE, &RADIANCE_FILE, &GRID_FILE})
+    list.AddLine(StatFile(*pFile));
+  return list.Get();
+}
+
+/// What histograms of one value a pixel are of.
+std::string HistogramValues() {
+  CJson list = List();
+  for (const SHistoKind& kind : HISTO_KINDS)
+    list.Add(Object().Text("name", kind.szValue).Text("unit", kind.szUnit).Get());
+  return list.Get();
+}
+
 std::string Options() {
   CJson list = List();
   for (const SOptionSection& section : OptionSections())
@@ -323,6 +404,9 @@ int main() {
                                 .Add("channels", Number(CChannelSelection::SPECTRUM))
                                 .Add("channel_limit", Number(CChannelSelection::LIMIT))
                                 .Add("blocks", Blocks())
+                                .Add("statistics", Statistics())
+                                .Add("histogram_values", HistogramValues())
+                                .Add("formats", FormatList())
                                 .Add("options", Options())
                                 .Add("stages", FilterStages())
                                 .Get();

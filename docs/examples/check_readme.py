@@ -120,6 +120,8 @@ RUNS = [  # what is done to the archive, the run, what vex_status returns and a 
     ("", f"{L1C} -d none", 2, "No L1C data files found"),
     ("", f"{BOTH} -mca 0 -lca 1", 2, "0 L1C data selected out of"),
     ("rm -r archive/L2", BOTH, 2, "No clp data files selected"),
+    ("", f"{L1C} -d2 chive/L1C -t2 clp", 2, "No clp data files selected"),
+    ("", f"{L1C} -t2 clp", 2, "-t2 clp"),
     ("truncate -s -100000 $L1C", L1C, 3, "Probleme interpretation"),
     ("truncate -s -300 $CLP", BOTH, 3, "no end of a message: archive/L2"),
     (": >$L1C", L1C, 3, "no end of a message: archive/L1C"),

@@ -3,54 +3,72 @@
 #   source("read_vex.R")
 #   file <- read_vex("spectra.bin")
 #   for (records in file$parts) {             # as a rule just one
-#     records$Common$Latitude                 # (records)
-#     records$L1C$Spectrum                    # (records, channels)
-#     records$ozo$IntegratedO3Density         # (records, layers)
+#     records$Common$latitude                 # (records)
+#     records$L1C$spectrum                    # (records, channels)
+#     records$ozo$integrated_o3_density       # (records, layers)
 #   }
 #
 # Run as a program it prints the records as vex -of txt does: Rscript read_vex.R FILE
-# The fields are described in docs/formats.md. A file is held in memory as a whole.
+# The fields are described in docs/formats.md, in the column "Variable" (without the prefix of the block). A file is held in memory as a whole.
 
 vex_archive_channels <- 8700  # samples of a message; the last 239 are behind the spectrum
-vex_kinds <- c(ozo = 3, trg = 4, clp = 1, twt = 2, ems = 5)  # codes of the header, in the order of the blocks
 vex_sizes <- c(h = 2, b = 1, i = 4, r = 4)  # bytes of int2, int1, int4, real4
 
-fields <- function(type, names) setNames(rep(type, lengths(strsplit(names, " "))), strsplit(names, " ")[[1]])
+# Made by scripts/tables from what vex itself walks over:
+# table: blocks
+vex_kinds <- c(ozo = 3, trg = 4, clp = 1, twt = 2, ems = 5)  # codes of the header, in the order of the blocks
+# Groups of fields: block, how often they are repeated, how often in pixels from
+# 2014-09-30 07:23:00 on, types (h int2, b int1, i int4, r real4) and names; behind them the
+# fields that are repeated within each repetition.
+vex_groups <- list(
+  list("Common", 1, 1, c("h year", "b month day hour minute", "i milliseconds",
+    "r latitude longitude satellite_zenith_angle satellite_azimuth_angle solar_zenith_angle", "r solar_azimuth_angle",
+    "i field_of_view_number orbit_number scan_line_number", "r satellite_height")),
+  list("L1C", 1, 1, c("h day_version", "i start_channel_1 end_channel_1 quality_flag_1 start_channel_2 end_channel_2",
+    "i quality_flag_2 start_channel_3 end_channel_3 quality_flag_3 cloud_fraction", "b surface_type")),
+  list("AVHRR", 1, 1, c("i instrument channel_combination")),
+  list("AVHRR", 7, 7, c("r y_angular_position z_angular_position cluster_fraction"),
+    6, c("i channel", "r mean_radiance radiance_standard_deviation")),
+  list("L2", 1, 1, c("b superadiabatic_indicator land_sea_qualifier day_night_qualifier",
+    "i data_processing_technique", "b sun_glint_indicator",
+    "i cloud_formation_and_height_assignment instrument_detecting_clouds validation_of_level_1",
+    "i quality_and_completeness_of_retrieval retrieval_choice_indicator", "i satellite_manoeuvre_indicator")),
+  list("ozo", 1, 1, c("i background_state")),
+  list("ozo", 4, 101, c("r pressure_top pressure_bottom integrated_o3_density")),
+  list("trg", 1, 1, c("i background_state", "r integrated_n2o_density integrated_co_density integrated_ch4_density",
+    "r integrated_co2_density")),
+  list("clp", 1, 1, c("i vertical_significance")),
+  list("clp", 3, 3, c("r cloud_top_pressure cloud_top_temperature cloud_amount", "i cloud_phase")),
+  list("twt", 1, 1, c("i vertical_significance_1", "r surface_pressure", "i number_of_observations_1",
+    "r skin_temperature", "i number_of_observations_2 vertical_significance_2 temperature_level_count")),
+  list("twt", 90, 101, c("r temperature_pressure temperature")),
+  list("twt", 1, 1, c("i humidity_level_count")),
+  list("twt", 90, 101, c("r humidity_pressure mixing_ratio")),
+  list("ems", 1, 1, c("i background_state")),
+  list("ems", 12, 12, c("r frequency emissivity")))
+# end
 
 # One value a row, in the order of the record: its field, its type. A group of fields is repeated as a whole.
+fields <- function(runs) {
+  words <- strsplit(runs, " ")
+  unlist(lapply(words, function(w) setNames(rep(w[1], length(w) - 1), w[-1])))
+}
+
 times <- function(n, group) rep(group, n)
 
-vex_blocks <- function(header, channels, layers, levels) {
-  state <- fields("i", "SelectionOfBackgroundState")
-  kinds <- list(
-    ozo = c(state, times(layers, fields("r", "TopPressure BottomPressure IntegratedO3Density"))),
-    trg = c(state, fields("r", "IntegratedN2ODensity IntegratedCODensity IntegratedCH4Density IntegratedCO2Density")),
-    clp = c(fields("i", "VerticalSignificance"),
-            times(3, c(fields("r", "Pressure Temperature CloudAmountInSegment"), fields("i", "CloudPhase")))),
-    twt = c(fields("i", "VerticalSignificance1"), fields("r", "SurfacePressure"), fields("i", "NumberOfObservations1"),
-            fields("r", "SkinTemperature"), fields("i", "NumberOfObservations2 VerticalSignificance2 PTCount"),
-            times(levels, fields("r", "TemperaturePressure Temperature")), fields("i", "PMRCount"),
-            times(levels, fields("r", "HumidityPressure MixingRatio"))),
-    ems = c(state, times(12, fields("r", "Frequency Emissivity"))))
-  imager <- c(fields("i", "AvhrrChannel"), fields("r", "AvhrrMeanRadiance AvhrrStdDevRadiance"))
-  blocks <- list(Common = c(
-    fields("h", "Year"), fields("b", "Month Day Hour Minute"), fields("i", "Milliseconds"),
-    fields("r", "Latitude Longitude SatelliteZenithAngle Bearing SolarZenithAngle SolarAzimuth"),
-    fields("i", "FieldOfViewNumber OrbitNumber ScanLineNumber"), fields("r", "HeightOfStation")))
-  if (header$l1c) blocks$L1C <- c(
-    fields("h", "DayVersion"),
-    fields("i", "StartChannel1 EndChannel1 GqisQualFlag1 StartChannel2 EndChannel2 GqisQualFlag2"),
-    fields("i", "StartChannel3 EndChannel3 GqisQualFlag3 CloudFraction"),
-    fields("b", "SurfaceType"), times(channels, fields("r", "Spectrum")))
-  if (header$avhrr) blocks$Avhrr <- c(
-    fields("i", "AvhrrInstrument AvhrrChannelCombination"),
-    times(7, c(fields("r", "AvhrrYAP AvhrrZAP AvhrrCPF"), times(6, imager))))
-  if (length(header$kinds) > 0) blocks$L2 <- c(
-    fields("b", "SuperadiabaticIndicator LandSeaQualifier DayNightQualifier"),
-    fields("i", "SatelliteDataProcessingTechniqueUsed"), fields("b", "SunGlintIndicator"),
-    fields("i", "CloudFormationAndHeightAssignment InstrumentDetectingClouds ValidationFlagForIasiLevel1"),
-    fields("i", "QualityAndCompletenessOfRetrieval RetrievalChoiceIndicator SatelliteManoeuvreIndicator"))
-  c(blocks, kinds[header$kinds])
+# The blocks of a record. recent: the kinds whose block is that of a recent pixel.
+vex_blocks <- function(header, channels, recent) {
+  present <- c("Common", if (header$l1c) "L1C", if (header$avhrr) "AVHRR", if (length(header$kinds) > 0) "L2", header$kinds)
+  blocks <- list()
+  for (group in vex_groups) {
+    name <- group[[1]]
+    if (!name %in% present) next
+    inner <- if (length(group) > 4) times(group[[5]], fields(group[[6]]))
+    repeated <- times(if (name %in% recent) group[[3]] else group[[2]], c(fields(group[[4]]), inner))
+    blocks[[name]] <- c(blocks[[name]], repeated)
+  }
+  if (header$l1c) blocks$L1C <- c(blocks$L1C, times(channels, fields("r spectrum")))
+  blocks
 }
 
 # Values that stand one behind the other in raw bytes; an int1 of 255 is missing, all others are positive.
@@ -85,10 +103,11 @@ read_header <- function(data) {
 # without content has no blocks. "marker" is the length that the markers count.
 record_forms <- function(header) {
   written <- sum(header$channels >= 1 & header$channels <= vex_archive_channels)  # when the record has its L1C pixel
-  variants <- expand.grid(channels = unique(c(length(header$channels), written)),
-                          layers = if ("ozo" %in% header$kinds) c(4, 101) else 4,
-                          levels = if ("twt" %in% header$kinds) c(90, 101) else 90)
-  forms <- Map(function(...) vex_blocks(header, ...), variants$channels, variants$layers, variants$levels)
+  growing <- Filter(function(kind) any(vapply(vex_groups, function(g) g[[1]] == kind && g[[2]] != g[[3]], NA)), header$kinds)
+  variants <- expand.grid(c(list(channels = unique(c(length(header$channels), written))),
+                            setNames(rep(list(c(FALSE, TRUE)), length(growing)), growing)))
+  forms <- lapply(seq_len(nrow(variants)), function(i)
+    vex_blocks(header, variants$channels[i], growing[unlist(variants[i, growing, drop = FALSE])]))
   size <- vapply(forms, function(blocks) sum(vex_sizes[unlist(blocks)]), 0)
   list(marker = size[1], size = c(0, size[order(size)]), blocks = c(list(list()), forms[order(size)]))
 }
@@ -155,11 +174,11 @@ as_text <- function(header, blocks, part) {
     names <- names(blocks[[name]])
     block <- block[, order(order(factor(names, unique(names)))), drop = FALSE]  # from field by field to their places
     if (name == "L1C") {
-      version <- part$L1C$DayVersion
+      version <- part$L1C$day_version
       block[version == -1, 2:10] <- "-1"  # no L1C pixel: the binary form has bands from 0 to 0
       block[version %in% 0:1, 5:11] <- ""  # day 1: the same
     }
-    if (name == "ems") block[, names == "Emissivity"][part$ems$Emissivity == -1] <- "-777"  # no ems pixel
+    if (name == "ems") block[, names == "emissivity"][part$ems$emissivity == -1] <- "-777"  # no ems pixel
     lines <- c(lines, list(block))
   }
   if (length(blocks) == 0) return(character(part$count))

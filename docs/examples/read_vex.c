@@ -7,16 +7,52 @@
 #include <string.h>
 
 #define ARCHIVE_CHANNELS 8700 /* samples of a message; the last 239 are behind the spectrum */
-enum { CLP = 1, TWT, OZO, TRG, EMS };
+
+/* Made by scripts/tables from what vex itself walks over: */
+/* table: blocks */
+/* Codes of the products in the header, in the order of their blocks. */
+static const struct {
+  const char* name;
+  int code;
+} KINDS[] = {{"ozo", 3}, {"trg", 4}, {"clp", 1}, {"twt", 2}, {"ems", 5}};
+/* Fields of the blocks (h int2, b int1, i int4, r real4) and how often they are repeated; recent: in pixels from
+ * 2014-09-30 07:23:00 on. */
+static const struct {
+  const char* block;
+  int times, recent;
+  const char* fields;
+} GROUPS[] = {
+    {"Common", 1, 1, "hbbbbirrrrrriiir"},
+    {"L1C", 1, 1, "hiiiiiiiiiib"},
+    {"AVHRR", 1, 1, "ii"},
+    {"AVHRR", 7, 7, "rrrirrirrirrirrirrirr"},
+    {"L2", 1, 1, "bbbibiiiiii"},
+    {"ozo", 1, 1, "i"},
+    {"ozo", 4, 101, "rrr"},
+    {"trg", 1, 1, "irrrr"},
+    {"clp", 1, 1, "i"},
+    {"clp", 3, 3, "rrri"},
+    {"twt", 1, 1, "iririii"},
+    {"twt", 90, 101, "rr"},
+    {"twt", 1, 1, "i"},
+    {"twt", 90, 101, "rr"},
+    {"ems", 1, 1, "i"},
+    {"ems", 12, 12, "rr"},
+};
+/* end */
+enum { KIND_COUNT = sizeof KINDS / sizeof *KINDS, GROUP_COUNT = sizeof GROUPS / sizeof *GROUPS };
 
 static struct {
-  int bigEndian, satellite, tb, channels, written, avhrr, kinds[6], marker;
+  int bigEndian, satellite, tb, channels, written, l1c, avhrr, l2, kinds[KIND_COUNT], marker;
 } header; /* channels: as the markers count them; written: those of a record with an L1C pixel */
 
-/* Fields of the blocks: h int2, b int1, i int4, r real4. */
-static const char COMMON[] = "hbbbbirrrrrriiir";
-static const char L1C[] = "hiiiiiiiiiib";
-static const char L2[] = "bbbibiiiiii";
+/* The forms that a record may have. The markers hold the size of the first. */
+static struct form {
+  size_t size; /* without its markers */
+  int channels;
+  unsigned recent; /* a bit for each kind whose block is that of a recent pixel */
+} forms[2 << KIND_COUNT];
+static int formCount;
 
 static uint32_t word(const unsigned char* p, int bytes) {
   uint32_t value = 0;
@@ -52,27 +88,69 @@ static void printFields(const char* fields, int times) {
     }
 }
 
-static void printL1C(int channels) {
+static size_t sizeOf(const char* fields) {
+  size_t size = 0;
+  for (; *fields; ++fields) size += *fields == 'b' ? 1 : *fields == 'h' ? 2 : 4;
+  return size;
+}
+
+static int is(const char* name, const char* other) { return strcmp(name, other) == 0; }
+
+static int hasBlock(const char* name) {
+  for (int i = 0; i < KIND_COUNT; ++i)
+    if (is(name, KINDS[i].name)) return header.kinds[i];
+  return is(name, "L1C") ? header.l1c : is(name, "AVHRR") ? header.avhrr : is(name, "L2") ? header.l2 : 1;
+}
+
+/* The bit of a kind among those that are recent, 0 for other blocks. */
+static unsigned bitOf(const char* name) {
+  for (int i = 0; i < KIND_COUNT; ++i)
+    if (is(name, KINDS[i].name)) return 1u << i;
+  return 0;
+}
+
+static int timesOf(int group, unsigned recent) {
+  return bitOf(GROUPS[group].block) & recent ? GROUPS[group].recent : GROUPS[group].times;
+}
+
+static void addForm(int channels, unsigned recent) {
+  struct form form = {header.l1c ? 4 * (size_t)channels : 0, channels, recent};
+  for (int i = 0; i < GROUP_COUNT; ++i)
+    if (hasBlock(GROUPS[i].block)) form.size += timesOf(i, recent) * sizeOf(GROUPS[i].fields);
+  forms[formCount++] = form;
+}
+
+static void addForms(void) {
+  unsigned growing = 0; /* kinds whose blocks have two lengths */
+  for (int i = 0; i < GROUP_COUNT; ++i)
+    if (hasBlock(GROUPS[i].block) && GROUPS[i].times != GROUPS[i].recent) growing |= bitOf(GROUPS[i].block);
+  for (unsigned recent = 0; recent <= growing; ++recent) {
+    if (recent & ~growing) continue;
+    addForm(header.channels, recent);
+    if (header.written != header.channels) addForm(header.written, recent);
+  }
+  header.marker = (int)forms[0].size;
+}
+
+static void printL1C(const char* fields, int channels) {
   const int dayVersion = (int16_t)word(in, 2);
   if (dayVersion == -1) { /* no L1C pixel: bands from 0 to 0 */
-    for (int i = 0; i < 12; ++i) printf("\t-1");
-    in += 43;
+    for (const char* f = fields; *f; ++f) printf("\t-1");
+    in += sizeOf(fields);
   } else if (dayVersion < 2) { /* day 1: one band, no cloud fraction */
     printFields("hiii", 1);
     printf("\t\t\t\t\t\t\t");
     in += 28;
-    printFields("b", 1);
+    printFields(fields + 11, 1);
   } else {
-    printFields(L1C, 1);
+    printFields(fields, 1);
   }
   printFields("r", channels);
 }
 
-static void printEms(void) {
-  printFields("i", 1);
-  for (int i = 0; i < 12; ++i) {
-    const unsigned char* emissivity = in + 4;
-    const uint32_t bits = word(emissivity, 4);
+static void printEms(int times) {
+  while (times-- > 0) {
+    const uint32_t bits = word(in + 4, 4);
     printFields("r", 1);
     if (bits == 0xBF800000u) /* -1: no ems pixel */
       printf("\t-777"), in += 4;
@@ -81,25 +159,19 @@ static void printEms(void) {
   }
 }
 
-static void printRecord(const unsigned char* record, int channels, int layers, int levels) {
-  const int l1c = header.channels > 0 || header.avhrr;
+static void printRecord(const unsigned char* record, const struct form* form) {
   in = record;
-  printf("%d\t%d", header.satellite, l1c ? header.tb : -1);
-  printFields(COMMON, 1);
-  if (l1c) printL1C(channels);
-  if (header.avhrr) {
-    printFields("ii", 1);
-    for (int i = 0; i < 7; ++i) printFields("rrr", 1), printFields("irr", 6);
+  printf("%d\t%d", header.satellite, header.l1c ? header.tb : -1);
+  for (int i = 0; i < GROUP_COUNT; ++i) {
+    const char *block = GROUPS[i].block, *fields = GROUPS[i].fields;
+    if (!hasBlock(block)) continue;
+    if (is(block, "L1C"))
+      printL1C(fields, form->channels);
+    else if (is(block, "ems") && is(fields, "rr"))
+      printEms(timesOf(i, form->recent));
+    else
+      printFields(fields, timesOf(i, form->recent));
   }
-  if (header.kinds[0]) printFields(L2, 1);
-  if (header.kinds[OZO]) printFields("i", 1), printFields("rrr", layers);
-  if (header.kinds[TRG]) printFields("irrrr", 1);
-  if (header.kinds[CLP]) printFields("i", 1), printFields("rrri", 3);
-  if (header.kinds[TWT]) {
-    printFields("iririii", 1), printFields("rr", levels);
-    printFields("i", 1), printFields("rr", levels);
-  }
-  if (header.kinds[EMS]) printEms();
   putchar('\n');
 }
 
@@ -119,18 +191,17 @@ static void readHeader(FILE* file, const char* path) {
     header.written += int4(channels + 4 * i) >= 1 && int4(channels + 4 * i) <= ARCHIVE_CHANNELS;
   free(channels);
   header.avhrr = rest[0];
-  header.kinds[0] = (int16_t)word(rest + 1, 2);
-  if (size != 21 + 4 * n + 4 * header.kinds[0]) fail("not a binary file of vex", path);
-  for (int i = 0; i < header.kinds[0]; ++i) {
+  header.l1c = n > 0 || header.avhrr;
+  header.l2 = (int16_t)word(rest + 1, 2);
+  if (size != 21 + 4 * n + 4 * header.l2) fail("not a binary file of vex", path);
+  for (int i = 0; i < header.l2; ++i) {
     if (fread(rest, 1, 4, file) < 4) fail("cut short in its header", path);
-    const int code = int4(rest);
-    if (code < CLP || code > EMS) fail("unknown product", path);
-    header.kinds[code] = 1;
+    int kind = 0;
+    while (kind < KIND_COUNT && KINDS[kind].code != int4(rest)) ++kind;
+    if (kind == KIND_COUNT) fail("unknown product", path);
+    header.kinds[kind] = 1;
   }
   if (fread(rest, 1, 4, file) < 4 || int4(rest) != size) fail("cut short in its header", path);
-  const int sizes[] = {32, 52, 1472, 52, 20, 100}; /* L2 common, and by code */
-  header.marker = 50 + (n > 0 || header.avhrr ? 43 + 4 * n : 0) + (header.avhrr ? 596 : 0);
-  for (int code = 0; code <= EMS; ++code) header.marker += header.kinds[code] ? sizes[code] : 0;
 }
 
 static int markerAt(const unsigned char* buffer, size_t have, size_t place) {
@@ -146,7 +217,7 @@ int main(int argc, char** argv) {
   if (!file) fail("cannot be opened", argv[1]);
   readHeader(file, argv[1]);
 
-  const int LAYERS[] = {4, 101}, LEVELS[] = {90, 101}, channels[] = {header.channels, header.written};
+  addForms();
   const size_t room = 65536 + 4 * (size_t)header.channels;
   unsigned char* buffer = malloc(room);
   size_t have = 0;
@@ -160,18 +231,15 @@ int main(int argc, char** argv) {
       memmove(buffer, buffer + 8, have);
       continue;
     }
-    size_t end = 0; /* of the shortest form that fits: a long one may end where several short records do */
-    int best = 0;
-    for (int form = 0; form < 8 && start; ++form) {
-      const int layers = LAYERS[form & 1], levels = LEVELS[form >> 1 & 1];
-      if ((layers == 101 && !header.kinds[OZO]) || (levels == 101 && !header.kinds[TWT])) continue;
-      const size_t e = header.marker + 8 + 4 * (channels[form >> 2] - header.channels) + 12 * (layers - 4) +
-                       16 * (levels - 90);
-      if (!markerAt(buffer, have, e - 4) || (have != e && !markerAt(buffer, have, e))) continue;
-      if (end == 0 || e < end) end = e, best = form;
+    const struct form* best = NULL; /* the shortest: a long one may end where several short records do */
+    for (const struct form* form = forms; form < forms + formCount && start; ++form) {
+      const size_t end = form->size + 8;
+      if (!markerAt(buffer, have, end - 4) || (have != end && !markerAt(buffer, have, end))) continue;
+      if (!best || form->size < best->size) best = form;
     }
-    if (!end) fail("a record is damaged or cut short", argv[1]);
-    printRecord(buffer + 4, channels[best >> 2], LAYERS[best & 1], LEVELS[best >> 1 & 1]);
+    if (!best) fail("a record is damaged or cut short", argv[1]);
+    printRecord(buffer + 4, best);
+    const size_t end = best->size + 8;
     have -= end;
     memmove(buffer, buffer + end, have);
   }

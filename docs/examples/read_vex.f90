@@ -6,12 +6,46 @@ program read_vex
   implicit none
 
   integer, parameter :: archive_channels = 8700 ! samples of a message; the last 239 are behind the spectrum
-  integer, parameter :: clp = 1, twt = 2, ozo = 3, trg = 4, ems = 5
   character(*), parameter :: tab = achar(9)
 
-  ! Fields of the blocks: h int2, b int1, i int4, r real4.
-  character(*), parameter :: common_fields = 'hbbbbirrrrrriiir', l1c_fields = 'hiiiiiiiiiib'
-  character(*), parameter :: l2_fields = 'bbbibiiiiii'
+  ! Made by scripts/tables from what vex itself walks over:
+  ! table: blocks
+  ! Products in the order of their blocks, and their codes in the header.
+  character(*), parameter :: kind_names(5) = ['ozo', 'trg', 'clp', 'twt', 'ems']
+  integer, parameter :: kind_codes(5) = [3, 4, 1, 2, 5]
+  ! Fields of the blocks (h int2, b int1, i int4, r real4) and how often they are repeated; recent: in pixels
+  ! from 2014-09-30 07:23:00 on.
+  type group
+    character(6) :: block
+    integer :: times, recent
+    character(21) :: fields
+  end type
+  type(group), parameter :: groups(*) = [ &
+    group('Common', 1, 1, 'hbbbbirrrrrriiir'), &
+    group('L1C', 1, 1, 'hiiiiiiiiiib'), &
+    group('AVHRR', 1, 1, 'ii'), &
+    group('AVHRR', 7, 7, 'rrrirrirrirrirrirrirr'), &
+    group('L2', 1, 1, 'bbbibiiiiii'), &
+    group('ozo', 1, 1, 'i'), &
+    group('ozo', 4, 101, 'rrr'), &
+    group('trg', 1, 1, 'irrrr'), &
+    group('clp', 1, 1, 'i'), &
+    group('clp', 3, 3, 'rrri'), &
+    group('twt', 1, 1, 'iririii'), &
+    group('twt', 90, 101, 'rr'), &
+    group('twt', 1, 1, 'i'), &
+    group('twt', 90, 101, 'rr'), &
+    group('ems', 1, 1, 'i'), &
+    group('ems', 12, 12, 'rr')]
+  ! end
+
+  ! The forms that a record may have. The markers hold the size of the first.
+  type form
+    integer :: size       ! without its markers
+    integer :: channels
+    integer :: recent     ! a bit for each kind whose block is that of a recent pixel
+  end type
+  type(form), allocatable :: forms(:)
 
   character(1024) :: path
   integer(int8), allocatable :: record(:)   ! content of a record, behind its leading marker
@@ -19,7 +53,7 @@ program read_vex
   integer :: unit, status, at               ! at: next field of the record
   integer :: satellite, tb, channels, written
   integer :: length                         ! what the markers of a record hold
-  logical :: big_endian, has_l1c, avhrr, has_kind(5)
+  logical :: big_endian, has_l1c, avhrr, has_kind(size(kind_codes))
 
   if (command_argument_count() /= 1) call fail('Usage: read_vex FILE')
   call get_command_argument(1, path)
@@ -83,85 +117,102 @@ contains
     length = int4(1_int64)
     place = length + 9_int64
     if (.not. is_marker(place - 4) .or. length /= 21 + 4*(channels + n_kinds)) call fail('not a binary file of vex')
-    do i = 1, 5
-      has_kind(i) = any([(int4(rest + 3 + 4*(k - 1)) == i, k = 1, n_kinds)])
+    do i = 1, size(kind_codes)
+      has_kind(i) = any([(int4(rest + 3 + 4*(k - 1)) == kind_codes(i), k = 1, n_kinds)])
     end do
     has_l1c = channels > 0 .or. avhrr
-    length = 50 + merge(43 + 4*channels, 0, has_l1c) + merge(596, 0, avhrr) + merge(32, 0, any(has_kind)) &
-             + sum([52, 1472, 52, 20, 100], mask=has_kind)
+    call find_forms()
+    length = forms(1)%size
+  end subroutine
+
+  ! The number of a kind, 0 for other blocks.
+  integer function kind_of(block)
+    character(*), intent(in) :: block
+    kind_of = findloc(kind_names == block, .true., dim=1)
+  end function
+
+  logical function has_block(block)
+    character(*), intent(in) :: block
+    has_block = .true.
+    if (block == 'L1C') has_block = has_l1c
+    if (block == 'AVHRR') has_block = avhrr
+    if (block == 'L2') has_block = any(has_kind)
+    if (kind_of(block) > 0) has_block = has_kind(kind_of(block))
+  end function
+
+  ! How often the fields of a group are repeated.
+  integer function times_of(g, recent)
+    type(group), intent(in) :: g
+    integer, intent(in) :: recent
+    times_of = g%times
+    if (btest(recent, kind_of(g%block))) times_of = g%recent
+  end function
+
+  integer function bytes_of(fields)
+    character(*), intent(in) :: fields
+    integer :: i
+    bytes_of = sum([(merge(1, merge(2, 4, fields(i:i) == 'h'), fields(i:i) == 'b'), i = 1, len_trim(fields))])
+  end function
+
+  subroutine find_forms()
+    integer :: i, growing, n, recent, total, variant
+    growing = 0   ! kinds whose blocks have two lengths
+    do i = 1, size(groups)
+      if (has_block(groups(i)%block) .and. groups(i)%times /= groups(i)%recent) &
+        growing = ibset(growing, kind_of(groups(i)%block))
+    end do
+    allocate(forms(0))
+    do recent = 0, growing
+      if (iand(recent, not(growing)) /= 0) cycle
+      do variant = 1, merge(1, 2, written == channels)
+        n = merge(channels, written, variant == 1)
+        total = merge(4*n, 0, has_l1c)
+        do i = 1, size(groups)
+          if (has_block(groups(i)%block)) total = total + times_of(groups(i), recent)*bytes_of(groups(i)%fields)
+        end do
+        forms = [forms, form(total, n, recent)]
+      end do
+    end do
   end subroutine
 
   ! Finds the form of the record at place, prints it and moves on.
   subroutine next_record()
-    integer :: form, best, best_size, layers, levels, n, size
+    integer :: best, i, total
     if (.not. is_marker(place)) call fail('a record is damaged or cut short')
     if (is_marker(place + 4) .and. (place + 8 > file_size .or. is_marker(place + 8))) then
       print '(a)', ''   ! a record without content
       place = place + 8
       return
     end if
-    best = 0
-    best_size = huge(best_size)   ! of the shortest form that fits: a long one may end where several short records do
-    do form = 0, 7
-      call numbers_of(form, n, layers, levels, size)
-      if (layers == 101 .and. .not. has_kind(ozo) .or. levels == 101 .and. .not. has_kind(twt)) cycle
-      if (size >= best_size) cycle
-      if (.not. is_marker(place + 4 + size)) cycle
-      if (place + 8 + size <= file_size .and. .not. is_marker(place + 8 + size)) cycle
-      best_size = size
-      best = form
+    best = 0   ! the shortest form that fits: a long one may end where several short records do
+    do i = 1, size(forms)
+      total = forms(i)%size
+      if (best > 0) then
+        if (total >= forms(best)%size) cycle
+      end if
+      if (.not. is_marker(place + 4 + total)) cycle
+      if (place + 8 + total <= file_size .and. .not. is_marker(place + 8 + total)) cycle
+      best = i
     end do
-    if (best_size == huge(best_size)) call fail('a record is damaged or cut short')
-    call numbers_of(best, n, layers, levels, size)
+    if (best == 0) call fail('a record is damaged or cut short')
+    total = forms(best)%size
     if (allocated(record)) deallocate(record)
-    allocate(record(size))
+    allocate(record(total))
     read(unit, pos=place + 4) record
-    call print_record(n, layers, levels)
-    place = place + size + 8
+    call print_record(forms(best))
+    place = place + total + 8
   end subroutine
 
-  ! Numbers of channels, ozone layers and temperature levels of a form, and the size of its content.
-  subroutine numbers_of(form, n, layers, levels, size)
-    integer, intent(in) :: form
-    integer, intent(out) :: n, layers, levels, size
-    n = merge(written, channels, btest(form, 2))
-    layers = merge(101, 4, btest(form, 0))
-    levels = merge(101, 90, btest(form, 1))
-    size = length + 4*(n - channels) + 12*(layers - 4) + 16*(levels - 90)
-  end subroutine
-
-  subroutine print_record(n, layers, levels)
-    integer, intent(in) :: n, layers, levels
+  subroutine print_record(f)
+    type(form), intent(in) :: f
     integer :: i
     at = 1
     call put_int(satellite, '')
     call put_int(merge(tb, -1, has_l1c), tab)
-    call put(common_fields, 1)
-    if (has_l1c) then
-      call put(l1c_fields, 1)
-      call put('r', n)
-    end if
-    if (avhrr) then
-      call put('ii', 1)
-      do i = 1, 7
-        call put('rrr', 1)
-        call put('irr', 6)
-      end do
-    end if
-    if (any(has_kind)) call put(l2_fields, 1)
-    if (has_kind(ozo)) call put('i', 1)
-    if (has_kind(ozo)) call put('rrr', layers)
-    if (has_kind(trg)) call put('irrrr', 1)
-    if (has_kind(clp)) call put('i', 1)
-    if (has_kind(clp)) call put('rrri', 3)
-    if (has_kind(twt)) then
-      call put('iririii', 1)
-      call put('rr', levels)
-      call put('i', 1)
-      call put('rr', levels)
-    end if
-    if (has_kind(ems)) call put('i', 1)
-    if (has_kind(ems)) call put('rr', 12)
+    do i = 1, size(groups)
+      if (has_block(groups(i)%block)) call put(trim(groups(i)%fields), times_of(groups(i), f%recent))
+      if (groups(i)%block == 'L1C' .and. has_l1c) call put('r', f%channels)   ! the spectrum
+    end do
     write(output_unit, '(a)') ''
   end subroutine
 

@@ -4,58 +4,77 @@
     import read_vex
     header, parts = read_vex.read("spectra.bin")
     for records in parts:                                   # as a rule just one
-        records["Common"]["Latitude"]                       # (records)
-        records["L1C"]["Spectrum"]                          # (records, channels)
-        records["ozo"]["Layer"]["IntegratedO3Density"]      # (records, layers)
+        records["Common"]["latitude"]                       # (records)
+        records["L1C"]["spectrum"]                          # (records, channels)
+        records["ozo"]["layer"]["integrated_o3_density"]    # (records, layers)
 
 Run as a program it prints the records as `vex -of txt` does: read_vex.py [--salvage] FILE
 With --salvage, or read(path, salvage=True), a file that a run left behind when it was killed gives all its complete
-records. The fields are described in docs/formats.md.
+records. The fields are described in docs/formats.md, in the column "Variable" (without the prefix of the block).
 """
+import itertools
 import os
 import struct
 import sys
 
 import numpy as np
 
-KINDS = {3: "ozo", 4: "trg", 1: "clp", 2: "twt", 5: "ems"}  # header code and name, in the order of the blocks
 CHANNELS = 8700  # samples of a message; the last 239 are behind the spectrum
 
+# Made by scripts/tables from what vex itself walks over:
+# table: blocks
+KINDS = {3: "ozo", 4: "trg", 1: "clp", 2: "twt", 5: "ems"}  # header code and name, in the order of the blocks
+# Groups of fields: block, how often they are repeated, how often in pixels from
+# 2014-09-30 07:23:00 on, name of the group, types (h int2, b int1, i int4, r real4) and names;
+# behind them the fields that are repeated within each repetition.
+GROUPS = [
+    ("Common", 1, 1, "", ["h year", "b month day hour minute", "i milliseconds",
+     "r latitude longitude satellite_zenith_angle satellite_azimuth_angle solar_zenith_angle",
+     "r solar_azimuth_angle", "i field_of_view_number orbit_number scan_line_number", "r satellite_height"]),
+    ("L1C", 1, 1, "", ["h day_version",
+     "i start_channel_1 end_channel_1 quality_flag_1 start_channel_2 end_channel_2",
+     "i quality_flag_2 start_channel_3 end_channel_3 quality_flag_3 cloud_fraction", "b surface_type"]),
+    ("AVHRR", 1, 1, "", ["i instrument channel_combination"]),
+    ("AVHRR", 7, 7, "cluster", ["r y_angular_position z_angular_position cluster_fraction"],
+     6, "imager_channel", ["i channel", "r mean_radiance radiance_standard_deviation"]),
+    ("L2", 1, 1, "", ["b superadiabatic_indicator land_sea_qualifier day_night_qualifier",
+     "i data_processing_technique", "b sun_glint_indicator",
+     "i cloud_formation_and_height_assignment instrument_detecting_clouds validation_of_level_1",
+     "i quality_and_completeness_of_retrieval retrieval_choice_indicator", "i satellite_manoeuvre_indicator"]),
+    ("ozo", 1, 1, "", ["i background_state"]),
+    ("ozo", 4, 101, "layer", ["r pressure_top pressure_bottom integrated_o3_density"]),
+    ("trg", 1, 1, "", ["i background_state", "r integrated_n2o_density integrated_co_density integrated_ch4_density",
+     "r integrated_co2_density"]),
+    ("clp", 1, 1, "", ["i vertical_significance"]),
+    ("clp", 3, 3, "layer", ["r cloud_top_pressure cloud_top_temperature cloud_amount", "i cloud_phase"]),
+    ("twt", 1, 1, "", ["i vertical_significance_1", "r surface_pressure", "i number_of_observations_1",
+     "r skin_temperature", "i number_of_observations_2 vertical_significance_2 temperature_level_count"]),
+    ("twt", 90, 101, "level", ["r temperature_pressure temperature"]),
+    ("twt", 1, 1, "", ["i humidity_level_count"]),
+    ("twt", 90, 101, "level_2", ["r humidity_pressure mixing_ratio"]),
+    ("ems", 1, 1, "", ["i background_state"]),
+    ("ems", 12, 12, "point", ["r frequency emissivity"]),
+]
+# end
+FORMS = {"h": "i2", "b": "i1", "i": "i4", "r": "f4"}
 
-def fields(form, names):
-    return [(name, form) for name in names.split()]
+
+def fields(runs):
+    return [(name, FORMS[run[0]]) for run in runs for name in run.split()[1:]]
 
 
-COMMON = (fields("i2", "Year") + fields("i1", "Month Day Hour Minute") + fields("i4", "Milliseconds")
-          + fields("f4", "Latitude Longitude SatelliteZenithAngle Bearing SolarZenithAngle SolarAzimuth")
-          + fields("i4", "FieldOfViewNumber OrbitNumber ScanLineNumber") + fields("f4", "HeightOfStation"))
-L1C = (fields("i2", "DayVersion")
-       + fields("i4", "StartChannel1 EndChannel1 GqisQualFlag1 StartChannel2 EndChannel2 GqisQualFlag2 "
-                      "StartChannel3 EndChannel3 GqisQualFlag3 CloudFraction") + fields("i1", "SurfaceType"))
-AVHRR_CHANNEL = fields("i4", "AvhrrChannel") + fields("f4", "AvhrrMeanRadiance AvhrrStdDevRadiance")
-AVHRR = (fields("i4", "AvhrrInstrument AvhrrChannelCombination")
-         + [("Cluster", fields("f4", "AvhrrYAP AvhrrZAP AvhrrCPF") + [("Channel", AVHRR_CHANNEL, 6)], 7)])
-L2 = (fields("i1", "SuperadiabaticIndicator LandSeaQualifier DayNightQualifier")
-      + fields("i4", "SatelliteDataProcessingTechniqueUsed") + fields("i1", "SunGlintIndicator")
-      + fields("i4", "CloudFormationAndHeightAssignment InstrumentDetectingClouds ValidationFlagForIasiLevel1 "
-                     "QualityAndCompletenessOfRetrieval RetrievalChoiceIndicator SatelliteManoeuvreIndicator"))
-STATE = fields("i4", "SelectionOfBackgroundState")
+def block_fields(block, recent):
+    """The fields of a block; recent: in the record of a recent pixel."""
+    found = []
+    for name, times, recent_times, group, runs, *inner in GROUPS:
+        if name == block:
+            part = fields(runs) + [(inner[1], fields(inner[2]), inner[0]) for _ in inner[:1]]
+            found += [(group, part, recent_times if recent else times)] if group else part
+    return found
 
 
-def kind_block(kind, layers, levels):
-    if kind == "ozo":
-        return STATE + [("Layer", fields("f4", "TopPressure BottomPressure IntegratedO3Density"), layers)]
-    if kind == "trg":
-        return STATE + fields("f4", "IntegratedN2ODensity IntegratedCODensity IntegratedCH4Density IntegratedCO2Density")
-    if kind == "clp":
-        layer = fields("f4", "Pressure Temperature CloudAmountInSegment") + fields("i4", "CloudPhase")
-        return fields("i4", "VerticalSignificance") + [("Layer", layer, 3)]
-    if kind == "ems":
-        return STATE + [("Point", fields("f4", "Frequency Emissivity"), 12)]
-    return (fields("i4", "VerticalSignificance1") + fields("f4", "Pressure") + fields("i4", "NumberOfObservations1")
-            + fields("f4", "SkinTemperature") + fields("i4", "NumberOfObservations2 VerticalSignificance2 PTCount")
-            + [("PT", fields("f4", "Pressure Temperature"), levels)] + fields("i4", "PMRCount")
-            + [("PMR", fields("f4", "Pressure MixingRatio"), levels)])
+def grows(block):
+    return any(name == block and times != recent for name, times, recent, *_ in GROUPS)
 
 
 def read_header(data):
@@ -76,16 +95,13 @@ def read_header(data):
     return header, marker + 8
 
 
-def record_type(header, channels, layers, levels):
-    """A record with its two markers."""
-    blocks = [("Common", COMMON)]
-    if header["l1c"]:
-        blocks.append(("L1C", L1C + [("Spectrum", "f4", (channels,))]))
-    if header["avhrr"]:
-        blocks.append(("Avhrr", AVHRR))
-    if header["kinds"]:
-        blocks.append(("L2", L2))
-    blocks += [(kind, kind_block(kind, layers, levels)) for kind in header["kinds"]]
+def record_type(header, channels, recent):
+    """A record with its two markers. recent: the kinds whose block is that of a recent pixel."""
+    names = ["Common"] + ["L1C"] * header["l1c"] + ["AVHRR"] * header["avhrr"] + ["L2"] * bool(header["kinds"])
+    blocks = [(name, block_fields(name, name in recent)) for name in names + header["kinds"]]
+    for name, block in blocks:
+        if name == "L1C":
+            block.append(("spectrum", "f4", (channels,)))
     return np.dtype([("Marker", "i4")] + blocks + [("EndMarker", "i4")]).newbyteorder(header["order"])
 
 
@@ -93,11 +109,10 @@ def record_types(header):
     """The forms that a record may have. The first is the one that the markers count."""
     n = len(header["channels"])
     written = sum(1 <= c <= CHANNELS for c in header["channels"])  # when the record has its L1C pixel
-    layers = [4, 101] if "ozo" in header["kinds"] else [4]
-    levels = [90, 101] if "twt" in header["kinds"] else [90]
+    growing = [kind for kind in header["kinds"] if grows(kind)]
+    recents = [set(chosen) for k in range(len(growing) + 1) for chosen in itertools.combinations(growing, k)]
     empty = np.dtype([("Marker", "i4"), ("EndMarker", "i4")])
-    return [record_type(header, c, la, le)
-            for c in dict.fromkeys((n, written)) for la in layers for le in levels] + [empty]
+    return [record_type(header, c, recent) for c in dict.fromkeys((n, written)) for recent in recents] + [empty]
 
 
 def read(path, salvage=False):
@@ -158,9 +173,9 @@ def text(record, header):
     line = [str(header["satellite"]), str(int(header["tb"])) if header["l1c"] else "-1"]
     for block in record.dtype.names[1:-1]:
         column = [number(v) for v in values(record[block].item())]
-        if block == "L1C" and record[block]["DayVersion"] == -1:
+        if block == "L1C" and record[block]["day_version"] == -1:
             column[1:10] = ["-1"] * 9  # no L1C pixel: the binary form has bands from 0 to 0
-        elif block == "L1C" and record[block]["DayVersion"] < 2:
+        elif block == "L1C" and record[block]["day_version"] < 2:
             column[4:11] = [""] * 7  # day 1: the binary form has bands from 0 to 0
         elif block == "ems":
             column[2::2] = ["-777" if e == "-1" else e for e in column[2::2]]  # no ems pixel

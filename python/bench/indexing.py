@@ -16,14 +16,13 @@ import argparse
 import json
 import subprocess
 import sys
-import tempfile
 import time
 from datetime import date, timedelta
 from pathlib import Path
 
 from vexbatch.index import archive
-from vexbatch.index.survey import version_of
-from vexbatch.index.tree import Folder, span_of
+from vexbatch.planning.listing import Archive, Inputs
+from vexbatch.planning.settings import read_settings
 
 REPEATS = 9
 FIRST, LAST = "2013-01-01", "2014-12-31"
@@ -54,15 +53,17 @@ class Runs:
         self.root = str(folder / "archive" / ("L1C" if kind == "l1c" else "L2"))
         self.bounds = dict(zip(("mila", "mala", "milo", "malo"), map(str, window)))
         self.product = {"c": "1021"} if kind == "l1c" else {"t2": kind}
-        asked = {self.option: self.root} | self.product | self.bounds
-        self.options = {name: [value] for name, value in asked.items()}
-        self.version, self.sources = version_of(self.vex), archive.sources(self.options)
+        self.settings, _ = read_settings(self.vex, self.words(self.root))
+        self.inputs = Inputs()
+
+    def words(self, root: str) -> list[str]:
+        """What vex is asked for."""
+        asked = {self.option: root, "fd": FIRST, "ld": LAST, "alt": "none"} | self.product | self.bounds
+        return [word for name, value in asked.items() for word in (f"-{name}", value)]
 
     def run(self, root: str, out: str) -> bytes:
         """What vex writes."""
-        words = {self.option: root, "fd": FIRST, "ld": LAST, "out": str(self.folder / out), "alt": "none"}
-        named = [word for name, value in (words | self.product | self.bounds).items() for word in (f"-{name}", value)]
-        subprocess.run([self.vex, *named], check=True, capture_output=True)
+        subprocess.run([self.vex, *self.words(root), "-out", self.folder / out], check=True, capture_output=True)
         return (self.folder / out).read_bytes()
 
     def scan(self) -> bytes:
@@ -71,19 +72,17 @@ class Runs:
 
     def list(self) -> None:
         """Lists the archive."""
-        listed = archive.listing(span_of(FIRST, LAST))
-        self.listed: dict[archive.Source, list[Folder]] = {source: [*listed(source)] for source in self.sources}
+        self.inputs = Archive(self.settings).inputs(FIRST, LAST)
 
     def update(self) -> archive.Updated:
         """Brings the index up to date."""
-        news = archive.News(self.index, self.sources, self.version)
-        news.see(self.listed.__getitem__)
-        return news.update(self.vex, 2)
+        news = archive.News(self.index, self.vex)
+        news.see(self.inputs)
+        return news.update(2)
 
     def through(self) -> tuple[bytes, archive.Selected]:
         """The files that the index selects: their tree made, read and removed."""
-        with tempfile.TemporaryDirectory(dir=archive.place_of_links()) as links:
-            roots, found = archive.narrow(self.index, self.version, self.options, self.listed.__getitem__, links)
+        with archive.narrow(self.index, self.vex, self.settings.options, self.inputs) as (roots, found):
             return self.run(roots[self.option], "some"), found
 
 

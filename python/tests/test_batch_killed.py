@@ -31,7 +31,7 @@ def batch(tmp_path: pathlib.Path, vex: pathlib.Path, archive: Archive) -> Batch:
         elif number % 50 == 5:
             os.truncate(next(day.iterdir()), 90_000)
         if number == 8:
-            day.touch()
+            day.symlink_to(day.name)
     return made
 
 

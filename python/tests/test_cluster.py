@@ -113,6 +113,7 @@ def test_jobs_in_the_queue_are_left_alone(batch: Batch, cluster: None) -> None:
             (SLURM, OPTIONS, 0, "11 of 12 pieces are in the queue\nvex-batch status out"),
             (SLURM, f"{OPTIONS} -bi 1", 2, f"about to be written by job {first} with other options"),
             ("-j 1", OPTIONS, 2, f"out: jobs of SLURM are at work there: {first} {second}"),
+            ("--engine slurm --sbatch --job-name=x", OPTIONS, 2, "--job-name=x is not for --sbatch"),
             ("--engine slurm --out other/{date} --sbatch --partition=none", OPTIONS, 2, "invalid partition"),
             ("--engine slurm --sbatch --array=3", OPTIONS, 2, "--array=3 is not for --sbatch")):
         status, said = batch.call(own, options)
@@ -165,6 +166,21 @@ def test_odd_answers(batch: Batch, tmp_path: pathlib.Path, monkeypatch: pytest.M
         other = " -tb 1" if own == SLURM else ""
         found, said = batch.call(f"{own} --out out/{{date}}", "-c 1 -fd 2013-04-20 -ld 2013-04-20" + other)
         assert found == status and says in said, said
+
+
+def test_waiting_asks_for_own_jobs_and_seldom(batch: Batch, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """About once a minute, and when all pieces have ended."""
+    (tmp_path / "bin").mkdir()
+    row = '[ -e out/2013-04-20.bin.json ] || echo "7|0|RUNNING|None|$PWD/out/slurm/0001/array0.sh"'
+    for name, does in {"scontrol": ":", "squeue": f'echo "$*" >>asked; {row}', "sbatch": """echo 7
+            case "$*" in *--array*) (sleep 5; SLURM_ARRAY_TASK_ID=0 bash "${@: -1}") >/dev/null 2>&1 & ;; esac"""}.items():
+        (tmp_path / "bin" / name).write_text(f"#!/bin/bash\n{does}\n")
+        (tmp_path / "bin" / name).chmod(0o755)
+    monkeypatch.setenv("PATH", f"{tmp_path}/bin:/bin")
+    status, said = batch.call("--engine slurm --wait", "-c 1 -fd 2013-04-20 -ld 2013-04-20")
+    assert status == 0 and "[1/1] 2013-04-20 complete" in said, said
+    asked = (batch.folder / "asked").read_text().splitlines()
+    assert 2 <= len(asked) <= 5 and all(re.search(r" --name=vex-batch-\w+$", line) for line in asked), asked
 
 
 def test_the_page(cluster: None, build: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:

@@ -53,7 +53,7 @@ def test_damage_anywhere(runs: Runs, tmp_path: Path, run: tuple[str, str], form:
     if form == "txt" or "-2" in run[1]:
         return
     header, parts = read_vex.read(str(path))
-    places = np.concatenate([part["Common"]["Latitude"] if "Common" in part.dtype.names else np.full(part.size, -777)
+    places = np.concatenate([part["Common"]["latitude"] if "Common" in part.dtype.names else np.full(part.size, -777)
                              for part in parts] or [np.empty(0)])
     assert data.sizes["pixel"] == places.size and np.array_equal(data.latitude, places, equal_nan=True)
     assert np.array_equal(data.get("channel", np.empty(0)), header["channels"])

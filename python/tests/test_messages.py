@@ -7,6 +7,7 @@ import re
 import subprocess
 import sys
 import types
+from collections import Counter
 
 import pytest
 
@@ -48,6 +49,9 @@ def test_kinds_are_those_of_vex_batch() -> None:
     for row in ROWS:
         for text in row.texts:
             assert list(outcome.judge([printed(text)]).complaints) == [row.kind] * bool(row.kind), text
+    said = [(row.kind, printed(text)) for row in ROWS if row.kind for text in row.texts  # which may share a line
+            if not text.startswith("vex: ")]  # but those of standard error
+    assert outcome.judge([b"".join(text for _, text in said)]).complaints == Counter(kind for kind, _ in said)
     wanted = [(rule.kind, branch) for rule in outcome.RULES[:-1] for branch in branches(rule.pattern.pattern.decode())]
     wanted += [("", found.pattern.decode()) for found in (outcome.SUCCEEDED, outcome.NO_FILES, outcome.FILES,
                                                            outcome.SELECTED, outcome.IN_BOX)]

@@ -172,6 +172,8 @@ def test_large_files(equal: Path, copy: Copy, monkeypatch: pytest.MonkeyPatch) -
         assert abs(error.value.offset - place) <= step
     with pytest.raises(vexfile.FormatError):
         vexfile.open(copy(equal, bytes(content)), index=True)
+    with pytest.raises(vexfile.FormatError):  # the last record is cut
+        vexfile.open(copy(equal, equal.read_bytes()[:-100]))
 
 
 def test_xarray_and_dask(runs: Runs) -> None:

@@ -10,17 +10,18 @@ import os
 import shlex
 import signal
 import sys
+import traceback
 from collections.abc import Callable, Container, Iterator, Sequence
 from typing import TYPE_CHECKING
 
 from .engines import jobs, local, slurm
-from .running import files, state
-from .errors import BatchError, DiskFull, Stopped, UsageError
+from .running import files, seen, state
+from .errors import BatchError, DiskFull, Halted, Stopped, UsageError
 from .planning.listing import Archive, Inputs
-from .options import BAD_USE, COMMANDS, command_parser, make_parser
+from .options import BAD_USE, DEBUG, command_parser, make_parser
 from .planning.plan import (
-    LOCK, PLAN, Piece, Plan, find_roots, joined_path, make_pieces, output_folder, read_plan, refuse_paths, write_plan)
-from .running.piece import sweep_links
+    LOCK, PLAN, Piece, Plan, find_roots, joined_path, known_input, make_pieces, output_folder, read_plan, refuse_paths,
+    write_plan)
 from .running.progress import Progress, amount, line
 from .planning.settings import Settings, find_vex, read_settings
 from .running.state import COMPLETE, Judgement
@@ -44,12 +45,15 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
         if (root := settings.value(name)) is not None and not os.path.exists(root):
             _warn(f"there is no -{name} {root}: its pieces have no input")
     _refuse_joining(arguments, settings)
+    _refuse_forgotten(settings)
     wish, out = arguments.merge or arguments.cat, _no_option(arguments.out)
     joined = (_no_option(arguments.merge_out) or joined_path(settings, out)) if wish else None
     plan = Plan(settings, os.getcwd(), output_folder(out), arguments.timeout, arguments.retries,
                 arguments.strict, joined, make_pieces(settings, out, arguments.by), find_roots(settings),
                 os.path.abspath(arguments.index) if arguments.index else None, arguments.digest)
     refuse_paths(plan)
+    if not arguments.accept_missing:
+        seen.merge(plan.seen, known_input(plan, seen.OF_INPUT))
     return plan
 
 
@@ -71,6 +75,15 @@ def _refuse_joining(arguments: argparse.Namespace, settings: Settings) -> None:
         raise UsageError("--merge-out is of no use without --merge or --cat")
 
 
+def _refuse_forgotten(settings: Settings) -> None:
+    """Raises UsageError where vex would go without a product that is asked for, as if the archive had none."""
+    if settings.l1c and settings.value("d") is None:
+        raise UsageError("-c or -avhrr is given without -d: there would be no L1C data")
+    if settings.l2_kinds and settings.value("d2") is None and settings.value("myd2") is None:
+        kinds = ",".join(settings.l2_kinds)
+        raise UsageError(f"-t2 {kinds} is given without -d2 or -myd2: all {kinds} data would be missing")
+
+
 def _warn(text: str) -> None:
     print(f"vex-batch: warning: {text}", file=sys.stderr, flush=True)
 
@@ -78,23 +91,27 @@ def _warn(text: str) -> None:
 class Survey:
     """The pieces that are to be done but for those to leave, why, and the bytes of their input.
 
-    What there is of it is shown to `look`: all of it at once would take much memory.
+    What there is of it is shown to `look`: all of it at once would take much memory. `learn` sees all pieces.
     """
 
     def __init__(self, plan: Plan, every: bool = False, leave: Container[int] = (),
-                 look: Callable[[Inputs], None] = lambda inputs: None) -> None:
+                 look: Callable[[Inputs], None] = lambda inputs: None,
+                 learn: Callable[[Piece, Inputs], None] = lambda piece, inputs: None) -> None:
         archive = Archive(plan.settings)
         self.pieces: list[Piece] = []
         self.reasons: list[str] = []
         self.sizes: list[int] = []
         self.counts: list[int] = []
+        self.kept = 0  # pieces that can not be done as is wanted now
         for piece in plan.pieces:
             if piece.number in leave:
                 continue
             inputs = archive.inputs(piece.first, piece.last)
+            learn(piece, inputs)
             judged = state.judge(plan, piece, inputs)
             if judged.note:
                 _warn(f"{piece.name}: {judged.note}")
+                self.kept += state.fault(plan, piece, state.read_state(piece)) != ""
             if judged.reason or every:
                 self._take(piece, judged, len(inputs.files), inputs.size)
                 look(inputs)
@@ -120,12 +137,14 @@ def _run(argv: Sequence[str]) -> int:
     """The whole."""
     arguments, plan = _read(argv)
     if arguments.dry_run:
-        return _show(plan)
+        return _show(plan, arguments)
+    if arguments.halt and arguments.engine == "slurm":
+        raise UsageError("--halt is for pieces on this machine; scancel ends jobs")
     if arguments.engine == "slurm":
         return _submit(plan, arguments)
     with _locked(plan):
         jobs.refuse_queued(plan)
-        return _work(plan, arguments.jobs)
+        return _work(plan, arguments)
 
 
 @contextlib.contextmanager
@@ -144,8 +163,12 @@ def _locked(plan: Plan) -> Iterator[None]:
         os.close(lock)
 
 
-def _show(plan: Plan) -> int:
-    survey = Survey(plan, every=True)
+def _learning(plan: Plan, arguments: argparse.Namespace) -> Callable[[Piece, Inputs], None]:
+    return lambda piece, inputs: state.learn(plan, piece, inputs, arguments.accept_missing)
+
+
+def _show(plan: Plan, arguments: argparse.Namespace) -> int:
+    survey = Survey(plan, every=True, learn=_learning(plan, arguments))
     for piece, reason, count, size in zip(survey.pieces, survey.reasons, survey.counts, survey.sizes):
         said = f"to do: {reason}" if reason else "complete"
         print(f"{piece.out}  {piece.name}  {count} files, {amount(size)}  {said}")
@@ -154,16 +177,16 @@ def _show(plan: Plan) -> int:
     return 0
 
 
-def _work(plan: Plan, processes: int) -> int:
+def _work(plan: Plan, arguments: argparse.Namespace) -> int:
     _sweep(plan)
-    write_plan(plan)
     index = _Index(plan)
-    survey = Survey(plan, look=index.look)
+    survey = Survey(plan, look=index.look, learn=_learning(plan, arguments))
+    write_plan(plan)
     _say_what(plan, survey, 0)
     if survey.pieces:
-        index.update(processes)
+        index.update(arguments.jobs)
         _import_checks(plan)
-        _do(plan, survey, processes)
+        _do(plan, survey, arguments)
     return _close(plan)
 
 
@@ -172,7 +195,7 @@ def _say_what(plan: Plan, survey: Survey, queued: int) -> None:
     for piece, reason in zip(survey.pieces, survey.reasons):
         if reason != state.MISSING:
             print(f"{piece.name} again: {reason}", flush=True)
-    complete = len(plan.pieces) - len(survey.pieces) - queued
+    complete = len(plan.pieces) - len(survey.pieces) - survey.kept - queued
     for count, what in ((complete, "complete"), (queued, "in the queue")):
         if count:
             print(f"{count} of {len(plan.pieces)} pieces are {what}", flush=True)
@@ -187,9 +210,9 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
         jobs.refuse_others(plan, claimed)
         if not rows:
             _sweep(plan)
-        write_plan(plan)
         index = _Index(plan)
-        survey = Survey(plan, leave=claimed, look=index.look)
+        survey = Survey(plan, leave=claimed, look=index.look, learn=_learning(plan, arguments))
+        write_plan(plan)
         _say_what(plan, survey, len(claimed))
         if not survey.pieces and not rows:
             return _close(plan)
@@ -211,7 +234,9 @@ def _submit(plan: Plan, arguments: argparse.Namespace) -> int:
 def _sweep(plan: Plan) -> None:
     """Removes what killed calls left, but not of pieces that somebody is at."""
     if plan.index is not None:
-        sweep_links()
+        from .index import tree
+        for place in tree.places():
+            tree.sweep(place)
     for out, left in state.leftovers(plan.pieces).items():
         log = files.lock(out + ".log", patience=0) if files.size(out + ".log") >= 0 else -1
         if log is None:
@@ -231,18 +256,22 @@ class _Index:
     def look(self, inputs: Inputs) -> None:
         """Finds in a listing what is new."""
         if self._news:
-            self._news.see(lambda source: inputs.folders(source.option, source.kind))
+            self._news.see(inputs)
 
     def update(self, processes: int) -> None:
         """Has it looked at."""
         if not self._news:
             return
         try:
-            done = self._news.update(self._plan.settings.vex, processes)
-        except (ValueError, RuntimeError) as error:
-            raise UsageError(f"{self._plan.index}: {error}") from None
-        except OSError as error:
-            raise UsageError(f"{error.filename or self._plan.index}: {error.strerror}") from None
+            done = self._news.update(processes)
+        except (OSError, RuntimeError) as error:
+            path, why = self._plan.index or "", str(error)
+            if isinstance(error, OSError):
+                path, why = error.filename or path, error.strerror or why
+            if not os.path.isdir(self._plan.index or ""):
+                raise UsageError(f"{path}: {why}") from None
+            _warn(f"the index cannot be updated ({path}: {why}); runs read all files that it does not know")
+            return
         print(f"index: {self._news.files} files, {done.seen} of them new or changed", flush=True)
         if done.left:
             _warn(f"{done.left} files could not be looked at for the index; all runs of their days read them")
@@ -252,7 +281,7 @@ def _news(plan: Plan) -> archive.News | None:
     if plan.index is None:
         return None
     from .index import archive
-    return archive.News(plan.index, archive.sources(plan.settings.options), plan.settings.version)
+    return archive.News(plan.index, plan.settings.vex)
 
 
 def _import_checks(plan: Plan) -> None:
@@ -265,11 +294,11 @@ def _import_checks(plan: Plan) -> None:
         importlib.import_module("vexfile.statistics.merging")
 
 
-def _do(plan: Plan, survey: Survey, jobs: int) -> None:
+def _do(plan: Plan, survey: Survey, arguments: argparse.Namespace) -> None:
     progress = Progress(survey.pieces, survey.sizes)
     try:
-        local.run_all(plan, [piece.number for piece in survey.pieces], jobs, progress.report)
-    except (DiskFull, Stopped):
+        local.run_all(plan, [piece.number for piece in survey.pieces], arguments.jobs, progress.report, arguments.halt)
+    except (DiskFull, Halted, Stopped):
         progress.close()
         _write(plan, summarise(plan))
         raise
@@ -296,7 +325,9 @@ def _close(plan: Plan) -> int:
     _write(plan, made)
     print(table(made), flush=True)
     if made["damaged"]:
-        _warn(f"input of {len(made['damaged'])} pieces was damaged or could not be read")
+        _warn(f"input of {len(made['damaged'])} pieces was damaged or is not there")
+    if made["absent"]:
+        _warn(f"{len(made['absent'])} days have no file of a product that was asked for")
     status: int = made["exit_status"]
     return status
 
@@ -348,9 +379,10 @@ def _run_piece(argv: Sequence[str]) -> int:
 
 def _plan(argv: Sequence[str]) -> int:
     """Writes a plan and no more; says where."""
-    _, plan = _read(argv)
+    arguments, plan = _read(argv)
     with _locked(plan):
         jobs.refuse_queued(plan)
+        Survey(plan, learn=_learning(plan, arguments))
         print(write_plan(plan))
     return 0
 
@@ -396,15 +428,26 @@ def main(argv: Sequence[str] | None = None) -> int:
     commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
     try:
         with local.stoppable():
-            return commands[words[0]](words[1:]) if words and words[0] in COMMANDS else _run(words)
+            if words and not words[0].startswith("-") and words[0] not in commands:
+                raise UsageError(f"{words[0]}: unknown command, known are {', '.join(commands)} (see vex-batch --help)")
+            return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
     except SystemExit as end:  # of argparse
         return end.code if isinstance(end.code, int) else BAD_USE
-    except BatchError as error:
-        print(f"vex-batch: {error}", file=sys.stderr)
-        return error.status
-    except (Stopped, KeyboardInterrupt) as error:
-        print("vex-batch: interrupted; call again to go on", file=sys.stderr)
-        return 128 + (error.number if isinstance(error, Stopped) else signal.SIGINT)
-    except OSError as error:
-        print(f"vex-batch: {os.fsdecode(error.filename or 'output')}: {error.strerror or error}", file=sys.stderr)
-        return SOME_FAILED
+    except (Exception, Stopped, KeyboardInterrupt) as error:
+        if DEBUG in words[:words.index("--") if "--" in words else None]:
+            traceback.print_exc()
+        status, said = _explained(error)
+        print(f"vex-batch: {said}", file=sys.stderr)
+        return status
+
+
+def _explained(error: BaseException) -> tuple[int, str]:
+    """The exit status of what ended a call, and what is said of it in one line."""
+    if isinstance(error, BatchError):
+        return error.status, str(error)
+    if isinstance(error, (Stopped, KeyboardInterrupt)):
+        number = error.number if isinstance(error, Stopped) else signal.SIGINT
+        return 128 + number, "interrupted; call again to go on"
+    if isinstance(error, OSError):
+        return SOME_FAILED, f"{os.fsdecode(error.filename or 'output')}: {error.strerror or error}"
+    return SOME_FAILED, f"{' '.join(f'{type(error).__name__}: {error}'.split())} ({DEBUG} shows where)"

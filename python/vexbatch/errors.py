@@ -25,6 +25,14 @@ class DiskFull(BatchError):
 
     def __init__(self, folder: str) -> None:
         super().__init__(f"{folder or '.'}: no room left; what is complete stays, make room and call again")
+        self.folder = folder
+
+
+class Halted(BatchError):
+    """One task after the other failed in the same way."""
+
+    def __init__(self, count: int, why: str) -> None:
+        super().__init__(f"{count} pieces in a row failed in the same way, the last one: {why}; call again to go on")
 
 
 class Stopped(BaseException):

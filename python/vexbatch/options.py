@@ -11,6 +11,7 @@ from vexfile.version import VERSION
 from .engines import local, slurm
 
 BAD_USE = 2
+DEBUG = "--debug"
 
 USAGE = "vex-batch [options] --out TEMPLATE -- OPTIONS OF VEX"
 DESCRIPTION = "Runs vex over a span of days, piece by piece, and says truthfully what came of it."
@@ -30,11 +31,11 @@ examples:
   vex-batch --engine slurm --sbatch '--time=60' --out 'out/{date}.bin' -- -cfg year.cfg
 
 exit status:
-  0    all pieces are complete
+  0    all pieces are complete, or are under way
   1    a piece failed or is missing
   2    the command line is wrong, or nothing could begin
   3    all are complete, but nothing was selected
-  4    all are complete, but input was damaged in places (with --strict; else a warning)
+  4    all are complete, but input was damaged, or a product has no file of a day (with --strict; else a warning)
   130  interrupted; 143 by SIGTERM, 129 by SIGHUP
 """
 
@@ -82,8 +83,9 @@ def _seconds(text: str) -> float:
 
 def make_parser() -> Parser:
     """That of the call itself."""
-    parser = Parser(prog="vex-batch", description=DESCRIPTION, epilog=EPILOG, usage=USAGE,
+    parser = Parser(prog="vex-batch", description=DESCRIPTION, epilog=_listed() + EPILOG, usage=USAGE,
                     formatter_class=Help, allow_abbrev=False)
+    _add_debug(parser)
     parser.add_argument("--version", action="version", version=f"vex-batch {VERSION}")
     parser.add_argument("-j", "--jobs", type=_positive, metavar="N", default=local.cores(),
                         help="pieces at a time (all cores)")
@@ -93,8 +95,12 @@ def make_parser() -> Parser:
     parser.add_argument("--retries", type=natural, default=1, metavar="N",
                         help="how often a piece that fails is tried again (1)")
     parser.add_argument("--timeout", type=_seconds, metavar="S", help="seconds that a piece may take")
+    parser.add_argument("--halt", type=_positive, metavar="N",
+                        help="end when N pieces in a row have failed in the same way (go on with the others)")
+    parser.add_argument("--accept-missing", action="store_true",
+                        help="do without input files that earlier calls saw and that are gone")
     parser.add_argument("--dry-run", action="store_true", help="say what would be done; nothing is written")
-    parser.add_argument("--strict", action="store_true", help="damaged input shows in the exit status")
+    parser.add_argument("--strict", action="store_true", help="damaged or missing input shows in the exit status")
     joined = parser.add_mutually_exclusive_group()
     joined.add_argument("--merge", action="store_true", help="in the end merge the statistics of all pieces")
     joined.add_argument("--cat", action="store_true", help="in the end join the records of all pieces")
@@ -107,6 +113,16 @@ def make_parser() -> Parser:
     parser.add_argument("--engine", choices=("local", "slurm"), default="local", help="where pieces run (local)")
     slurm.add_options(parser, _positive)
     return parser
+
+
+def _listed() -> str:
+    """The commands, for the help."""
+    rows = ((f"{name} {' '.join(words or ('...',) * (words is None))}", does) for name, (words, does) in COMMANDS.items())
+    return "commands:\n" + "".join(f"  {call:<23}  {does}\n" for call, does in rows) + "\n"
+
+
+def _add_debug(parser: Parser) -> None:
+    parser.add_argument(DEBUG, action="store_true", help="show where in vex-batch an error came from")
 
 
 #: Commands: their words, each in its place, and what they do. One without words takes those of the call itself.
@@ -127,6 +143,7 @@ def command_parser(name: str) -> Parser:
         return make_parser()
     parser = Parser(prog=f"vex-batch {name}", description=f"{does[0].upper()}{does[1:]}.",
                     formatter_class=Help, allow_abbrev=False)
+    _add_debug(parser)
     for word in words:
         if word == "NUMBER":
             parser.add_argument("numbers", metavar=word, nargs="+", type=natural)

@@ -8,7 +8,9 @@ ROOT = Path(__file__).resolve().parent.parent.parent
 Object = dict[str, Any]
 Tables = dict[str, str]
 
-MARKED = re.compile(r'^((?:<!--|\.\\") table: (.+?)(?: -->)?)\n.*?^((?:<!--|\.\\") end(?: -->)?)$', re.M | re.S)
+# Comments of Markdown, roff, C, Fortran, IDL, R and Python.
+MARKED = re.compile(r'^( *(?:<!--|\.\\"|/\*|[!;#]) table: (.+?)(?: -->| \*/)?)\n.*?^( *(?:<!--|\.\\"|/\*|[!;#]) end(?: -->| \*/)?)$',
+                    re.M | re.S)
 
 
 def filled(path: str, tables: Tables) -> str:

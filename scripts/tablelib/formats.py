@@ -1,4 +1,4 @@
-"""The tables of docs/formats.md and docs/man/vexfile.5: what stands where in the files of vex."""
+"""The tables of docs/formats.md and docs/man/vexfile.5: fields of records, columns of statistics."""
 
 import re
 from collections.abc import Callable
@@ -81,6 +81,21 @@ def header_content(row: Object, kinds: list[Object]) -> str:
     return f"{row['meaning']}: " + ", ".join(f"{code} `{name}`" for code, name in codes)
 
 
+def statistics_names(group: Object, row: Object) -> list[str]:
+    """The columns that a row stands for; none when their names are numbers."""
+    return [] if group["channels"] else [part["prefix"] + row["name"] for part in group["sets"]]
+
+
+def either_unit(row: Object) -> str:
+    return row["unit"] + (f"; {row['unit_tb']} with -tb 1" if row["unit_tb"] else "")
+
+
+def statistics_meaning(group: Object, row: Object) -> str:
+    """Meanings of the grid's columns do not say what is done with the values of its pixels."""
+    kind = ("number of " if row["type"] == "int" else "mean ") if group["product"] else ""
+    return kind + row["meaning"] + (f"; only with {row['option']}" if row["option"] else "")
+
+
 # docs/formats.md
 
 
@@ -113,6 +128,21 @@ def field_table(block: Object) -> str:
     return markdown(list(shown), [[show(field) for show in shown.values()] for field in fields_of(block)])
 
 
+def statistics_tables(layout: Object) -> Tables:
+    """The columns of each kind of file, and the sets of pixels that they are repeated for."""
+    made = {}
+    for file in layout["statistics"]:
+        rows = [[", ".join(map(code, statistics_names(group, row))) or "a channel number", either_unit(row),
+                 statistics_meaning(group, row), row["empty"]]
+                for group in file["groups"] for row in group["columns"]]
+        made[f"{file['kind']} columns"] = markdown(["Column", "Unit", "Meaning", "Without any value"], rows)
+        for group in file["groups"]:
+            if len(group["sets"]) > 1:
+                sets = [[code(part["prefix"]) if part["prefix"] else "none", part["meaning"]] for part in group["sets"]]
+                made[f"{file['kind']} sets"] = markdown(["Name starts with", "Pixels"], sets)
+    return made
+
+
 def page_tables(layout: Object) -> Tables:
     header = [[row["offset"], header_type(row), code(row["variable"]), header_content(row, layout["kinds"])]
               for row in layout["header"]]
@@ -121,7 +151,15 @@ def page_tables(layout: Object) -> Tables:
     lengths = [[code(block["name"]) if block["name"] in kinds else block["name"], bytes_of(block)] for block in blocks]
     return {"header": markdown(["Offset", "Type", "Name", "Content"], header),
             "lengths": markdown(["Block", "Bytes"], lengths),
-            **{block["name"]: field_table(block) for block in blocks}}
+            **{block["name"]: field_table(block) for block in blocks}, **statistics_tables(layout)}
+
+
+def with_lengths(text: str, layout: Object) -> str:
+    """The page with the lengths of the blocks in the titles of their sections."""
+    for block in with_spectrum(layout["blocks"]):
+        text = re.sub(rf"^(### `?{re.escape(block['name'])}`? block): .* bytes$", rf"\1: {block['length']} bytes", text,
+                      flags=re.M)
+    return text
 
 
 # docs/man/vexfile.5
@@ -137,10 +175,25 @@ def manual_item(block: Object, field: Object) -> str:
                 [meaning(field), f"missing: {absent}" * bool(absent), first, f"variable: {shown['Variable'](field)}"])
 
 
+def statistics_items(file: Object) -> list[str]:
+    items = []
+    for group in file["groups"]:
+        for row in group["columns"]:
+            names = statistics_names(group, row)
+            ahead, unit = names[0] if names else "channel number", either_unit(row)
+            alike = f"the same: {', '.join(names[1:])}" if names[1:] else ""
+            empty = f"without any value: {row['empty']}" if row["empty"] else ""
+            items.append(item(ahead, unit or row["type"], [text for text in (statistics_meaning(group, row), empty, alike) if text]))
+    return items
+
+
 def manual_tables(layout: Object) -> Tables:
     header = [item(row["variable"], f"{header_type(row)} at {row['offset']}", [header_content(row, layout["kinds"])])
               for row in layout["header"]]
     blocks = [line for block in with_spectrum(layout["blocks"])
               for line in (f'.SS "{roff(block["name"])}: {roff(block["length"])} bytes"',
                            *(manual_item(block, field) for field in fields_of(block)))]
-    return {"title": title("vexfile", 5), "header": "\n".join(header), "fields": "\n".join(blocks)}
+    columns_of_files = [line for file in layout["statistics"]
+                        for line in (f'.SS "{roff(file["title"])}"', *statistics_items(file))]
+    return {"title": title("vexfile", 5), "header": "\n".join(header), "fields": "\n".join(blocks),
+            "statistics": "\n".join(columns_of_files)}

@@ -7,7 +7,7 @@
 void CStrArray::AddString(const char* pszText, bool bTrim) { AddPiece(pszText, std::strlen(pszText), bTrim); }
 
 void CStrArray::SplitAdd(const char* pszText, char cSeparator, bool bTrim) {
-  while (const char* pSeparator = std::strchr(pszText, cSeparator)) {
+  while (const char* pSeparator = cSeparator ? std::strchr(pszText, cSeparator) : nullptr) {
     AddPiece(pszText, static_cast<size_t>(pSeparator - pszText), bTrim);
     pszText = pSeparator + 1;
   }

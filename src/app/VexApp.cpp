@@ -129,9 +129,10 @@ void ReportNoMemory() {
 /// False when there is so little memory that not even an exception can tell of it.
 bool HasLeastMemory() {
   constexpr size_t LEAST = 256 * 1024;
-  void* pLeast = std::malloc(LEAST);
+  void* volatile pLeast = std::malloc(LEAST);  // or compilers may do without the call
+  const bool bThere = pLeast != nullptr;
   std::free(pLeast);
-  return pLeast != nullptr;
+  return bThere;
 }
 
 }  // namespace

@@ -8,11 +8,11 @@
 #include "bufr/BUFRDescriptor.h"
 #include "kernel/BitRun.h"
 #include "kernel/Reporter.h"
+#include "prod/ProdL2.h"
 
 bool CBUFRReader::Open(const char* szPath) {
   nDataVersion = 0;
   Close();
-  m_origin = {szPath ? szPath : "", 0};
   return szPath && CStreamReader::IsFileOrDirectory(szPath) && stream.Open(szPath);
 }
 
@@ -30,12 +30,12 @@ int CBUFRReader::ReadInt(int nBytes) {
 /// Skips by a length that the message gives. A negative one never leads back before the octet behind the
 /// message's own start marker, or the same message would be read for ever.
 void CBUFRReader::SkipBack(int nBytes) {
-  const int64_t nLeast = m_origin.nOffset + 4 - stream.Position();
+  const int64_t nLeast = m_nStart + 4 - stream.Position();
   stream.Skip(static_cast<int>(std::max<int64_t>(nBytes, std::min<int64_t>(nLeast, 0))));
 }
 
 int CBUFRReader::ReadMessageSections() {
-  m_origin.nOffset = stream.Position();
+  m_nStart = stream.Position();
   descriptors.DeleteContents();
   nMissingFlags = 0;
   std::memset(szStart, 0, sizeof szStart);
@@ -115,9 +115,10 @@ void CBUFRReader::FindDataVersion(int64_t nDateTime) {
     int64_t nLast;  // last instant of the previous version
     int nVersion;
   };
+  constexpr int64_t LAST_WITH_FEW = FEW_LEVELS_DATE * 10000000 + FEW_LEVELS_MINUTE * 100 + 99;
   static constexpr SSwitch SWITCHES[] = {
       {20190514'0071757, 8}, {20180307'0130251, 7}, {20170620'0083856, 6},
-      {20160602'0081457, 5}, {20150924'0115654, 4}, {20140930'0072299, 3},
+      {20160602'0081457, 5}, {20150924'0115654, 4}, {LAST_WITH_FEW, 3},
   };
   if (descriptors.Count() == 0) return;
   const int nPrevious = nDataVersion;
@@ -134,18 +135,15 @@ void CBUFRReader::FindDataVersion(int64_t nDateTime) {
 
 /// Room for the data of a section 4; without enough memory they are read over.
 void CBUFRReader::MakeRoom(int nBytes) {
-  // The messages of an archive differ by a few percent: a larger one leaves room for those to come, or nearly
-  // each would begin with pages that the system has to clear first.
-  const int nCapacity = nDataCapacity == 0 ? nBytes : nBytes + nBytes / 8;
   pData.reset();
   nDataCapacity = 0;
   try {
-    pData = std::make_unique_for_overwrite<uint8_t[]>(nCapacity + UNPACK_PADDING);
+    pData = std::make_unique_for_overwrite<uint8_t[]>(nBytes + UNPACK_PADDING);
   } catch (const std::bad_alloc&) {
     stream.Skip(nBytes);
     throw;
   }
-  nDataCapacity = nCapacity;
+  nDataCapacity = nBytes;
 }
 
 void CBUFRReader::ReadSection4() {

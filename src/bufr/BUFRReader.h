@@ -10,6 +10,7 @@
 #include "bufr/Element.h"
 #include "bufr/LayoutEngine.h"
 #include "bufr/StreamReader.h"
+#include "kernel/BitRun.h"
 
 class CProd;
 
@@ -79,8 +80,8 @@ class CBUFRReader {
   bool bCompressed = false;
   int nSection4Length = 0;
   int nDataSize = 0;
-  int nDataCapacity = 0;
-  std::unique_ptr<uint8_t[]> pData;  // section 4 behind its header, with zeros behind it
+  int nDataCapacity = 0;             // bytes of pData, without the zeros
+  std::unique_ptr<uint8_t[]> pData;  // section 4 behind its header, with UNPACK_PADDING zeros behind it
   char szEnd[5] = {};
   uint64_t nMissingFlags = 0;  // EMissingFlag, of the message at hand
 
@@ -89,7 +90,10 @@ class CBUFRReader {
   bool bBlankUndecoded = false;
 
   /// The bits of section 4 from nBitPos on.
-  CBitCursor Data(int64_t nBitPos = 0) const { return {pData.get(), nDataSize, nBitPos, m_origin}; }
+  CBitCursor Data(int64_t nBitPos = 0) const {
+    static constexpr uint8_t NONE[UNPACK_PADDING] = {};  // behind no data
+    return {pData ? pData.get() : NONE, nDataSize, nBitPos};
+  }
 
  protected:
   int DecompressInt(ECall eCall, int64_t& bitPos, int64_t nWidth, int64_t nReference, int64_t* pOut,
@@ -108,5 +112,5 @@ class CBUFRReader {
   void MakeRoom(int nBytes);
   void FindDataVersion(int64_t nDateTime);
 
-  SOrigin m_origin;
+  int64_t m_nStart = 0;  // of the message, in its file
 };

@@ -1,24 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "kernel/BitRun.h"
-
-/// The message that bits belong to: its file, and its first byte there.
-struct SOrigin {
-  std::string szPath;
-  int64_t nOffset = 0;
-};
 
 /// A place among the bits of a section 4. Bit 0 is the most significant one of the first byte; UNPACK_PADDING
 /// bytes can be read behind the last one.
 class CBitCursor {
  public:
-  CBitCursor(const uint8_t* pBytes, int nBytes, int64_t nPosition, const SOrigin& origin)
-      : m_pBytes(pBytes), m_nBits(int64_t{nBytes} * 8), m_nPosition(nPosition), m_pOrigin(&origin) {}
+  CBitCursor(const uint8_t* pBytes, int nBytes, int64_t nPosition)
+      : m_pBytes(pBytes), m_nBits(int64_t{nBytes} * 8), m_nPosition(nPosition) {}
 
-  const SOrigin& Origin() const { return *m_pOrigin; }
   const uint8_t* Bytes() const { return m_pBytes; }
   int64_t Position() const { return m_nPosition; }
   /// Bits from the position on; below 0 behind the end.
@@ -36,5 +28,4 @@ class CBitCursor {
   const uint8_t* m_pBytes;
   int64_t m_nBits;
   int64_t m_nPosition;
-  const SOrigin* m_pOrigin;
 };

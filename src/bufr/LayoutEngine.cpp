@@ -68,9 +68,8 @@ T CLayoutEngine::DecodeInto(const TAsked<T>& asked, const std::vector<int>* pKep
 bool CLayoutEngine::DecodeElement(const SElement& element, int nWidth, CProd& prod, CBitCursor& data,
                                   int nIndex) {
   const auto& [pInts, pReals, bKept] = element.target;
-  const auto& arKept = prod.Kept();
-  const bool bGather = bKept && arKept.size() < static_cast<size_t>(m_nSubsets);
-  const std::vector<int>* pKept = bGather ? &arKept : nullptr;
+  const bool bGather = bKept && prod.Kept().size() < static_cast<size_t>(m_nSubsets);
+  const std::vector<int>* pKept = bGather ? &prod.Kept() : nullptr;
   bool bAll;
   if (pInts)
     m_nFirstInt = DecodeInto<int64_t>(

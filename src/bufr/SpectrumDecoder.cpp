@@ -145,16 +145,12 @@ int32_t* CSpectrumDecoder::OpenSlot(SPass& pass, int nColumn) {
   return pass.prod.Spectrum.Tile(pass.nTileCount);
 }
 
-/// The raw values of the kept pixels. True when one of the message's pixels misses its value.
+/// The raw values of the kept pixels, which have one each. True when one of the message's pixels misses its
+/// value.
 inline bool CSpectrumDecoder::UnpackKept(const SPass& pass, const SSample& sample, int32_t* pSlot) {
   const auto& arKept = pass.prod.Kept();
   const size_t nRows = arKept.size(), nSubsets = m_engine.Subsets();
   const int32_t nBase = sample.nReferenceValue + RADIANCE_REFERENCE;
-  if (sample.nWidth == 0) {
-    const bool bMissing = sample.nReferenceValue == ALL_ONES[RADIANCE_WIDTH];
-    std::fill_n(pSlot, nRows, bMissing ? RAW_MISSING : nBase);
-    return bMissing;
-  }
   const bool bAllKept = nRows == nSubsets;
   if (!bAllKept && m_arRaw.size() < nSubsets) m_arRaw.resize(nSubsets);
   int32_t* pRaw = bAllKept ? pSlot : m_arRaw.data();
@@ -168,15 +164,22 @@ inline bool CSpectrumDecoder::UnpackKept(const SPass& pass, const SSample& sampl
 /// needs the general way (no band for a value); nothing is stored then.
 bool CSpectrumDecoder::DecodeSelected(SPass& pass, const SSample& sample) {
   CProdL1C& prod = pass.prod;
+  const size_t nRows = prod.Kept().size();
   int32_t* pSlot = OpenSlot(pass, prod.Spectrum.Column(sample.nChannel));
-  const bool bMissing = UnpackKept(pass, sample, pSlot);
-  // A constant 0 and missing values need no band.
-  const bool bZero = sample.nWidth == 0 && sample.nReferenceValue == -RADIANCE_REFERENCE;
-  const bool bValues = bMissing ? std::any_of(pSlot, pSlot + prod.Kept().size(),
-                                              [](int32_t nRaw) { return nRaw != RAW_MISSING; })
-                                : !bZero;
+  bool bMissing, bScaled;
+  if (sample.nWidth == 0) {
+    const bool bNone = sample.nReferenceValue == ALL_ONES[RADIANCE_WIDTH];
+    const auto radiance =
+        SRadiance::Of(bNone ? MISSING_RADIANCE : sample.nReferenceValue + RADIANCE_REFERENCE, true);
+    bMissing = radiance.eValue == EValue::MISSING;
+    bScaled = radiance.eValue == EValue::SCALED;
+    std::fill_n(pSlot, nRows, bMissing ? RAW_MISSING : static_cast<int32_t>(radiance.nRaw));
+  } else {
+    bMissing = UnpackKept(pass, sample, pSlot);
+    bScaled = !bMissing || std::any_of(pSlot, pSlot + nRows, [](int32_t n) { return n != RAW_MISSING; });
+  }
   double fDivisor = pass.nTileCount > 0 ? pass.arfDivisors[pass.nTileCount - 1] : 1.0;
-  if (bValues) {
+  if (bScaled) {
     const int nBand = FindBand(pass, SKeptRow(0), sample.nChannel);
     if (nBand < 0) return false;
     pass.nLastBand = nBand;
@@ -195,8 +198,7 @@ bool CSpectrumDecoder::DecodeSelected(SPass& pass, const SSample& sample) {
 bool CSpectrumDecoder::DecodeSampleFast(SPass& pass) {
   CBitCursor& data = pass.data;
   SSample sample;
-  if (!ReadSample(data, sample) || sample.nChannel < 1 || sample.nChannel > pass.prod.ChannelCount)
-    return false;
+  if (!ReadSample(data, sample) || !IsChannel(pass, sample.nChannel)) return false;
   if (pass.pSelection->Has(sample.nChannel) && !(pass.bUniformBands && DecodeSelected(pass, sample)))
     return false;
   data.MoveTo(sample.nEnd);
@@ -221,24 +223,27 @@ int CSpectrumDecoder::DecodeOrdered(SPass& pass) {
   return nOrdered;
 }
 
-/// Stores one raw radiance of one pixel; bScale: it is neither missing nor a constant 0.
-void CSpectrumDecoder::Store(SPass& pass, int nPixel, int64_t nChannel, int64_t nRaw, bool bScale) {
+inline bool CSpectrumDecoder::IsChannel(const SPass& pass, int64_t nChannel) {
+  return nChannel >= 1 && nChannel <= pass.prod.ChannelCount;
+}
+
+/// Stores one radiance of one kept pixel.
+void CSpectrumDecoder::Store(SPass& pass, int nPixel, int64_t nChannel, SRadiance radiance) {
   CProdL1C& prod = pass.prod;
-  if (nChannel < 1 || nChannel > prod.ChannelCount) {
+  if (!IsChannel(pass, nChannel)) {
     pass.bAll = false;
     return;
   }
-  if (!prod.KeepPixel[nPixel]) return;
   const SKeptRow row = prod.KeptRow(nPixel);
-  double fValue = nRaw == MISSING_RADIANCE ? CProd::DEFAULT_VALUE_REAL : 0.0;
-  if (bScale) {
+  double fValue = radiance.eValue == EValue::MISSING ? CProd::DEFAULT_VALUE_REAL : 0.0;
+  if (radiance.eValue == EValue::SCALED) {
     const int nBand = FindBand(pass, row, nChannel);
     if (nBand < 0) {
       pass.bAll = false;
       return;
     }
     pass.nLastBand = nBand;
-    fValue = static_cast<double>(nRaw) / prod.ScaleBandFactor[nBand][row];
+    fValue = static_cast<double>(radiance.nRaw) / prod.ScaleBandFactor[nBand][row];
   }
   const int nColumn = pass.pSelection ? prod.Spectrum.Column(static_cast<int>(nChannel)) : -1;
   if (nColumn >= 0) prod.Spectrum.Set(row.nRow, nColumn, fValue);
@@ -256,15 +261,13 @@ void CSpectrumDecoder::DecodeRadiances(SPass& pass, int64_t nChannel, const int6
   const bool bDecoded = m_engine.DecompressInt(data, RADIANCE, pRaw, &nConstant, &bConstant);
   pass.bAll &= bDecoded;
   if (!bDecoded && data.Position() == nHeaderEnd) return;  // not even its header
-  const bool bSimple = bConstant && (nConstant == MISSING_RADIANCE || nConstant == 0);
-  const auto store = [&](int i) {
-    const int64_t nRaw = bConstant ? nConstant : pRaw[i];
-    Store(pass, i, pChannels ? pChannels[i] : nChannel, nRaw, !bSimple && nRaw != MISSING_RADIANCE);
-  };
-  // A pixel that is not kept may still have a channel that there is not.
-  for (int i = 0; bSimple && pChannels && i < m_engine.Subsets(); ++i)
-    if (!prod.KeepPixel[i]) store(i);
-  for (const int i : prod.Kept()) store(i);
+  // What needs no band goes to all pixels: one that is not kept may have a channel that there is not.
+  const bool bToAll = bConstant && SRadiance::Of(nConstant, true).eValue != EValue::SCALED;
+  for (int i = 0; bToAll && pChannels && i < m_engine.Subsets(); ++i)
+    pass.bAll &= IsChannel(pass, pChannels[i]);
+  for (const int i : prod.Kept())
+    Store(pass, i, pChannels ? pChannels[i] : nChannel,
+          SRadiance::Of(bConstant ? nConstant : pRaw[i], bConstant));
 }
 
 /// One sample, the general way: channel numbers that differ between pixels, missing or strange ones, bands
@@ -282,7 +285,7 @@ void CSpectrumDecoder::DecodeSample(SPass& pass) {
     DecodeRadiances(pass, nChannel, pChannels);
     return;
   }
-  if (bNone || !pass.pSelection || nChannel < 1 || nChannel > pass.prod.ChannelCount) {
+  if (bNone || !pass.pSelection || !IsChannel(pass, nChannel)) {
     pass.bAll = false;  // the radiance is not consumed: what follows is read from there
     return;
   }

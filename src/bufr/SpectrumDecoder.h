@@ -60,6 +60,25 @@ class CSpectrumDecoder {
     int64_t nEnd;     // bit behind the sample
   };
 
+  /// What a raw value stands for.
+  enum class EValue : uint8_t {
+    MISSING,
+    ZERO,   // of all pixels: a radiance of 0 in whatever band
+    SCALED  // a radiance by the band of its channel
+  };
+
+  /// A value of a sample as it is stored.
+  struct SRadiance {
+    int64_t nRaw;  // of those that are not missing
+    EValue eValue;
+
+    /// nRaw may be MISSING_RADIANCE. bAll: it is that of all pixels.
+    static SRadiance Of(int64_t nRaw, bool bAll) {
+      if (nRaw == MISSING_RADIANCE) return {nRaw, EValue::MISSING};
+      return {nRaw, bAll && nRaw == 0 ? EValue::ZERO : EValue::SCALED};
+    }
+  };
+
   bool ReadSample(const CBitCursor& data, SSample& sample) const;
 
   bool DecodeBands(CBitCursor& data, CProdL1C& prod);
@@ -70,13 +89,14 @@ class CSpectrumDecoder {
   int DecodeOrdered(SPass& pass);
   bool DecodeSampleFast(SPass& pass);
   bool DecodeSelected(SPass& pass, const SSample& sample);
+  static bool IsChannel(const SPass& pass, int64_t nChannel);
   bool UnpackKept(const SPass& pass, const SSample& sample, int32_t* pSlot);
   static int32_t* OpenSlot(SPass& pass, int nColumn);
   static void FlushTile(SPass& pass);
 
   void DecodeSample(SPass& pass);
   void DecodeRadiances(SPass& pass, int64_t nChannel, const int64_t* pChannels);
-  static void Store(SPass& pass, int nPixel, int64_t nChannel, int64_t nRaw, bool bScale);
+  static void Store(SPass& pass, int nPixel, int64_t nChannel, SRadiance radiance);
 
   CLayoutEngine& m_engine;
   int64_t& m_nLastMissingChannel;

@@ -146,27 +146,40 @@ void CExtractor::ReadMessages(CConfigParam* pConfig) {
   }
 }
 
+/// True when no pixel is kept and all lie in the same boxes, as in most messages that filters leave nothing
+/// of.
+bool CExtractor::HasNothing(const CProd& prod, const CConfigParam& config) {
+  const bool bAlike =
+      config.arBoxes.Count() == 0 || (prod.Latitude.IsUniform() && prod.Longitude.IsUniform());
+  return bAlike && prod.KeepPixel.IsUniform() && !prod.KeepPixel[0];
+}
+
+/// True when the current pixel lies in a box, or there are no boxes. Counts it there, and with it all before
+/// nEnd, unless that was done before.
+bool CExtractor::CountInBoxes(Stream& stream, const CConfigParam& config, int nEnd) {
+  const int nBoxes = config.arBoxes.Count(), nNew = nEnd - stream.nCounted;
+  bool bInside = nBoxes == 0;
+  for (int i = 0; i < nBoxes; ++i) {
+    if (!Holds(*config.arBoxes[i], *stream.pProd, stream.nPixel)) continue;
+    bInside = true;
+    stream.arnBoxPixels[i] += nNew;
+  }
+  stream.nCounted = nEnd;
+  return bInside;
+}
+
 /// Moves a stream from its current pixel to the first kept one that lies in a box, if there are boxes. Every
 /// pixel passed is counted once in its boxes, kept or not.
 void CExtractor::GetNextSelected(Stream& stream, const CConfigParam* pConfig) {
   const CProd& prod = *stream.pProd;
-  const int nBoxes = pConfig->arBoxes.Count();
-  const bool bAlike = nBoxes == 0 || (prod.Latitude.IsUniform() && prod.Longitude.IsUniform());
-  if (bAlike && prod.KeepPixel.IsUniform() && !prod.KeepPixel[0]) {
-    for (int i = 0; i < nBoxes; ++i)
-      if (Holds(*pConfig->arBoxes[i], prod, 0)) stream.arnBoxPixels[i] += prod.PixelCount - stream.nCounted;
-    stream.nPixel = stream.nCounted = prod.PixelCount;
+  if (HasNothing(prod, *pConfig)) {
+    CountInBoxes(stream, *pConfig, prod.PixelCount);
+    stream.nPixel = prod.PixelCount;
   }
-  for (; stream.nPixel < prod.PixelCount; ++stream.nPixel) {
-    bool bInside = nBoxes == 0;
-    for (int i = 0; i < nBoxes; ++i) {
-      const bool bInBox = Holds(*pConfig->arBoxes[i], prod, stream.nPixel);
-      stream.arnBoxPixels[i] += bInBox && stream.nPixel >= stream.nCounted;
-      bInside |= bInBox;
-    }
-    stream.nCounted = std::max(stream.nCounted, stream.nPixel + 1);
-    if (bInside && prod.KeepPixel[stream.nPixel]) break;
-  }
+  const auto isSelected = [&] {
+    return CountInBoxes(stream, *pConfig, stream.nPixel + 1) && prod.KeepPixel[stream.nPixel];
+  };
+  while (stream.nPixel < prod.PixelCount && !isSelected()) ++stream.nPixel;
   stream.bNeedsNext = stream.nPixel >= prod.PixelCount;
 }
 
@@ -194,7 +207,8 @@ void CExtractor::WriteHeaders(int nSatellite) {
 /// Writes record after record until a stream has used up its message.
 void CExtractor::WriteRecords(const CConfigParam* pConfig) {
   const auto needsNext = [](const Stream& stream) { return stream.bHasData && stream.bNeedsNext; };
-  while (std::none_of(std::begin(m_arStreams), std::end(m_arStreams), needsNext)) {
+  for (PassWithoutKey(pConfig); std::none_of(std::begin(m_arStreams), std::end(m_arStreams), needsNext);
+       PassWithoutKey(pConfig)) {
     SelectSynchronous();
     const bool bSupplied = HasSupplier();
     if (pConfig->arBoxes.Count() == 0)

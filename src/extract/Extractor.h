@@ -82,13 +82,16 @@ class CExtractor {
 
   void MainLoop(CConfigParam* pConfig);
   void ReadMessages(CConfigParam* pConfig);
-  void GetNextSelected(Stream& stream, const CConfigParam* pConfig);
+  static void GetNextSelected(Stream& stream, const CConfigParam* pConfig);
+  static bool HasNothing(const CProd& prod, const CConfigParam& config);
+  static bool CountInBoxes(Stream& stream, const CConfigParam& config, int nEnd);
   void WriteRecords(const CConfigParam* pConfig);
   static void TestSatelliteId(const CProd* pProd, int* pId, bool* pbFound);
   void WriteHeaders(int nSatellite);
 
   static bool Holds(const CGeoBox& box, const CProd& prod, int nPixel);
 
+  void PassWithoutKey(const CConfigParam* pConfig);
   void SelectSynchronous();
   void WriteToBoxes(const CConfigParam* pConfig);
   void WriteRecord(int nFile);

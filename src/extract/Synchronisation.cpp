@@ -1,6 +1,8 @@
 // Pairing of the pixels of the product streams: which streams take part in a record, and how they move on.
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <tuple>
 
 #include "extract/Extractor.h"
@@ -13,11 +15,13 @@ namespace {
 
 constexpr int64_t NO_KEY = 999999;  // in each part; greater than the key of any real pixel
 
-bool IsUsable(const CProd& prod, int nPixel) {
-  const int64_t nMissing = CProd::DEFAULT_VALUE_M1;
-  const int64_t nOrbit = prod.OrbitNumber[nPixel];
-  return nOrbit != nMissing && nOrbit != 0 && prod.ScanLineNumber[nPixel] != nMissing &&
-         prod.FieldOfViewNumber[nPixel] != nMissing;
+/// Whether a stream stands at a pixel that can never be the soonest.
+bool LacksKey(const Stream& stream) {
+  if (!stream.bHasData || stream.bNeedsNext) return false;
+  const CProd& prod = *stream.pProd;
+  const int64_t nMissing = CProd::DEFAULT_VALUE_M1, nOrbit = prod.OrbitNumber[stream.nPixel];
+  return nOrbit == nMissing || nOrbit == 0 || prod.ScanLineNumber[stream.nPixel] == nMissing ||
+         prod.FieldOfViewNumber[stream.nPixel] == nMissing;
 }
 
 }  // namespace
@@ -52,6 +56,19 @@ bool CExtractor::IsSynchronous(const CProd* pProd, int nPixel, int64_t nOrbit, i
          pProd->FieldOfViewNumber[nPixel] == nFieldOfView;
 }
 
+/// Moves streams on over pixels without a key, which would hold back those behind them, as long as another
+/// stream offers a key. A stream may have used up its message then.
+void CExtractor::PassWithoutKey(const CConfigParam* pConfig) {
+  if (m_nActive < 2 || std::none_of(std::begin(m_arStreams), std::end(m_arStreams), LacksKey)) return;
+  int64_t nOrbit, nScanLine, nFieldOfView;
+  if (!ProcessSoonest(&nOrbit, &nScanLine, &nFieldOfView)) return;
+  for (Stream& stream : m_arStreams)
+    while (LacksKey(stream)) {
+      ++stream.nPixel;
+      GetNextSelected(stream, pConfig);
+    }
+}
+
 /// Decides which streams take part in the next record, for every format.
 void CExtractor::SelectSynchronous() {
   int64_t nOrbit = 0, nScanLine = 0, nFieldOfView = 0;
@@ -67,13 +84,11 @@ void CExtractor::SelectSynchronous() {
   }
 }
 
-/// Moves the streams of the record on, and those whose pixel has no usable key, which would otherwise hold
-/// back the pixels behind it for ever. When no stream took part, all of them move on.
+/// Moves the streams of the record on. When no stream took part, all of them move on.
 void CExtractor::Advance() {
   const bool bAny = m_record.First() != nullptr;
   for (int i = 0; i < PRODUCTS; ++i) {
     Stream& stream = m_arStreams[i];
-    if (!stream.bHasData) continue;
-    if (m_record.arPixels[i].pProd || !bAny || !IsUsable(*stream.pProd, stream.nPixel)) ++stream.nPixel;
+    if (stream.bHasData && (m_record.arPixels[i].pProd || !bAny)) ++stream.nPixel;
   }
 }

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "prod/Member.h"
+#include "prod/ProdL2.h"
 
 class CProd;
 
@@ -138,7 +139,7 @@ const SBlock& KindBlock(int nProduct);
 
 /// From this instant on, ozone and temperature products have 101 layers and levels: yyyymmdd and hhmmss. The
 /// time of day is none: it is what the writers of the format compare with.
-constexpr int64_t RECENT_DATE = 20140930, RECENT_TIME = 72260;
+constexpr int64_t RECENT_DATE = FEW_LEVELS_DATE, RECENT_TIME = FEW_LEVELS_MINUTE * 100 + 60;
 /// Whether a pixel's ozone and temperature blocks have their recent number of repetitions.
 bool IsRecent(const CProd& prod, int nPixel);
 

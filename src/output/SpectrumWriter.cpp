@@ -36,6 +36,7 @@ void CSpectrumWriter::Temperatures(const CSpectrum& spectrum, int nRow, CChannel
 void CSpectrumWriter::WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
   constexpr int SIZE = sizeof(float);
   const int nRow = prod.KeptRow(nPixel).nRow;
+  if (!prod.Spectrum.Holds(nRow, m_selection)) return WriteBinaryMissing(writer);
   for (const auto stretch : m_arStretches) {
     char* pOut = writer.Reserve(stretch.nCount * SIZE);
     if (!pOut) return;
@@ -61,6 +62,7 @@ void CSpectrumWriter::WriteBinaryMissing(CStreamWriter& writer) const {
 
 void CSpectrumWriter::WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel) {
   const int nRow = prod.KeptRow(nPixel).nRow;
+  if (!prod.Spectrum.Holds(nRow, m_selection)) return WriteTextMissing(writer);
   for (const auto stretch : m_arStretches) {
     if (!m_bTemperatures) {
       WriteRadianceTexts(writer, prod.Spectrum, nRow, stretch);

@@ -17,10 +17,11 @@ class CSpectrumWriter {
   /// text.
   CSpectrumWriter(const CChannelSelection& selection, bool bTemperatures, char cSeparator = '\t');
 
+  // Spectra that were not decoded are written as missing ones.
   void WriteBinary(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
   void WriteText(CStreamWriter& writer, const CProdL1C& prod, int nPixel);
 
-  // What stands in records without L1C: a value for every channel that the header counts.
+  // What stands in records without a spectrum: a value for every channel that the header counts.
   void WriteBinaryMissing(CStreamWriter& writer) const;
   void WriteTextMissing(CStreamWriter& writer) const;
   /// The channel numbers as names of columns.

@@ -28,6 +28,8 @@ class CColumn {
   virtual void Fit() = 0;
   /// Sets every element to what is missing for its type.
   virtual void SetMissing() = 0;
+  /// The same if there are fewer elements than the record has at present.
+  virtual void Complete() = 0;
   /// True when all elements are known to be equal.
   virtual bool IsUniform() const = 0;
 
@@ -59,6 +61,9 @@ class TColumn : public CColumn {
   }
 
   void SetMissing() override;
+  void Complete() override {
+    if (m_nCapacity < m_nRows && !IsUniform()) SetMissing();
+  }
   bool IsUniform() const override { return m_nIndexBits == 0; }
 
   /// The element of a pixel or, of kept ones, a kept row.

@@ -1,14 +1,15 @@
 #include "prod/Prod.h"
 
+#include <numeric>
+
 void CProd::SetNull() {
   for (CColumn* pColumn : m_arpColumns) pColumn->Release();
-  m_arKept.clear();
-  m_arKeptRow.clear();
+  m_bKeptKnown = false;
   PixelCount = PixelCapacity = m_nKept = 0;
 }
 
 void CProd::InitFirstAll(int nSize) {
-  m_arKept.clear();
+  m_bKeptKnown = false;
   m_nKept = 0;
   PixelCount = nSize;
   if (PixelCapacity >= nSize) return;
@@ -31,4 +32,15 @@ void CProd::InitKept() {
     if (KeepPixel[i]) m_arKept.push_back(i);
   }
   m_nKept = static_cast<int>(m_arKept.size());
+  m_bKeptKnown = true;
+}
+
+/// Columns of kept pixels have an element for each pixel then: of old contents as far as there are enough.
+void CProd::KeepAll() const {
+  m_arKept.resize(PixelCount);
+  std::iota(m_arKept.begin(), m_arKept.end(), 0);
+  m_arKeptRow = m_arKept;
+  m_nKept = PixelCount;
+  m_bKeptKnown = true;
+  for (CColumn* pColumn : m_arpColumns) pColumn->Complete();
 }

@@ -27,19 +27,24 @@ class CProd {
   /// Releases every array; all counts become 0.
   virtual void SetNull();
 
-  /// Sizes the record for nSize pixels, none of them kept; growing loses the old contents, otherwise they
-  /// stay.
+  /// Sizes the record for nSize pixels; growing loses the old contents, otherwise they stay.
   void InitFirstAll(int nSize);
 
   /// Leaves one pixel whose common fields are missing; fields of derived classes are untouched.
   void FillWithMissingValues();
 
-  /// Takes the kept pixels from KeepPixel.
+  /// Takes the kept pixels from KeepPixel. Who asks for kept pixels before gets all.
   void InitKept();
   /// Kept pixels of the message in order.
-  const std::vector<int>& Kept() const { return m_arKept; }
+  const std::vector<int>& Kept() const {
+    if (!m_bKeptKnown) KeepAll();
+    return m_arKept;
+  }
   /// Place of a kept pixel among the kept ones.
-  SKeptRow KeptRow(int nPixel) const { return SKeptRow(m_arKeptRow[nPixel]); }
+  SKeptRow KeptRow(int nPixel) const {
+    if (!m_bKeptKnown) KeepAll();
+    return SKeptRow(m_arKeptRow[nPixel]);
+  }
 
   /// A pixel's element of a field; the pixel is kept if the field is one of kept pixels.
   template <class T>
@@ -53,10 +58,14 @@ class CProd {
 
  private:
   friend CColumn;
+  void KeepAll() const;
+
   std::vector<CColumn*> m_arpColumns;  // all of the record, those of its base class first
-  std::vector<int> m_arKept;
-  std::vector<int> m_arKeptRow;
-  int m_nKept = 0;
+  // Made by InitKept or at their first use.
+  mutable bool m_bKeptKnown = false;
+  mutable std::vector<int> m_arKept;
+  mutable std::vector<int> m_arKeptRow;
+  mutable int m_nKept = 0;
 
  public:
   int PixelCount = 0;

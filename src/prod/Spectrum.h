@@ -30,6 +30,10 @@ class CSpectrum {
   void End();
 
   int Rows() const { return m_nRows; }
+  /// Whether a row and all columns of a selection are there.
+  bool Holds(int nRow, const CChannelSelection& selection) const {
+    return nRow < m_nRows && selection.Columns() <= m_nColumns;
+  }
   int Columns() const { return m_nColumns; }
   /// See CChannelSelection.
   int Column(int nChannel) const { return m_pSelection->Column(nChannel); }

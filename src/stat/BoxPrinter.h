@@ -15,7 +15,6 @@ class CBoxPrinter {
 
  private:
   void PrintComments(CStatTable& table) const;
-  void PrintCell(CStatTable& table, int nLatitude, int nLongitude) const;
 
   const CBoxStat& m_boxes;
   const CStatHeader& m_header;

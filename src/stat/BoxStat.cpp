@@ -1,101 +1,29 @@
 #include "stat/BoxStat.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 
 #include "kernel/MissingReal.h"
 #include "prod/Prod.h"
 #include "prod/ProdL1C.h"
-#include "prod/ProdL2clp.h"
-#include "prod/ProdL2ems.h"
-#include "prod/ProdL2ozo.h"
-#include "prod/ProdL2trg.h"
-#include "prod/ProdL2twt.h"
-#include "stat/SpeMultiStat.h"
-#include "stat/StatText.h"
+#include "stat/StatColumn.h"
 
 namespace {
 
-double CountPixel(const CProd&, int, int) { return 0; }
-
-template <CSpeMultiStat::ESet SKY>
-double CountSky(const CProd& prod, int nPixel, int) {
-  return CSpeMultiStat::Sky(static_cast<const CProdL1C&>(prod).CloudFraction[nPixel]) == SKY ? 0
-                                                                                             : MISSING_REAL;
-}
-
-/// The density of the layer that encloses all the others, else the sum over the layers. None when a layer
-/// lacks its density or a pressure.
-double OzoneColumn(const CProd& record, int nPixel, int) {
-  const auto& prod = static_cast<const CProdL2ozo&>(record);
-  const int nLayers = prod.LayerCount;
-  const SKeptRow row = prod.KeptRow(nPixel);
-  double fTop = INFINITY, fBottom = -INFINITY, fSum = 0;
-  for (int i = 0; i < nLayers; ++i) {
-    const double fDensity = prod.IntegratedO3Density[i][row], fLayerTop = prod.LayerTopPressure[i][row],
-                 fLayerBottom = prod.LayerBottomPressure[i][row];
-    if (fDensity == MISSING_REAL || fLayerTop == MISSING_REAL || fLayerBottom == MISSING_REAL)
-      return MISSING_REAL;
-    fTop = std::min(fTop, fLayerTop);
-    fBottom = std::max(fBottom, fLayerBottom);
-    fSum += fDensity;
-  }
-  for (int i = 0; i < nLayers; ++i)
-    if (prod.LayerTopPressure[i][row] == fTop && prod.LayerBottomPressure[i][row] == fBottom)
-      return prod.IntegratedO3Density[i][row];
-  return fSum;
-}
-
-using CL1C = CProdL1C;
-using CTrg = CProdL2trg;
-using CClp = CProdL2clp;
-using CTwt = CProdL2twt;
-using CEms = CProdL2ems;
-
-constexpr const char* DENSITY = "kg/m2";
-
-/// What stands behind the count of the pixels, which every product has.
-constexpr CBoxStat::SColumn COLUMNS[] = {
-    {"ClearCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLEAR>},
-    {"CloudyCount", nullptr, PRODUCT_L1C, CountSky<CSpeMultiStat::CLOUDY>},
-    {"CloudFraction", "percent", PRODUCT_L1C, PixelValue<&CL1C::CloudFraction>},
-    {"AverageIIS", RADIANCE_UNIT, PRODUCT_L1C, PixelValue<&CL1C::AverageIIS>},
-    {"TotalColumn", DENSITY, PRODUCT_OZO, OzoneColumn},
-    {"IntegratedN2ODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedN2ODensity>},
-    {"IntegratedCODensity", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCODensity>},
-    {"IntegratedCH4Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCH4Density>},
-    {"IntegratedCO2Density", DENSITY, PRODUCT_TRG, PixelValue<&CTrg::IntegratedCO2Density>},
-    // of the first cloud layer
-    {"CloudAmountInSegment", "percent", PRODUCT_CLP, PixelValue<&CClp::CloudAmountInSegment>},
-    {"Pressure", "Pa", PRODUCT_CLP, PixelValue<&CClp::Pressure>},
-    {"Temperature", "K", PRODUCT_CLP, PixelValue<&CClp::Temperature>},
-    {"SkinTemperature", "K", PRODUCT_TWT, PixelValue<&CTwt::SkinTemperature>},
-    {"Emissivity", "percent", PRODUCT_EMS, PixelValue<&CEms::Emissivity>, CEms::POINTS},
-};
-
-constexpr auto COUNTS = [] {
-  std::array<CBoxStat::SColumn, PRODUCTS> arCounts{};
-  for (int i = 0; i < PRODUCTS; ++i) arCounts[i] = {"Count", nullptr, static_cast<EProduct>(i), CountPixel};
-  return arCounts;
-}();
-
 /// The columns of the active products.
-std::vector<const CBoxStat::SColumn*> ColumnsOf(const bool (&arbActive)[PRODUCTS]) {
-  std::vector<const CBoxStat::SColumn*> arpColumns;
-  for (const CBoxStat::SColumn& count : COUNTS) {
-    if (!arbActive[count.eProduct]) continue;
-    arpColumns.push_back(&count);
-    for (const CBoxStat::SColumn& column : COLUMNS)
-      if (column.eProduct == count.eProduct) arpColumns.push_back(&column);
+std::vector<const SGridColumn*> ColumnsOf(const bool (&arbActive)[PRODUCTS]) {
+  std::vector<const SGridColumn*> arpColumns;
+  for (int i = 0; i < PRODUCTS; ++i) {
+    if (!arbActive[i]) continue;
+    const auto arpOfProduct = GridColumns(i);
+    arpColumns.insert(arpColumns.end(), arpOfProduct.begin(), arpOfProduct.end());
   }
   return arpColumns;
 }
 
 /// Adds what one pixel has.
-void AddPixel(SMean& mean, const CBoxStat::SColumn& column, const CProd& prod, int nPixel) {
+void AddPixel(SMean& mean, const SGridColumn& column, const CProd& prod, int nPixel) {
   for (int i = 0; i < column.nValues; ++i) {
-    const double fValue = column.pValue(prod, nPixel, i);
+    const double fValue = column.pPixel(prod, nPixel, i);
     if (fValue != MISSING_REAL) mean.Add(fValue);
   }
 }

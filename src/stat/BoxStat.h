@@ -7,22 +7,14 @@
 #include "prod/ProductKind.h"
 #include "stat/Classes.h"
 #include "stat/Moments.h"
-#include "stat/PixelValue.h"
 
 class CProd;
+struct SGridColumn;
 
 /// Counts and means of what the pixels of each product hold, on a regular grid of the whole globe.
 class CBoxStat {
  public:
   static constexpr const char* SUFFIX = ".boxstat";  // of the file
-
-  struct SColumn {
-    const char* szName;  // behind that of the product
-    const char* szUnit;  // null for a count of pixels
-    EProduct eProduct;
-    TPixelValue pValue;  // a pixel counts by any value but a missing one
-    int nValues = 1;     // of a pixel
-  };
 
   /// A grid count below 1 is its default, cells of 2 degrees. arbActive: the products that have columns.
   CBoxStat(int nLatitudes, int nLongitudes, const bool (&arbActive)[PRODUCTS]);
@@ -37,7 +29,7 @@ class CBoxStat {
   bool IsActive(int nProduct) const { return m_arbActive[nProduct]; }
   const CClasses& Latitudes() const { return m_latitudes; }
   const CClasses& Longitudes() const { return m_longitudes; }
-  const std::vector<const SColumn*>& Columns() const { return m_arpColumns; }
+  const std::vector<const SGridColumn*>& Columns() const { return m_arpColumns; }
   /// One for each column.
   const SMean* Cell(int nLatitude, int nLongitude) const {
     return m_arCells.data() + Index(nLatitude, nLongitude);
@@ -54,7 +46,7 @@ class CBoxStat {
   CClasses m_latitudes;
   CClasses m_longitudes;
   bool m_arbActive[PRODUCTS];
-  std::vector<const SColumn*> m_arpColumns;
+  std::vector<const SGridColumn*> m_arpColumns;
   std::vector<SMean> m_arCells;
   int64_t m_arnInside[PRODUCTS] = {};
   int64_t m_arnOutside[PRODUCTS] = {};

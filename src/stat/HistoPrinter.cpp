@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <string>
 
-#include "prod/Physics.h"
 #include "stat/Classes.h"
 #include "stat/Histo.h"
 #include "stat/HistoKind.h"
 #include "stat/Moments.h"
 #include "stat/MultiPixStat.h"
+#include "stat/StatColumn.h"
 #include "stat/StatHeader.h"
 #include "stat/StatHisto.h"
 #include "stat/StatTable.h"
@@ -29,7 +29,7 @@ int64_t Counted(const CHisto& histo, int nPosition) {
 
 void CHistoPrinter::PrintComments(CStatTable& table) const {
   const SHistoKind& kind = m_histo.Kind();
-  m_header.Print(table, "Histogram of one value a pixel");
+  m_header.Print(table, HISTOGRAM_FILE.szTitle);
   table.Comment(std::string("Value: ") + kind.szValue + ", " + kind.szUnit);
   table.Comment(CLASS_RULE);
   table.Comment(std::string("Pix1 to Pix4: pixel positions, ") + POSITION_RULE);
@@ -41,31 +41,14 @@ void CHistoPrinter::PrintComments(CStatTable& table) const {
   table.Comment("Average and StdDev of an empty class: -777");
 }
 
-void CHistoPrinter::PrintNames(CStatTable& table) const {
-  table.Names("", {"ClassMin", "ClassMax"});
-  for (int i = 0; i <= SPosition::COUNT; ++i) {
-    table.Names(Prefix(i), {"Count", "Average"});
-    if (m_histo.Kind().bTemperature) table.Names(Prefix(i), {"Temperature"});
-    table.Names(Prefix(i), {"StdDev"});
-  }
-  table.EndRow();
-}
-
-void CHistoPrinter::PrintClass(CStatTable& table, int nClass) const {
-  table.Real(m_histo.Classes().Edge(nClass));
-  table.Real(m_histo.Classes().Edge(nClass + 1));
-  for (int i = 0; i <= SPosition::COUNT; ++i) {
-    const SMoments& moments = m_histo.Position(i).Class(nClass);
-    table.Int(moments.Count());
-    table.Real(moments.Average());
-    if (m_histo.Kind().bTemperature) table.Real(CPhysics::ImagerTemperature(moments.Average()));
-    table.Real(moments.StdDev());
-  }
-  table.EndRow();
-}
-
 void CHistoPrinter::Print(CStatTable& table) const {
   PrintComments(table);
-  PrintNames(table);
-  for (int i = 0; i < m_histo.Classes().Count(); ++i) PrintClass(table, i);
+  const CStatColumns columns(HISTOGRAM_FILE, m_histo.Kind().bTemperature);
+  columns.PrintNames(table);
+  SStatRow row;
+  for (int i = 0; i < m_histo.Classes().Count(); ++i) {
+    for (int j = 0; j < 2; ++j) row.arfEdges[j] = m_histo.Classes().Edge(i + j);
+    for (int j = 0; j <= SPosition::COUNT; ++j) row.arMoments[j] = m_histo.Position(j).Class(i);
+    columns.PrintRow(table, row);
+  }
 }

@@ -15,8 +15,6 @@ class CHistoPrinter {
 
  private:
   void PrintComments(CStatTable& table) const;
-  void PrintNames(CStatTable& table) const;
-  void PrintClass(CStatTable& table, int nClass) const;
 
   const CHisto& m_histo;
   const CStatHeader& m_header;

@@ -5,13 +5,14 @@
 #include "prod/ChannelSelection.h"
 #include "stat/Classes.h"
 #include "stat/HistoMultiPix.h"
+#include "stat/StatColumn.h"
 #include "stat/StatHeader.h"
 #include "stat/StatTable.h"
 #include "stat/StatText.h"
 
 void CRadiancePrinter::PrintComments(CStatTable& table, int nPosition) const {
   const auto& counts = m_histo.Position(nPosition);
-  m_header.Print(table, "Histogram of the radiances of each channel");
+  m_header.Print(table, RADIANCE_FILE.szTitle);
   table.Comment("Set: " + PositionText(nPosition));
   table.Comment(std::string("Value: radiance, ") + RADIANCE_UNIT +
                 "; a column holds the counts of the channel it is named after");
@@ -22,14 +23,12 @@ void CRadiancePrinter::PrintComments(CStatTable& table, int nPosition) const {
 
 void CRadiancePrinter::Print(CStatTable& table, int nPosition) const {
   PrintComments(table, nPosition);
-  table.Names("", {"ClassMin", "ClassMax"});
-  for (const int nChannel : m_selection.Channels()) table.Int(nChannel);
-  table.EndRow();
-  const CClasses& classes = m_histo.Classes();
-  for (int i = 0; i < classes.Count(); ++i) {
-    table.Real(classes.Edge(i));
-    table.Real(classes.Edge(i + 1));
-    for (int j = 0; j < m_selection.Columns(); ++j) table.Int(m_histo.Position(nPosition).Class(j, i));
-    table.EndRow();
+  const CStatColumns columns(RADIANCE_FILE, false, m_selection.Channels());
+  columns.PrintNames(table);
+  SStatRow row;
+  row.pCounts = &m_histo.Position(nPosition);
+  for (row.nClass = 0; row.nClass < m_histo.Classes().Count(); ++row.nClass) {
+    for (int i = 0; i < 2; ++i) row.arfEdges[i] = m_histo.Classes().Edge(row.nClass + i);
+    columns.PrintRow(table, row);
   }
 }

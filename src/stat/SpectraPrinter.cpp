@@ -1,13 +1,14 @@
 #include "stat/SpectraPrinter.h"
 
+#include <cstddef>
 #include <vector>
 
 #include "app/ConfigParam.h"
 #include "prod/ChannelSelection.h"
-#include "prod/Physics.h"
 #include "stat/Moments.h"
 #include "stat/SpeMultiStat.h"
 #include "stat/SpeStat.h"
+#include "stat/StatColumn.h"
 #include "stat/StatHeader.h"
 #include "stat/StatTable.h"
 #include "stat/StatText.h"
@@ -30,7 +31,7 @@ void CSpectraPrinter::PrintUnits(CStatTable& table) const {
 
 void CSpectraPrinter::PrintComments(CStatTable& table, const CSpeMultiStat& stat,
                                     const std::string& szSet) const {
-  m_header.Print(table, "Statistics of the radiances of each channel");
+  m_header.Print(table, SPECTRAL_FILE.szTitle);
   table.Comment("Set: " + szSet);
   table.Comment("Pixels: " + CountText(stat.Pixels(CSpeMultiStat::ALL), "all, ") +
                 CountText(stat.Pixels(CSpeMultiStat::CLEAR), "clear, ") +
@@ -44,43 +45,17 @@ void CSpectraPrinter::PrintComments(CStatTable& table, const CSpeMultiStat& stat
   table.Comment("Missing radiances are not counted; without a counted value: -777, a temperature 0");
 }
 
-void CSpectraPrinter::PrintNames(CStatTable& table) const {
-  table.Names("", {"Channel", "WaveNumber"});
-  for (const char* szPrefix : {"All", "Clear", "Cloudy"}) {
-    table.Names(szPrefix, {"Count", "Average", "StdDev"});
-    if (m_config.bSkewnessKurtosis) table.Names(szPrefix, {"Skewness", "Kurtosis"});
-  }
-  table.EndRow();
-}
-
-void CSpectraPrinter::PrintMoments(CStatTable& table, double fWaveNumber, const SMoments& moments) const {
-  double fAverage = moments.Average(), fStdDev = moments.StdDev();
-  if (m_config.bBrightnessTemperature) {
-    const double fReference = m_config.fReferenceTemperature;
-    fAverage = CPhysics::BrightnessTemperature(fWaveNumber, fAverage);
-    fStdDev = moments.Empty() ? 0
-                              : CPhysics::TemperatureDeviation(fWaveNumber, fStdDev,
-                                                               fReference > 0 ? fReference : fAverage);
-  }
-  table.Int(moments.Count());
-  table.Real(fAverage);
-  table.Real(fStdDev);
-  if (!m_config.bSkewnessKurtosis) return;
-  table.Real(moments.Skewness());
-  table.Real(moments.Kurtosis());
-}
-
 void CSpectraPrinter::Print(CStatTable& table, CSpeMultiStat& stat, const std::string& szSet) const {
   PrintComments(table, stat, szSet);
-  PrintNames(table);
+  const CStatColumns columns(SPECTRAL_FILE, m_config.bSkewnessKurtosis);
+  columns.PrintNames(table);
   std::vector<CSpeStat> arSets;
   for (const auto eSet : SETS) arSets.push_back(stat.Set(eSet));
+  SStatRow row;
+  row.pConfig = &m_config;
   for (int i = 0; i < m_selection.Columns(); ++i) {
-    const int nChannel = m_selection.Channel(i);
-    const double fWaveNumber = CPhysics::WaveNumber(nChannel);
-    table.Int(nChannel);
-    table.Real(fWaveNumber);
-    for (const CSpeStat& set : arSets) PrintMoments(table, fWaveNumber, set.Moments(i));
-    table.EndRow();
+    row.nChannel = m_selection.Channel(i);
+    for (size_t j = 0; j < arSets.size(); ++j) row.arMoments[j] = arSets[j].Moments(i);
+    columns.PrintRow(table, row);
   }
 }

@@ -7,7 +7,6 @@ class CConfigParam;
 class CSpeMultiStat;
 class CStatHeader;
 class CStatTable;
-struct SMoments;
 
 /// Prints the statistics of the radiances of each channel.
 class CSpectraPrinter {
@@ -23,8 +22,6 @@ class CSpectraPrinter {
  private:
   void PrintComments(CStatTable& table, const CSpeMultiStat& stat, const std::string& szSet) const;
   void PrintUnits(CStatTable& table) const;
-  void PrintNames(CStatTable& table) const;
-  void PrintMoments(CStatTable& table, double fWaveNumber, const SMoments& moments) const;
 
   const CConfigParam& m_config;
   const CChannelSelection& m_selection;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 
 class CStreamWriter;
@@ -15,10 +14,6 @@ class CStatTable {
   void Comment(const std::string& szText);
 
   void Text(const std::string& szText) { Put(szText.data(), static_cast<int>(szText.size())); }
-  /// Column names, each behind a prefix.
-  void Names(const std::string& szPrefix, std::initializer_list<const char*> arNames) {
-    for (const char* szName : arNames) Text(szPrefix + szName);
-  }
   void Int(int64_t nValue);
   /// "%.9g" in the C locale; a value that is none is "nan".
   void Real(double fValue);

@@ -165,7 +165,7 @@ std::string CDifferential::Compare(const SMessage& message, CSubject& subject, C
   CProd& prod = subject.Record();
   const CReportCapture sections;
   if (!subject.GoToNextMessage()) return "no message is found";
-  if (Taken(reader.ReadMessageSections(), reader) != message) return "sections";
+  if (Take(reader) != message) return "sections";
   if (sections.Text().ends_with('.') != (message.nResult == 1)) return "what is said of the sections";
   const int nPixels = message.arFields[SMessage::SUBSETS];
   if (message.szData.empty() || nPixels < 1 || nPixels > MANY_PIXELS) return "";
@@ -179,7 +179,8 @@ std::string CDifferential::Compare(const SMessage& message, CSubject& subject, C
   for (uint8_t& b : task.arKeep) b = random.OneIn(nKept);
   std::copy(task.arKeep.begin(), task.arKeep.end(), prod.KeepPixel.Write());
   std::fill_n(prod.SurfaceType.Write(), nPixels, random.Below(3) - 1);
-  prod.InitKept();
+  // All are kept when nobody says which.
+  if (std::ranges::count(task.arKeep, 0) > 0) prod.InitKept();
   if (random.OneIn(4)) {
     subject.pModel->FillRecord();
     task.bBlank = random.OneIn(2);

@@ -47,7 +47,9 @@ class CPlainDecoder {
 
  private:
   bool Read(int64_t& bitPos, int nBits, uint64_t& nValue) const;
-  void Store(const SAsked& asked, SAnswer& answer, int i, int64_t nSum, bool bMissing) const;
+  void Fail(const SAsked& asked, const std::string& szText, SAnswer& answer) const;
+  void DecodeConstant(const SAsked& asked, uint64_t nReferenceValue, SAnswer& answer) const;
+  void DecodeIncrements(const SAsked& asked, uint64_t nReferenceValue, int nWidth, SAnswer& answer) const;
 
   std::vector<uint8_t> m_arBytes;
   int m_nSubsets;

@@ -5,8 +5,10 @@
 
 #include "sample/Layouts.h"
 
-SMessage Taken(int nResult, const CBUFRReader& r) {
-  SMessage message{nResult, r.Data().Origin().nOffset, r.stream.Position(), r.nDataVersion, {}, {}, ""};
+SMessage Take(CBUFRReader& r) {
+  const int64_t nStart = r.stream.Position();
+  const int nResult = r.ReadMessageSections();
+  SMessage message{nResult, nStart, r.stream.Position(), r.nDataVersion, {}, {}, ""};
   const auto list = [](auto... fields) { return std::vector<int>{fields...}; };
   message.arFields =
       list(r.nTotalLength, r.nEdition, r.nSection1Length, r.nMasterTable, r.nCentre, r.nUpdateSequence,

@@ -19,8 +19,8 @@ struct SMessage {
   bool operator==(const SMessage&) const = default;
 };
 
-/// What the reader under test has of the message that it read with this result.
-SMessage Taken(int nResult, const CBUFRReader& reader);
+/// What the reader under test has of the message at its place, which it reads.
+SMessage Take(CBUFRReader& reader);
 
 /// Messages of a file held in memory, octet by octet.
 class CPlainReader {

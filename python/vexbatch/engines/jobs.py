@@ -9,6 +9,7 @@ down a number.
 
 from __future__ import annotations
 
+import hashlib
 import os
 from collections import Counter
 from collections.abc import Iterable, Iterator, Sequence
@@ -70,10 +71,15 @@ def ask(words: Sequence[str]) -> str:
     return done.stdout
 
 
-def in_queue(folder: str) -> list[Queued]:
-    """All that is in the queue of what was submitted from the scripts below a folder."""
+def job_name(folder: str) -> str:
+    """That of the jobs of all calls in a folder: SLURM is asked for no others."""
+    return "vex-batch-" + hashlib.sha256(os.fsencode(folder)).hexdigest()[:12]
+
+
+def in_queue(folder: str, all_calls: str) -> list[Queued]:
+    """All that is in the queue of what was submitted from the scripts below a folder, that of all calls or of one."""
     rows = []
-    for line in ask(QUEUE).split("\n"):
+    for line in ask([*QUEUE, f"--name={job_name(all_calls)}"]).split("\n"):
         job, _, rest = line.partition("|")
         if os.path.join(folder, "") not in line:
             continue
@@ -96,7 +102,7 @@ def queued(plan: Plan) -> list[Queued]:
     if not going:
         return []
     try:
-        return in_queue(folder)
+        return in_queue(folder, folder)
     except BatchError as error:
         raise UsageError(f"it is not known whether the jobs of {going[-1]} have ended: {error} (remove {folder} if "
                          "they have)") from None

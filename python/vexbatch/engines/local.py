@@ -9,6 +9,7 @@ from __future__ import annotations
 import contextlib
 import json
 import os
+import re
 import select
 import signal
 import sys
@@ -18,7 +19,7 @@ from types import FrameType
 from typing import BinaryIO, NoReturn
 
 from ..running import state
-from ..errors import BatchError, DiskFull, Stopped
+from ..errors import BatchError, DiskFull, Halted, Stopped
 from ..running.piece import abandon, run_piece
 from ..planning.plan import Plan
 from ..running.process import SIGNALS, die_with
@@ -36,29 +37,56 @@ def cores() -> int:
     return len(os.sched_getaffinity(0))
 
 
-def run_all(plan: Plan, numbers: Sequence[int], jobs: int, report: Report) -> None:
+def run_all(plan: Plan, numbers: Sequence[int], jobs: int, report: Report, halt: int | None = None) -> None:
     """Does pieces.
+
+    Parameters
+    ----------
+    halt
+        The number of pieces after which no more is tried when they have failed in the same way, one after the other.
 
     Raises
     ------
     DiskFull
         There is no room left. The others were ended.
+    Halted
+        As `halt` says; the same.
     Stopped
         By a signal; the same.
     """
     tasks = deque((number, 1) for number in numbers)
+    row = _Row()
     with _Crew(plan, min(jobs, len(tasks))) as crew:
         while tasks or crew.busy:
             crew.hand_out(tasks)
             for number, attempt, made in crew.results():
                 if "full" in made:
-                    raise DiskFull(os.path.dirname(plan.pieces[number].out))
+                    raise DiskFull(made["full"])
                 again = made["outcome"] == state.FAILED and attempt <= plan.retries
                 if again:
                     tasks.append((number, attempt + 1))
                 elif made.get("killed"):
                     _forget(plan, number, made["why"], attempt)
                 report(number, made, not again)
+                if row.add(number, made) == halt:
+                    raise Halted(halt, made["why"])
+
+
+class _Row:
+    """Pieces that failed in the same way, one after the other."""
+
+    def __init__(self) -> None:
+        self._way, self._numbers = "", set[int]()
+
+    def add(self, number: int, made: State) -> int:
+        """Takes what came of a try; gives how many there are in the row."""
+        failed = made["outcome"] == state.FAILED
+        way = re.sub(r"\S*[\d/]\S*", "", made["why"]) if failed else ""  # without numbers, days and paths
+        if way != self._way:
+            self._numbers.clear()
+        self._way = way
+        self._numbers |= {number} if failed else set()
+        return len(self._numbers)
 
 
 def _forget(plan: Plan, number: int, why: str, attempt: int) -> None:
@@ -213,8 +241,8 @@ def _result(plan: Plan, number: int, attempt: int) -> State:
             return run_piece(plan, piece, attempt)
         except (OSError, ValueError, MemoryError) as error:
             return abandon(plan, piece, " ".join(f"{type(error).__name__}: {error}".split()), attempt)
-    except DiskFull:
-        return {"full": True}
+    except DiskFull as error:
+        return {"full": error.folder}
     except (BatchError, OSError) as error:
         return {"outcome": state.FAILED, "why": str(error)}
 

@@ -14,19 +14,22 @@ from collections.abc import Callable, Sequence
 
 from ..running import files, state
 from ..errors import BatchError, UsageError
-from .jobs import Claim, Queued, ask, calls, claims, home, in_queue, queued
+from .jobs import Queued, ask, calls, claims, home, in_queue, job_name, queued
 from .local import Report
 from ..planning.plan import PLAN, Plan
 
 #: Tasks of an array where SLURM does not tell its limit, which is then the default one.
 ARRAY_SIZE = 1000
-#: Seconds between two looks at the queue, the first ones and the longest.
-LOOK, LONG_LOOK = 0.5, 15.0
+#: Seconds between two looks at the states of pieces; until SLURM is asked again, the first time and at most, twice as long
+#: each time. Where all pieces have ended it is asked sooner.
+LOOK, FIRST, ASK = 1.0, 10.0, 60.0
+#: States that are looked at in a second, at most: they may lie on a file system that many share.
+LOOKS = 100
 #: Seconds until it is asked for again where SLURM does not answer.
 PAUSES = (5, 15, 60, 240)
 #: Options of sbatch that are set here, or that would let it do something else.
 OURS = ("--array", "--output", "--error", "--wrap", "--wait", "--clusters", "--chdir", "--parsable", "--test-only",
-        "-a", "-o", "-e", "-W", "-M", "-D")
+        "--job-name", "-a", "-o", "-e", "-W", "-M", "-D", "-J")
 
 SCRIPT = """\
 #!/bin/bash
@@ -110,7 +113,7 @@ def submit(plan: Plan, numbers: Sequence[int], wish: argparse.Namespace) -> str:
         if not ids:
             with contextlib.suppress(BatchError):  # where it is not known whether sbatch took it, it stays
                 import shutil
-                if not in_queue(call):
+                if not in_queue(call, home(plan)):
                     shutil.rmtree(call)
             raise UsageError(str(error)) from None
         return f"{error}; call again for the rest"
@@ -185,7 +188,8 @@ def _sbatch(name: str, script: str, words: Sequence[str], **paths: str) -> str:
     known = {"root": root, "python": sys.executable} | paths
     with open(name + ".sh", "w", encoding="utf-8", errors="surrogateescape") as file:
         file.write((SCRIPT + script).format(**{key: shlex.quote(path) for key, path in known.items()}))
-    said = ask(["sbatch", "--parsable", "--job-name=vex-batch", *words, name + ".sh"])
+    job = job_name(os.path.dirname(os.path.dirname(name)))
+    said = ask(["sbatch", "--parsable", f"--job-name={job}", *words, name + ".sh"])
     match = re.search(r"^(\d+)(;.*)?$", said, re.MULTILINE)
     if not match:
         raise BatchError(f"sbatch says: {' '.join(said.split()) or 'nothing'}")
@@ -197,13 +201,22 @@ def _sbatch(name: str, script: str, words: Sequence[str], **paths: str) -> str:
 
 def watch(plan: Plan, numbers: Sequence[int], report: Report) -> None:
     """Waits until no job is left that works in the output folder, and tells what came of pieces as they end."""
-    waiting, pause = set(numbers), LOOK
+    waiting, pause, last = set(numbers), FIRST, LOOK
+    before = {number: _stamp(plan, number) for number in numbers}
     try:
         while rows := _patiently(plan):
-            _report(plan, waiting, claims(plan, rows), report)
-            time.sleep(pause)
-            pause = min(LONG_LOOK, pause * 1.2)
-        _report(plan, waiting, {}, report)
+            _report(plan, waiting - claims(plan, rows).keys(), report)
+            waiting &= claims(plan, rows).keys()
+            until = time.monotonic() + (pause if waiting else last)
+            pause, last = (min(ASK, pause * 2), last) if waiting else (pause, min(ASK, last * 2))
+            while time.monotonic() < until:
+                time.sleep(max(LOOK, len(waiting) / LOOKS))
+                ended = {number for number in waiting if _stamp(plan, number) != before[number] and _is_over(plan, number)}
+                _report(plan, ended, report)
+                waiting -= ended
+                if ended and not waiting:
+                    break
+        _report(plan, waiting, report)
     except BaseException:
         print("jobs that were submitted go on: squeue shows them, scancel ends them", file=sys.stderr)
         raise
@@ -220,8 +233,21 @@ def _patiently(plan: Plan) -> list[Queued]:
     return queued(plan)
 
 
-def _report(plan: Plan, waiting: set[int], claimed: dict[int, Claim], report: Report) -> None:
-    for number in sorted(waiting - claimed.keys()):
+def _stamp(plan: Plan, number: int) -> int:
+    """When the state of a piece was written, ns; 0 when there is none."""
+    try:
+        return os.stat(plan.pieces[number].state).st_mtime_ns
+    except OSError:
+        return 0
+
+
+def _is_over(plan: Plan, number: int) -> bool:
+    """Whether a piece is complete, or was tried for the last time."""
+    made = state.read_state(plan.pieces[number])
+    return made is not None and (made["outcome"] in state.COMPLETE or made["attempt"] > plan.retries)
+
+
+def _report(plan: Plan, ended: set[int], report: Report) -> None:
+    for number in sorted(ended):
         made = state.read_state(plan.pieces[number])
         report(number, made or {"outcome": state.FAILED, "why": "its task did not come to its end"}, True)
-        waiting.discard(number)

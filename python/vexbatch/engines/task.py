@@ -56,7 +56,7 @@ def _piece(plan: Plan, piece: Piece) -> int:
     judged = state.judge(plan, piece, Archive(plan.settings).inputs(piece.first, piece.last))
     if not judged.reason:
         print(f"{piece.name} {judged.note or 'is complete'}", flush=True)
-        return ALL_COMPLETE
+        return SOME_FAILED if judged.note and state.fault(plan, piece, state.read_state(piece)) else ALL_COMPLETE
     try:
         return _tell(piece.name, settle(plan, piece, plan.retries + 1))
     except (OSError, ValueError, MemoryError) as error:

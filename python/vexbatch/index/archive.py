@@ -1,106 +1,59 @@
 """An index of an archive: where the pixels of its files lie, so that a run reads only the files that it needs.
 
-`update` makes and keeps it. It costs a run of vex for each new file; of the others it compares names, sizes and times
-with what a listing of the archive says. Who has listed it already can look for news in that listing first, with `News`.
-`narrow` makes trees of links to the files that a run can need; with them in place of its roots the records and headers
-are the same bytes. What may be left out stands in `archive_conditions`.
+`News` makes and keeps it. It costs a run of vex for each new file; of the others it compares names, sizes and times with
+what a listing of the archive says. `narrow` makes trees of links to the files that a run can need; with them in place of
+its roots the records and headers are the same bytes. What may be left out stands in `conditions`.
 
 In the index there is a folder for each root, named by a digest of its path; in it one for each product; in that a file
-for each folder of the product, by its date. All of it is a copy of what the archive says: what is lost is made anew.
+for each folder of the product, by its date, with a checksum. All of it is a copy of what the archive says: what is lost,
+damaged, or was found by another program, is made anew. It is no database: file systems of clusters have renames that are
+whole, and not always the locks that a database in one file relies on.
 """
 
 from __future__ import annotations
 
 import contextlib
-import ctypes
-import errno
-import fcntl
 import glob
 import hashlib
+import math
 import os
-import shutil
 import signal
 import time
-from collections.abc import Callable, Iterable, Iterator, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass, field
-from typing import TYPE_CHECKING, NamedTuple
+from typing import TYPE_CHECKING
 
 import numpy as np
 
+from ..planning.listing import Folder, Inputs, Product, Stamp
+from ..planning.program import digest
+from ..running import files
+from ..running.process import die_with
 from .conditions import Conditions, Options, conditions, may_hold, narrows
-from .extent import CHANGED, SIZE, Extents, join, load, nothing, save
-from .survey import L1C, File, survey, version_of
-from .tree import Folder, Span, Stamp, chosen, link_tree, look, walk
+from .extent import Extents, join, load, nothing, save
+from .survey import File, survey
+from .tree import link_trees, own_folder, sweep
 
 if TYPE_CHECKING:
     from concurrent.futures import Future, ProcessPoolExecutor
 
-#: Endings as vex takes them without -ef and -ef2.
-ENDINGS = {"ef": ("l1_bufr", "bin"), "ef2": ("l2_bufr", "bin")}
 #: Files that one process looks at before what it found is written.
 TASK = 64
 #: A file that was changed so short a time ago may change again within one tick of the clock of its times, ns.
 FRESH = 20_000_000
-#: Errors of file systems without locks.
-NO_LOCKS = (errno.ENOSYS, errno.ENOLCK, errno.EOPNOTSUPP)
-PR_SET_PDEATHSIG = 1
-#: A file system in memory, on Linux.
-MEMORY = "/dev/shm"
-
-
-class Source(NamedTuple):
-    """The files of one product under one root.
-
-    Attributes
-    ----------
-    option : str
-        That names the root: d, d2 or myd2.
-    root : str
-        Its path.
-    kind : str
-        L1C, or a product of level 2.
-    endings, motifs : tuple of str
-        Of which one each has to be at the end, and in, the name of a file; without motifs none has to.
-    """
-
-    option: str
-    root: str
-    kind: str
-    endings: tuple[str, ...]
-    motifs: tuple[str, ...]
-
-    def those(self, names: list[str]) -> list[str]:
-        """Those of some names whose files a run reads."""
-        return chosen(names, self.endings, self.motifs)
-
-    def folders(self, span: Span | None) -> Iterator[Folder]:
-        """Its folders of the days of a span, or of all days."""
-        if self.option == "myd2":
-            return look(self.root, self.kind, self.those)
-        return walk(self.root, "" if self.kind == L1C else self.kind, self.those, span)
-
-
-#: Gives the folders of a source, with those of their files that a run reads.
-Listing = Callable[[Source], Iterable[Folder]]
-
-
-def listing(span: Span | None = None) -> Listing:
-    """What is on the disk when it is asked for: of the days of a span, or of all days."""
-    return lambda source: source.folders(span)
 
 
 @dataclass
 class Updated:
-    """What an update did: files that there are, that were looked at, and that could not be; they stay in all runs."""
+    """What an update did: files that were looked at, and that could not be; they stay in all runs."""
 
-    files: int = 0
     seen: int = 0
     left: int = 0
 
 
 @dataclass
 class Selected:
-    """What a run reads of a source.
+    """What a run reads of a product.
 
     Attributes
     ----------
@@ -124,40 +77,15 @@ class Selected:
         self.files, self.bytes = self.files + 1, self.bytes + size
 
     def add(self, other: Selected) -> None:
-        """Counts what there is of another source."""
+        """Counts what there is of another product."""
         for name in ("files", "bytes", "all_files", "all_bytes"):
             setattr(self, name, getattr(self, name) + getattr(other, name))
 
 
-def sources(options: Options) -> list[Source]:
-    """The sources of a run.
-
-    Parameters
-    ----------
-    options
-        What is in force, by names of options, as vex echoes it: of those that add up, such as -t2, all values.
-    """
-    level1 = "c" in options or _last(options, "avhrr") == "1"
-    wanted = [("d", L1C, "ef", "mf")] if level1 else []
-    wanted += [(option, kind, "ef2", "mf2") for option in ("d2", "myd2") for kind in sorted(set(options.get("t2", ())))]
-    return [Source(option, root, kind, _parts(options, ends) or ENDINGS[ends], _parts(options, motifs))
-            for option, kind, ends, motifs in wanted if (root := _last(options, option))]
-
-
-def _last(options: Options, name: str) -> str:
-    """The value of an option of which the last one counts; empty without one."""
-    return options[name][-1] if options.get(name) else ""
-
-
-def _parts(options: Options, name: str) -> tuple[str, ...]:
-    """The parts of a list, none when it was not given. An empty part is in every name."""
-    return tuple(options[name][-1].split("|")) if options.get(name) else ()
-
-
-def _place(index: str, source: Source) -> str:
-    """Where the extents of a source are kept, up to what tells its folders apart."""
-    root = hashlib.sha256(os.fsencode(os.path.realpath(source.root))).hexdigest()[:16]
-    return os.path.join(index, root, source.kind, "undated" if source.option == "myd2" else "")
+def _place(index: str, product: Product) -> str:
+    """Where the extents of a product are kept, up to what tells its folders apart."""
+    root = hashlib.sha256(os.fsencode(os.path.realpath(product.root))).hexdigest()[:16]
+    return os.path.join(index, root, product.kind, "undated" if product.option == "myd2" else "")
 
 
 def _file(place: str, parts: str) -> str:
@@ -173,87 +101,77 @@ class News:
 
     Most often there are none; then nothing more needs to be done, and nothing is written.
 
+    Parameters
+    ----------
+    index
+        The folder of the index.
+    vex
+        The program that will run: what another one found does not count.
+
     Attributes
     ----------
     files : int
         In all folders of these listings.
     """
 
-    def __init__(self, index: str, wanted: Iterable[Source], version: str) -> None:
-        self._places = {source: _place(index, source) for source in wanted}
-        self._folders: dict[Source, list[Folder]] = {source: [] for source in self._places}
-        self._seen: set[tuple[Source, str]] = set()
-        self._index, self._version, self.files = index, version, 0
+    def __init__(self, index: str, vex: str) -> None:
+        self._index, self._vex, self._program, self.files = index, vex, digest(vex), 0
+        self._folders: dict[Product, list[Folder]] = {}
+        self._seen: set[tuple[Product, str]] = set()
 
-    def see(self, listed: Listing) -> None:
+    def see(self, inputs: Inputs) -> None:
         """Looks at a listing, but not at folders that were in an earlier one."""
-        for source, place in self._places.items():
-            for folder in listed(source):
-                if folder.files is None or (source, folder.parts) in self._seen:
-                    continue
-                self._seen.add((source, folder.parts))
+        for product in inputs.listed:
+            place = _place(self._index, product)
+            for folder in inputs.folders(product):
+                if folder.files is None or (product, folder.parts) in self._seen:
+                    continue  # if it could not be read, what is known of it may be of use again
+                self._seen.add((product, folder.parts))
                 self.files += len(folder.files)
-                stored = load(_file(place, folder.parts), self._version)
-                if not folder.files.items() <= _stamps(stored).items():
-                    self._folders[source].append(folder)
+                if not folder.files.items() <= load(_file(place, folder.parts), self._program).stamps().items():
+                    self._folders.setdefault(product, []).append(folder)
 
-    def update(self, vex: str, processes: int) -> Updated:
-        """Updates the index by the folders that have news; raises what `update` does."""
-        if not any(self._folders.values()):
-            return Updated()
-        return update(self._index, self._folders, vex, lambda source: self._folders[source], processes)
+    def update(self, processes: int) -> Updated:
+        """Brings the index up to date where there are news.
 
+        What was found is written all the time: an update that is killed goes on where it was. Of two at once one waits.
 
-def update(index: str, wanted: Iterable[Source], vex: str, listed: Listing, processes: int = 1) -> Updated:
-    """Brings an index up to date.
+        Parameters
+        ----------
+        processes
+            How many runs of vex there may be at a time.
 
-    What was found is written all the time: an update that is killed goes on where it was. Of two at once one waits.
+        Raises
+        ------
+        OSError
+            vex cannot be started, or the index not be written.
+        RuntimeError
+            A process was killed.
+        """
+        from concurrent.futures import as_completed
+        done = Updated()
+        if not self._folders:
+            return done
+        os.makedirs(self._index, exist_ok=True)
+        with _held(self._index) as work, _workers(processes) as workers:
+            tasks: dict[Future[Extents], tuple[_Keeper, int]] = {}
+            for keeper, folder in self._keepers():
+                new = keeper.begin(folder, done)
+                for first in range(0, len(new), TASK):
+                    some = new[first:first + TASK]
+                    tasks[workers.submit(survey, self._vex, keeper.product.kind, some, work)] = keeper, len(some)
+            for task in as_completed(list(tasks)):
+                keeper, count = tasks.pop(task)
+                found = keeper.add(task.result())
+                done.seen, done.left = done.seen + found, done.left + count - found
+        return done
 
-    Parameters
-    ----------
-    index
-        The folder, made when it is not there.
-    wanted
-        The sources; files that are none of theirs are not looked at.
-    listed
-        What there is.
-    processes
-        How many runs of vex there may be at a time.
-
-    Raises
-    ------
-    OSError
-        vex cannot be started, or the index not be written.
-    ValueError
-        The program is not vex.
-    RuntimeError
-        A process was killed.
-    """
-    from concurrent.futures import as_completed
-    version, done = version_of(vex), Updated()
-    os.makedirs(index, exist_ok=True)
-    with _held(index) as work, _workers(processes) as workers:
-        tasks: dict[Future[Extents], tuple[_Keeper, int]] = {}
-        for keeper, kind, files in _new(index, wanted, version, listed, done):
-            for first in range(0, len(files), TASK):
-                some = files[first:first + TASK]
-                tasks[workers.submit(survey, vex, kind, some, work)] = keeper, len(some)
-        for task in as_completed(list(tasks)):
-            keeper, count = tasks.pop(task)
-            found = keeper.add(task.result())
-            done.seen, done.left = done.seen + found, done.left + count - found
-    return done
-
-
-def _new(index: str, wanted: Iterable[Source], version: str, listed: Listing,
-         done: Updated) -> Iterator[tuple[_Keeper, str, list[File]]]:
-    """The folders, their product, and the files that are to be looked at."""
-    for source in wanted:
-        place = _place(index, source)
-        for folder in listed(source):
-            if folder.files is not None:  # if it could not be read, what is known of it may be of use again
-                keeper = _Keeper(_file(place, folder.parts), version, source, folder.files)
-                yield keeper, source.kind, keeper.begin(os.path.join(source.root, folder.parts), done)
+    def _keepers(self) -> Iterator[tuple[_Keeper, str]]:
+        for product, folders in self._folders.items():
+            place = _place(self._index, product)
+            for parts, listed in folders:
+                keeper = _Keeper(_file(place, parts), self._program, product, listed or {})
+                yield keeper, os.path.join(product.root, parts)
 
 
 @dataclass
@@ -261,24 +179,19 @@ class _Keeper:
     """The extents of one folder, as they are kept, and what is in the folder now."""
 
     path: str
-    version: str
-    source: Source
+    program: str
+    product: Product
     files: Mapping[str, Stamp]
 
     def begin(self, folder: str, done: Updated) -> list[File]:
         """Drops what is gone, or not as it was; gives the files that are to be looked at."""
-        stored = load(self.path, self.version)
-        same = _stamps(stored)
-        done.files += len(self.files)
-        if self.files == same:
-            return []
+        stored = load(self.path, self.program)
+        same, late = stored.stamps(), time.time_ns() - FRESH
         if len(self._sound(stored)) < len(stored.names):
             self._write(nothing())
-        late = time.time_ns() - FRESH
-        paths = [(os.path.join(folder, name), stamp) for name, stamp in self.files.items()
-                 if stamp and stamp != same.get(name)]
-        new = [File(path, *stamp) for path, stamp in paths if os.path.isfile(path)]
-        settled = [file for file in new if file.changed < late]
+        new = [File(path, stamp) for name, stamp in self.files.items()
+               if stamp != same.get(name) and os.path.isfile(path := os.path.join(folder, name))]
+        settled = [file for file in new if max(file.stamp[1:]) < late]
         done.left += len(new) - len(settled)
         return settled
 
@@ -289,55 +202,34 @@ class _Keeper:
         return len(found.names)
 
     def _write(self, found: Extents) -> None:
-        stored = load(self.path, self.version)
+        stored = load(self.path, self.program)
         names = self._sound(stored) - set(found.names)
         places = np.array([place for place, name in enumerate(stored.names) if name in names], np.int64)
-        save(self.path, join([stored.take(places), found]), self.version)
+        save(self.path, join([stored.take(places), found]), self.program)
 
     def _sound(self, stored: Extents) -> set[str]:
         """Files that are as they were, and those that other runs read, which are not in this listing."""
-        own = set(self.source.those(stored.names))
-        return {name for name, stamp in _stamps(stored).items() if name not in own or self.files.get(name) == stamp}
-
-
-def _stamps(stored: Extents) -> dict[str, Stamp]:
-    """The files as they were."""
-    return dict(zip(stored.names, zip(stored.files[:, SIZE].tolist(), stored.files[:, CHANGED].tolist())))
+        own = set(self.product.those(stored.names))
+        return {name for name, stamp in stored.stamps().items() if name not in own or self.files.get(name) == stamp}
 
 
 @contextlib.contextmanager
 def _held(index: str) -> Iterator[str]:
-    """Waits until nobody else updates the index; gives a folder for what is needed for a moment."""
-    work = os.path.join(index, "work")
-    descriptor = os.open(os.path.join(index, "lock"), os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o666)
-    alone = False
+    """Waits until nobody else updates the index; gives a folder for what is needed for a moment.
+
+    What two updates write at once is sound, too, as where the file system has no locks.
+    """
+    lock = os.path.join(index, "lock")
+    held = files.lock(lock, patience=math.inf)
+    assert held is not None
     try:
-        if alone := _lock(descriptor):
-            _clean(index, work)
-        os.makedirs(work, exist_ok=True)
-        yield work
+        if files.is_held(lock):  # an update that was killed may have left these
+            files.remove(glob.iglob(os.path.join(glob.escape(index), "*", "*", "*.part")))
+        sweep(index)
+        with own_folder(index) as work:
+            yield work
     finally:
-        if alone:
-            shutil.rmtree(work, ignore_errors=True)
-        os.close(descriptor)
-
-
-def _lock(descriptor: int) -> bool:
-    """False where the file system has no locks. What two updates write at once is sound there, too."""
-    try:
-        fcntl.flock(descriptor, fcntl.LOCK_EX)
-    except OSError as error:
-        if error.errno not in NO_LOCKS:
-            raise
-        return False
-    return True
-
-
-def _clean(index: str, work: str) -> None:
-    """Removes what an update has left that was killed."""
-    shutil.rmtree(work, ignore_errors=True)
-    for part in glob.iglob(os.path.join(glob.escape(index), "*", "*", "*.part")):
-        os.unlink(part)
+        os.close(held)
 
 
 @contextlib.contextmanager
@@ -354,33 +246,31 @@ def _workers(processes: int) -> Iterator[ProcessPoolExecutor]:
 def _begin_worker(parent: int) -> None:
     """Ends with its parent, and leaves Ctrl-C to it."""
     signal.signal(signal.SIGINT, signal.SIG_IGN)
-    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
-    if os.getppid() != parent:  # it died before that call
-        os._exit(1)
+    die_with(parent)
 
 
 # Using it.
 
 
-def select(index: str, version: str, source: Source, asked: Conditions, folders: Iterable[Folder]) -> Selected:
-    """What a run has to read of a source.
+def select(index: str, program: str, product: Product, asked: Conditions, folders: Iterable[Folder]) -> Selected:
+    """What a run has to read of a product.
 
     Parameters
     ----------
-    version
-        The first line of the vex that will run: what another one found does not count.
+    program
+        The digest of the vex that will run.
     folders
         What there is of it.
     """
-    found, place = Selected(), _place(index, source)
+    found, place = Selected(), _place(index, product)
     least: list[tuple[int, str]] = []
     for folder in folders:
         if folder.files is None:
             found.parts.append(folder.parts)
             continue
-        left = _not_needed(load(_file(place, folder.parts), version), folder.files, asked)
+        left = _not_needed(load(_file(place, folder.parts), program), folder.files, asked)
         for name in folder.files.keys() - left.keys():
-            found.take(f"{folder.parts}/{name}", (folder.files[name] or (0, 0))[0])
+            found.take(f"{folder.parts}/{name}", max(0, folder.files[name][0]))
         found.all_files, found.all_bytes = found.all_files + len(left), found.all_bytes + sum(left.values())
         if left and not found.files:
             least.append(min((size, f"{folder.parts}/{name}") for name, size in left.items()))
@@ -391,59 +281,48 @@ def select(index: str, version: str, source: Source, asked: Conditions, folders:
     return found
 
 
-def _not_needed(extents: Extents, files: Mapping[str, Stamp], asked: Conditions) -> dict[str, int]:
-    """Files without a pixel that meets the conditions, and their bytes.
-
-    Names with a | stay in: it stands between the motifs of -mf as they are echoed, so that these cannot be told then.
-    """
-    sizes, changed = extents.files[:, SIZE].tolist(), extents.files[:, CHANGED].tolist()
-    columns = zip(extents.names, zip(sizes, changed), may_hold(asked, extents).tolist())
-    return {name: stamp[0] for name, stamp, may in columns if not may and files.get(name) == stamp and "|" not in name}
+def _not_needed(extents: Extents, listed: Mapping[str, Stamp], asked: Conditions) -> dict[str, int]:
+    """Files without a pixel that meets the conditions, and their bytes."""
+    columns = zip(extents.stamps().items(), may_hold(asked, extents).tolist())
+    return {name: stamp[0] for (name, stamp), may in columns if not may and listed.get(name) == stamp}
 
 
-def place_of_links() -> str | None:
-    """Where trees of links are best made: in memory. A disk may take seconds for the folders of a year.
-
-    None, as for tempfile, stands for the usual place of temporary files.
-    """
-    return MEMORY if os.access(MEMORY, os.W_OK | os.X_OK) else None
-
-
-def narrow(index: str, version: str, options: Options, listed: Listing,
-           folder: str) -> tuple[dict[str, str], Selected]:
-    """Makes trees of links to what a run has to read.
+@contextlib.contextmanager
+def narrow(index: str, vex: str, options: Options, inputs: Inputs) -> Iterator[tuple[dict[str, str], Selected]]:
+    """Makes trees of links to what a run has to read, which are there as long as the context.
 
     Nothing of the archive is changed by it. vex does not write to a file that is among its inputs, but knows of those
     that are handed over only: that the output is none of the others is up to the caller.
 
     Parameters
     ----------
-    version
-        The first line of the vex that will run.
+    vex
+        The program that will run.
     options
         What is in force, by names of options, as vex echoes it.
-    listed
+    inputs
         What there is of the days of the run. A file that has changed since then may be left out by what it was.
-    folder
-        Where the trees are made, best in `place_of_links`; the caller removes it after the run.
 
     Returns
     -------
     tuple
         Roots by their options (d, d2, myd2), to be used in place of the run's own, none when it has no conditions that
-        leave out files; and what is read of all sources.
+        leave out files; and what is read of all products.
+
+    Raises
+    ------
+    DiskFull
+        There is no room for the trees.
     """
-    roots: dict[str, str] = {}
     total = Selected()
-    trees: dict[str, tuple[str, list[str]]] = {}
     if not narrows(options):
-        return roots, total
-    asked = conditions(options)
-    for source in sources(options):
-        found = select(index, version, source, asked, listed(source))
+        yield {}, total
+        return
+    trees: dict[str, tuple[str, list[str]]] = {}
+    asked, program = conditions(options), digest(vex)
+    for product in inputs.listed:
+        found = select(index, program, product, asked, inputs.folders(product))
         total.add(found)
-        trees.setdefault(source.option, (source.root, []))[1].extend(found.parts)
-    for option, (root, parts) in trees.items():
-        roots[option] = os.path.join(os.path.abspath(folder), option)
-        link_tree(root, parts, roots[option])
-    return roots, total
+        trees.setdefault(product.option, (product.root, []))[1].extend(found.parts)
+    with link_trees(trees) as roots:
+        yield roots, total

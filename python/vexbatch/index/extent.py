@@ -9,12 +9,15 @@ from __future__ import annotations
 import contextlib
 import os
 import tempfile
+import zlib
 from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import Any
 
 import numpy as np
 import numpy.typing as npt
+
+from ..planning.listing import Stamp
 
 Integers = npt.NDArray[np.int64]
 Reals = npt.NDArray[np.float32]
@@ -30,11 +33,12 @@ LEAST_COSINE = 0.05
 TIME, ORBIT, LINE = range(3)
 NEIGHBOURS = (2000, 1, 16)
 #: The form of what is kept: what has another one is made anew.
-FORM = "1"
-#: Columns of `Extents.files`.
-SIZE, CHANGED, PIXELS, ALWAYS = range(4)
+FORM = "2"
+#: Columns of `Extents.files`, behind the stamp.
+PIXELS, ALWAYS = 3, 4
 #: Arrays of `Extents`, their types in files, and their shapes.
-ARRAYS = (("files", "<i8", (-1, 4)), ("areas", "<f4", (-1, 4)), ("area_file", "<i4", (-1,)), ("ranges", "<i4", (-1, 4)))
+CHECKSUM = 4
+ARRAYS = (("files", "<i8", (-1, 5)), ("areas", "<f4", (-1, 4)), ("area_file", "<i4", (-1,)), ("ranges", "<i4", (-1, 4)))
 
 
 @dataclass(frozen=True)
@@ -59,7 +63,7 @@ class Extents:
     names : list of str
         The files.
     files : numpy.ndarray
-        int64 (file, 4): bytes; when it was changed, ns; pixels; 1 when it is never to be left out.
+        int64 (file, 5): the stamp; pixels; 1 when it is never to be left out.
     areas : numpy.ndarray
         float32 (area, 4): south, north, west and east end, degrees, all included.
     area_file : numpy.ndarray
@@ -73,6 +77,11 @@ class Extents:
     areas: Reals
     area_file: Integers
     ranges: Integers
+
+    def stamps(self) -> dict[str, Stamp]:
+        """The files as they were when they were looked at."""
+        sizes, times, status = self.files[:, :PIXELS].T.tolist()
+        return dict(zip(self.names, zip(sizes, times, status)))
 
     def take(self, places: Integers) -> Extents:
         """Some of the files, in ascending order of their places."""
@@ -127,13 +136,11 @@ def _ranges(pixels: Pixels) -> Integers:
     return np.concatenate(found)
 
 
-def cover(name: str, stamp: tuple[int, int], always: bool, pixels: Pixels | None) -> Extents:
+def cover(name: str, stamp: Stamp, always: bool, pixels: Pixels | None) -> Extents:
     """The extents of one file.
 
     Parameters
     ----------
-    stamp
-        Its bytes, and when it was changed, ns.
     always
         Whether it is never to be left out.
     pixels
@@ -156,26 +163,26 @@ def join(parts: Sequence[Extents]) -> Extents:
     before = np.cumsum([0, *(len(part.names) for part in parts)])
     ranges = [part.ranges + [first, 0, 0, 0] for part, first in zip(parts, before)]
     return Extents([name for part in parts for name in part.names],
-                   np.concatenate([np.empty((0, 4), np.int64), *(part.files for part in parts)]),
+                   np.concatenate([np.empty((0, 5), np.int64), *(part.files for part in parts)]),
                    np.concatenate([np.empty((0, 4), np.float32), *(part.areas for part in parts)]),
                    np.concatenate([np.empty(0, np.int64), *(part.area_file + n for part, n in zip(parts, before))]),
                    np.concatenate([np.empty((0, 4), np.int64), *ranges]))
 
 
-def save(path: str, extents: Extents, version: str) -> None:
+def save(path: str, extents: Extents, program: str) -> None:
     """Writes extents; the file is there as a whole or not at all.
 
-    It is a line with form and version of vex, one with the bytes of what follows, and the names and arrays as they are:
-    a year has hundreds of these files, and opening an archive of arrays for each would take longer than all the rest.
+    It is a line with form, digest of vex and the bytes of each part, the names and arrays as they are, and a checksum: a
+    year has hundreds of these files, and opening an archive of arrays for each would take longer than all the rest.
     """
     os.makedirs(os.path.dirname(path), exist_ok=True)
     parts = [b"\0".join(map(os.fsencode, extents.names)),
              *(getattr(extents, name).astype(code).tobytes() for name, code, _ in ARRAYS)]
+    data = b"%b%b\n%b" % (_head(program), b" ".join(b"%d" % len(one) for one in parts), b"".join(parts))
     descriptor, part = tempfile.mkstemp(".part", os.path.basename(path) + ".", os.path.dirname(path))
     try:
         with os.fdopen(descriptor, "wb") as file:
-            sizes = b" ".join(b"%d" % len(data) for data in parts)
-            file.write(b"\n".join([_first_line(version), sizes, b"".join(parts)]))
+            file.write(data + _checksum(data))
         os.chmod(part, 0o666 & ~_mask())
         os.replace(part, path)
     except BaseException:
@@ -184,8 +191,12 @@ def save(path: str, extents: Extents, version: str) -> None:
         raise
 
 
-def _first_line(version: str) -> bytes:
-    return f"{FORM} {version}".encode(errors="replace")
+def _head(program: str) -> bytes:
+    return f"{FORM} {program} ".encode()
+
+
+def _checksum(data: bytes | memoryview) -> bytes:
+    return zlib.crc32(data).to_bytes(CHECKSUM, "little")
 
 
 def _mask() -> int:
@@ -195,24 +206,20 @@ def _mask() -> int:
     return mask
 
 
-def _names(text: bytes) -> list[str]:
-    return os.fsdecode(text).split("\0") if text else []
-
-
-def load(path: str, version: str) -> Extents:
-    """Extents that were written; those of no file when there are none, or none by this version of vex."""
+def load(path: str, program: str) -> Extents:
+    """Extents that were written; those of no file when there are none, none that are sound, or none by this vex."""
     try:
         with open(path, "rb", buffering=0) as file:
             data = file.read()
-        first = data.index(b"\n")
-        place = data.index(b"\n", first + 1) + 1
-        sizes = [int(count) for count in data[first:place].split()]
-        if data[:first] != _first_line(version) or sum(sizes) != len(data) - place or len(sizes) != 1 + len(ARRAYS):
-            return nothing()
-        names, place, arrays = _names(data[place:place + sizes[0]]), place + sizes[0], []
-        for (_, code, shape), size in zip(ARRAYS, sizes[1:]):
-            arrays.append(np.frombuffer(data, code, size // np.dtype(code).itemsize, place).reshape(shape))
-            place += size
-        return Extents(names, *arrays)
-    except (OSError, ValueError):
+    except OSError:
         return nothing()
+    head = _head(program)
+    if not data.startswith(head) or data[-CHECKSUM:] != _checksum(memoryview(data)[:-CHECKSUM]):
+        return nothing()
+    place = data.index(b"\n") + 1
+    length, *sizes = map(int, data[len(head):place].split())
+    text, place, arrays = data[place:place + length], place + length, []
+    for (_, code, shape), size in zip(ARRAYS, sizes):
+        arrays.append(np.frombuffer(data, code, size // np.dtype(code).itemsize, place).reshape(shape))
+        place += size
+    return Extents(os.fsdecode(text).split("\0") if text else [], *arrays)

@@ -16,45 +16,27 @@ from typing import NamedTuple
 
 import numpy as np
 
+from ..planning.listing import L1C, Stamp, stamp_of
+from ..running.outcome import ends
 from .extent import Extents, Pixels, cover, join
 
-L1C = "L1C"
 #: The date of the folder that a file is linked to.
 DATE = "0001-01-01"
 #: Keeps every pixel: with the bounds of longitude the wrong way round none counts. One channel, which has to be named.
 ALL_PIXELS = ("-mila", "-1e30", "-mala", "1e30", "-milo", "1", "-malo", "0")
-#: What vex says first.
-VERSION = re.compile(r"vex application version .+")
 #: What it says of a sound file, from the line with the file's path on; the numbers are those of pixels.
 USUAL = re.compile(rb"(?:day[12]\.)?\.*\n(\d+) \w+ data selected out of (\d+)\n"
                    rb"(?:\*{60}\n(?:\*\* .*\*\*\n)+\*{60}\n)*Extraction succeeded in \d+s\n")
-#: What is said when output is lost, or input that is there could not be read: something else than the file is to blame.
+#: What is said when output is lost: something else than the file is to blame, as where input cannot be read, for which
+#: there are lines on standard error.
 LOST = b"Error: extraction failed!"
-#: The end of a message lies within the last bytes of a file.
-TAIL, END = 64, b"7777"
 
 
 class File(NamedTuple):
-    """A file to look at: its path, bytes, and when it was changed, ns."""
+    """A file to look at."""
 
     path: str
-    size: int
-    changed: int
-
-
-def version_of(vex: str) -> str:
-    """The line that vex says first.
-
-    Raises
-    ------
-    ValueError
-        The program is something else.
-    """
-    said = subprocess.run([vex], stdin=subprocess.DEVNULL, capture_output=True).stdout.decode(errors="replace")
-    first = said.partition("\n")[0]
-    if not VERSION.fullmatch(first):
-        raise ValueError(f"{vex}: is not vex")
-    return first
+    stamp: Stamp
 
 
 def survey(vex: str, kind: str, files: Sequence[File], work: str) -> Extents:
@@ -78,16 +60,15 @@ def survey(vex: str, kind: str, files: Sequence[File], work: str) -> Extents:
         for file in files:
             seen = _see(vex, kind, file.path, folder)
             if seen and _is_same(file):
-                found.append(cover(os.path.basename(file.path), (file.size, file.changed), *seen))
+                found.append(cover(os.path.basename(file.path), file.stamp, *seen))
     return join(found)
 
 
 def _is_same(file: File) -> bool:
     try:
-        status = os.stat(file.path)
+        return stamp_of(os.stat(file.path)) == file.stamp
     except OSError:
         return False
-    return (status.st_size, status.st_mtime_ns) == (file.size, file.changed)
 
 
 def _see(vex: str, kind: str, path: str, folder: str) -> tuple[bool, Pixels | None] | None:
@@ -98,14 +79,14 @@ def _see(vex: str, kind: str, path: str, folder: str) -> tuple[bool, Pixels | No
         return None
     match = USUAL.fullmatch(after)
     expected = b"\n1 " + kind.encode() + b" data files selected\n"
-    if not match or match[1] != match[2] or not before.endswith(expected) or not _ends(path):
+    if not match or match[1] != match[2] or not before.endswith(expected) or not ends(os.fsencode(path)):
         return True, None
     pixels = _pixels(out, int(match[1]))
     return pixels is None, pixels
 
 
 def _run(vex: str, kind: str, path: str, folder: str) -> tuple[bytes, str, str]:
-    """What vex says, the path that it knows the file by, and its output."""
+    """What vex says, nothing if it could not do its work, the path that it knows the file by, and its output."""
     day = os.path.join(folder, *DATE.split("-"), *([] if kind == L1C else [kind]))
     link, out = os.path.join(day, "file.bin"), os.path.join(folder, "out")
     os.makedirs(day, exist_ok=True)
@@ -114,18 +95,8 @@ def _run(vex: str, kind: str, path: str, folder: str) -> tuple[bytes, str, str]:
     os.symlink(os.path.realpath(path), link)
     asked = ("-d", folder, "-c", "1") if kind == L1C else ("-d2", folder, "-t2", kind)
     words = [vex, *asked, "-fd", DATE, "-ld", DATE, "-out", out, "-alt", os.path.join(folder, "none"), *ALL_PIXELS]
-    done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return (done.stdout if done.returncode == 0 else b""), link, out
-
-
-def _ends(path: str) -> bool:
-    """Whether the last bytes of a file have the end of a message."""
-    try:
-        with open(path, "rb") as file:
-            file.seek(-min(TAIL, file.seek(0, os.SEEK_END)), os.SEEK_END)
-            return END in file.read()
-    except OSError:
-        return False
+    done = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True)
+    return (b"" if done.returncode or done.stderr else done.stdout), link, out
 
 
 def _pixels(path: str, count: int) -> Pixels | None:

@@ -1,113 +1,89 @@
-"""Folders of an archive as vex walks them, and trees of links that stand for a part of them."""
+"""Folders that a process has to itself, and trees of links in them that stand for a part of an archive."""
 
 from __future__ import annotations
 
+import contextlib
+import glob
 import os
-import stat
-from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
-from typing import NamedTuple
+import shutil
+import sys
+import tempfile
+from collections.abc import Iterable, Iterator, Mapping
 
-#: Digits in the names of the folders of years, months and days.
-DIGITS = (4, 2, 2)
-#: First and last day, each year, month and day.
-Span = tuple[tuple[int, ...], tuple[int, ...]]
-#: Bytes of a file, and when it was changed, ns; None for what is no regular file, or cannot be looked at.
-Stamp = tuple[int, int] | None
-#: Gives those of some names of files that are wanted.
-Chooser = Callable[[list[str]], list[str]]
+from ..errors import NO_ROOM, DiskFull
+from ..running import files
 
-
-class Folder(NamedTuple):
-    """A folder of one product's files.
-
-    Attributes
-    ----------
-    parts : str
-        Its path below the root. That of a folder above it when that one could not be read.
-    files : dict or None
-        The wanted ones of what is in it, by name; None when it could not be read.
-    """
-
-    parts: str
-    files: Mapping[str, Stamp] | None
+#: How the names of these folders begin, and the file in them that is locked as long as they are in use.
+OWN, LOCK = "vex-batch-tree-", "lock"
+#: A file system in memory, on Linux.
+MEMORY = "/dev/shm"
 
 
-def span_of(first: str, last: str) -> Span:
-    """The span from one day to another, YYYY-MM-DD, as numbers."""
-    one, end = (tuple(map(int, day.split("-"))) for day in (first, last))
-    return one, end
+def places() -> list[str]:
+    """Where trees are made, best first: a disk may take seconds for the folders of a year."""
+    return [MEMORY] * os.access(MEMORY, os.W_OK | os.X_OK) + [tempfile.gettempdir()]
 
 
-def chosen(names: list[str], endings: tuple[str, ...], motifs: Sequence[str]) -> list[str]:
-    """The names that a run takes: with one of the endings behind something else, and with one of the motifs if there are any."""
-    found = [name for name in names if name.endswith(endings)]
-    if motifs:
-        found = [name for name in found if any(motif in name for motif in motifs)]
-    if not set(endings).isdisjoint(found):
-        found = [name for name in found if any(name.endswith(end) and end != name for end in endings)]
-    return found
-
-
-def walk(root: str, below: str, wanted: Chooser, span: Span | None) -> Iterator[Folder]:
-    """The folders ROOT/YYYY/MM/DD/`below` that are there, in the order of vex; those of all days without a span.
-
-    A name of digits is a day when it lies within the span, whatever the calendar says.
-    """
-    for parts, readable in _days(root, "", 0, span or ((), ()), (span is not None,) * 2):
-        if readable:
-            yield from look(root, os.path.join(parts, below).rstrip("/"), wanted)
-        else:
-            yield Folder(parts, None)
-
-
-def _days(root: str, parts: str, level: int, span: Span, on: tuple[bool, bool]) -> Iterator[tuple[str, bool]]:
-    """The folders of days, and those above them that cannot be read.
-
-    `on` tells whether the levels above are those of the first and of the last day, which then bound this one.
-    """
-    if level == len(DIGITS):
-        yield parts, True
-        return
+@contextlib.contextmanager
+def own_folder(place: str) -> Iterator[str]:
+    """A new folder, which goes in the end; `sweep` leaves it alone until then, whoever calls it, wherever."""
+    held = None
+    while held is None:
+        folder = tempfile.mkdtemp(prefix=OWN, dir=place)
+        held = _lock(folder)
     try:
-        names = sorted(os.listdir(os.path.join(root, parts)))
-    except OSError as error:
-        if not isinstance(error, FileNotFoundError):
-            yield parts, False
-        return
-    for name in names:
-        if len(name) != DIGITS[level] or not (name.isascii() and name.isdigit()):
-            continue
-        number = int(name)
-        if not (on[0] and number < span[0][level] or on[1] and number > span[1][level]):
-            bound = on[0] and number == span[0][level], on[1] and number == span[1][level]
-            yield from _days(root, os.path.join(parts, name), level + 1, span, bound)
-
-
-def look(root: str, parts: str, wanted: Chooser) -> Iterator[Folder]:
-    """A folder with the wanted ones of what is in it, if it is there."""
-    try:
-        opened = os.open(os.path.join(root, parts), os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
-    except FileNotFoundError:
-        return
-    except OSError:
-        yield Folder(parts, None)
-        return
-    try:
-        files = {name: _stamp(name, opened) for name in wanted(os.listdir(opened))}
-    except OSError:
-        files = None
+        yield folder
     finally:
-        os.close(opened)
-    yield Folder(parts, files)
+        shutil.rmtree(folder, ignore_errors=True)
+        os.close(held)
 
 
-def _stamp(name: str, folder: int) -> Stamp:
-    """Looking at it from its folder is faster than by its path."""
-    try:
-        status = os.stat(name, dir_fd=folder)
-    except OSError:
-        return None
-    return (status.st_size, status.st_mtime_ns) if stat.S_ISREG(status.st_mode) else None
+def _lock(folder: str) -> int | None:
+    """The lock of a folder; None when somebody else has it, or has swept the folder just now."""
+    path = os.path.join(folder, LOCK)
+    with contextlib.suppress(FileNotFoundError):
+        held = files.lock(path, patience=0)
+        if held is None or os.path.exists(path) and os.path.samestat(os.fstat(held), os.stat(path)):
+            return held
+        os.close(held)
+    return None
+
+
+def sweep(place: str) -> None:
+    """Removes own folders whose makers were killed; all of them stay where the file system has no locks."""
+    for folder in glob.iglob(os.path.join(glob.escape(place), OWN + "*")):
+        with contextlib.suppress(OSError):  # it has gone
+            if os.lstat(folder).st_uid == os.geteuid() and (held := _lock(folder)) is not None:
+                if files.is_held(os.path.join(folder, LOCK)):
+                    shutil.rmtree(folder, ignore_errors=True)
+                os.close(held)
+
+
+@contextlib.contextmanager
+def link_trees(wanted: Mapping[str, tuple[str, Iterable[str]]]) -> Iterator[dict[str, str]]:
+    """Makes trees of links, and removes them; by names what stands for each root, of which some parts are wanted.
+
+    Raises
+    ------
+    DiskFull
+        No place has room for them.
+    """
+    with contextlib.ExitStack() as stack:
+        for place in places():
+            try:
+                folder = stack.enter_context(own_folder(place))
+                found = {name: os.path.join(folder, name) for name in wanted}
+                for name, (root, parts) in wanted.items():
+                    link_tree(root, parts, found[name])
+                break
+            except OSError as error:
+                stack.close()
+                if error.errno not in NO_ROOM:
+                    raise
+                print(f"vex-batch: warning: {place}: no room left for links to input files", file=sys.stderr, flush=True)
+        else:
+            raise DiskFull(place)
+        yield found
 
 
 def link_tree(root: str, parts: Iterable[str], folder: str) -> None:
@@ -118,17 +94,16 @@ def link_tree(root: str, parts: Iterable[str], folder: str) -> None:
     parts
         Paths below the root; an empty one stands for the root itself.
     folder
-        Is made, and stands for the root. The caller removes it.
+        Is made, and stands for the root.
     """
     target, wanted = os.path.realpath(root), set(parts)
     holders: dict[str, list[str]] = {}
     for part in wanted:
         holders.setdefault(os.path.dirname(part), []).append(part)
     if "" in wanted:
-        os.makedirs(os.path.dirname(folder), exist_ok=True)
         os.symlink(target, folder)
         return
-    os.makedirs(folder, exist_ok=True)
+    os.mkdir(folder)
     for holder in sorted(holders):
         if holder in wanted or any(above in wanted for above in _above(holder)):
             continue  # it is there by a link, and nothing is made behind one

@@ -3,59 +3,92 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterator
+from collections.abc import Iterator, Mapping
 from dataclasses import dataclass, field
 from typing import NamedTuple
 
-from ..index.tree import Folder, chosen
 from .settings import Settings
 
 #: Digits in the names of the folders of years, months and days.
 DIGITS = (4, 2, 2)
+#: Where vex sees nothing; any other error is a folder that could not be read.
+NONE = (FileNotFoundError, NotADirectoryError)
+#: The product of level 1.
+L1C = "L1C"
+
+
+#: What tells a file from what it was: bytes, times of change of its content and of its status, ns; -1 if it is gone.
+Stamp = tuple[int, int, int]
+GONE: Stamp = (-1, -1, -1)
 
 
 class InputFile(NamedTuple):
-    """A file that a run reads: its product, or "grid"; bytes, and when it was changed, ns; -1 if it is gone."""
+    """A file that a run reads: its product, or "grid", and its stamp."""
 
     kind: str
     path: str
     size: int
     time: int
+    status: int
+
+    @property
+    def stamp(self) -> Stamp:
+        """What tells whether it has changed."""
+        return self[2:]
 
 
-class _Product(NamedTuple):
-    """A product under a root: the option and path of this one, its folder in those of days, and what names have."""
+class Product(NamedTuple):
+    """A product under a root.
+
+    Attributes
+    ----------
+    option : str
+        That names the root: d, d2 or myd2.
+    kind : str
+        L1C, or a product of level 2.
+    root : str
+        Its path.
+    endings, motifs : tuple of str
+        Of which one each has to be at the end, and in, the name of a file; without motifs none has to.
+    """
 
     option: str
     kind: str
     root: str
-    folder: str
     endings: tuple[str, ...]
-    motifs: list[str]
+    motifs: tuple[str, ...]
 
     def those(self, names: list[str]) -> list[str]:
-        """Those of some names whose files a run reads."""
-        return chosen(names, self.endings, self.motifs)
+        """Those of some names whose files a run reads; an ending has to be behind something else."""
+        found = [name for name in names if name.endswith(self.endings)]
+        if self.motifs:
+            found = [name for name in found if any(motif in name for motif in self.motifs)]
+        if not set(self.endings).isdisjoint(found):
+            found = [name for name in found if any(name.endswith(end) and end != name for end in self.endings)]
+        return found
 
 
-class Listed(NamedTuple):
-    """A folder: how the paths of its files begin, and which of all files these are; None when it could not be read."""
+class Folder(NamedTuple):
+    """A folder of a product: its path below the root, and the files by name; None when it could not be read."""
 
-    option: str
-    kind: str
-    root: str
-    begin: str
-    files: slice | None
+    parts: str
+    files: Mapping[str, Stamp] | None
 
 
 @dataclass
 class Inputs:
-    """What there is for a span, folder by folder, and the folders that could not be listed."""
+    """What there is for a span, folder by folder, and the folders that could not be listed.
+
+    Attributes
+    ----------
+    listed : dict
+        By product its folders: how the paths of their files begin, and which of all files these are.
+    """
 
     files: list[InputFile] = field(default_factory=list)
     grid: list[InputFile] = field(default_factory=list)
     unreadable: list[str] = field(default_factory=list)
-    listed: list[Listed] = field(default_factory=list)
+    listed: dict[Product, list[tuple[str, slice | None]]] = field(default_factory=dict)
 
     @property
     def none(self) -> bool:
@@ -71,20 +104,26 @@ class Inputs:
         """The grid with the others."""
         return self.files + self.grid
 
-    def folders(self, option: str, kind: str) -> Iterator[Folder]:
-        """The folders of a product under the root of an option."""
-        for one in self.listed:
-            if (one.option, one.kind) == (option, kind):
-                parts = one.begin[len(join(one.root, "")):].rstrip("/")
-                yield Folder(parts, None if one.files is None else self._stamps(one.files, len(one.begin)))
-
-    def _stamps(self, files: slice, begin: int) -> dict[str, tuple[int, int] | None]:
-        return {path[begin:]: (size, time) if size >= 0 else None for _, path, size, time in self.files[files]}
+    def folders(self, product: Product) -> Iterator[Folder]:
+        """The folders of a product, and those above them that could not be read."""
+        for begin, files in self.listed[product]:
+            parts = begin[len(join(product.root, "")):].rstrip("/")
+            yield Folder(parts, None if files is None else {one[1][len(begin):]: one[2:] for one in self.files[files]})
 
 
 def join(folder: str, name: str) -> str:
     """A path as vex makes it."""
     return f"{folder}{'' if not folder or folder.endswith('/') else '/'}{name}"
+
+
+def products(settings: Settings) -> Iterator[Product]:
+    """The products of a run."""
+    kinds = [("d", L1C, "ef", "mf")] if settings.l1c else []
+    kinds += [(option, kind, "ef2", "mf2") for option in ("d2", "myd2") for kind in settings.l2_kinds]
+    for option, kind, endings, motifs in kinds:
+        root = settings.value(option)
+        if root is not None:
+            yield Product(option, kind, root, tuple(settings.endings(endings)), tuple(settings.motifs(motifs)))
 
 
 class Archive:
@@ -98,26 +137,15 @@ class Archive:
         """The files of the days from `first` to `last`, YYYY-MM-DD."""
         found = Inputs()
         span = tuple(map(int, first.split("-"))), tuple(map(int, last.split("-")))
-        for product in self._products():
-            before = len(found.unreadable)
-            if product.option == "myd2":
-                _take(found, product, join(product.root, product.kind))
-            else:
-                for day in self._days(product.root, 0, span, (True, True), found):
-                    _take(found, product, join(day, product.folder))
-            found.listed += [Listed(*product[:3], folder, None) for folder in found.unreadable[before:]]
+        for product in products(self._settings):
+            before, found.listed[product] = len(found.unreadable), []
+            days = [product.root] if product.option == "myd2" else self._days(product.root, 0, span, (True, True), found)
+            for day in days:
+                _take(found, product, day if product.option == "d" else join(day, product.kind))
+            found.listed[product] += [(folder, None) for folder in found.unreadable[before:]]
         if grid := self._settings.value("alt"):
             found.grid.append(_look("grid", grid))
         return found
-
-    def _products(self) -> Iterator[_Product]:
-        settings = self._settings
-        kinds = [("d", "L1C", "", "ef", "mf")] if settings.l1c else []
-        kinds += [(option, kind, kind, "ef2", "mf2") for option in ("d2", "myd2") for kind in settings.l2_kinds]
-        for option, kind, folder, endings, motifs in kinds:
-            root = settings.value(option)
-            if root is not None:
-                yield _Product(option, kind, root, folder, tuple(settings.endings(endings)), settings.motifs(motifs))
 
     def _days(self, folder: str, level: int, span: tuple[tuple[int, ...], ...], on: tuple[bool, bool],
               found: Inputs) -> Iterator[str]:
@@ -143,12 +171,12 @@ class Archive:
         return self._names[folder]
 
 
-def _take(found: Inputs, product: _Product, folder: str) -> None:
+def _take(found: Inputs, product: Product, folder: str) -> None:
     """Looks at the files of a folder."""
     begin, first = join(folder, ""), len(found.files)
     try:
         opened = os.open(folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
-    except FileNotFoundError:
+    except NONE:
         return
     except OSError:
         found.unreadable.append(folder)
@@ -161,18 +189,23 @@ def _take(found: Inputs, product: _Product, folder: str) -> None:
         return
     finally:
         os.close(opened)
-    found.listed.append(Listed(*product[:3], begin, slice(first, len(found.files))))
+    found.listed[product].append((begin, slice(first, len(found.files))))
 
 
 def _list(folder: str, found: Inputs) -> list[str]:
-    """The names in a folder; one that is not there has none."""
+    """The names in a folder; one that is not there has none, and neither has what is no folder."""
     try:
         return os.listdir(folder)
-    except FileNotFoundError:
+    except NONE:
         return []
     except OSError:
         found.unreadable.append(folder)
         return []
+
+
+def stamp_of(status: os.stat_result) -> Stamp:
+    """The stamp of a file."""
+    return status.st_size, status.st_mtime_ns, status.st_ctime_ns
 
 
 def _look(kind: str, path: str, name: str | None = None, folder: int | None = None) -> InputFile:
@@ -180,5 +213,5 @@ def _look(kind: str, path: str, name: str | None = None, folder: int | None = No
     try:
         status = os.stat(path if name is None else name, dir_fd=folder)
     except OSError:
-        return InputFile(kind, path, -1, -1)
-    return InputFile(kind, path, status.st_size, status.st_mtime_ns)
+        return InputFile(kind, path, *GONE)
+    return InputFile(kind, path, *stamp_of(status))

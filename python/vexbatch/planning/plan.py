@@ -7,8 +7,8 @@ import datetime
 import json
 import os
 import re
-from collections.abc import Iterator
-from dataclasses import dataclass
+from collections.abc import Iterator, Sequence
+from dataclasses import dataclass, field
 from typing import Any
 
 from ..running import files
@@ -17,17 +17,19 @@ from .settings import Settings
 
 Date = datetime.date
 Span = tuple[Date, Date]
+#: Files and bytes, by product and day.
+Seen = dict[str, dict[str, list[int]]]
 
 PLAN, SUMMARY, LOCK = "plan.json", "summary.json", ".vex-batch.lock"
 #: Where files of an archive are, below its root: in dated folders, or anywhere.
 DATED, ANY = re.compile(r"\d{4}/\d\d/\d\d/"), re.compile(r"(?!\.\./)")
 #: What is written of a plan.
 FORM = {
-    "settings": {"vex": str, "words": [str], "configuration": str | None, "version": str, "options": {str: [str]},
-                 "suffixes": [str], "first": str, "last": str},
+    "settings": {"vex": str, "words": [str], "configuration": str | None, "version": str, "program": str,
+                 "options": {str: [str]}, "suffixes": [str], "first": str, "last": str},
     "folder": str, "output": str, "timeout": int | float | None, "retries": int, "strict": bool,
     "joined": str | None, "pieces": [{"number": int, "first": str, "last": str, "out": str}], "roots": [str],
-    "index": str | None, "digest": bool,
+    "index": str | None, "seen": {str: {str: (int, int)}}, "digest": bool,
 }
 FIELDS = "date, first, last, year, month, day"
 
@@ -67,6 +69,11 @@ class Piece:
         return self.out + ".log"
 
     @property
+    def errors(self) -> str:
+        """What vex prints on standard error; there when it printed something."""
+        return self.out + ".err"
+
+    @property
     def state(self) -> str:
         """The file that tells what came of it."""
         return self.out + ".json"
@@ -92,6 +99,8 @@ class Plan:
         The path of what the pieces are joined to in the end.
     roots : tuple of str
         The folders of input, and the grid, that were there when the plan was made.
+    seen : dict
+        How much input there is, or was before and has not been given up, by product and day: see `running.seen`.
     index : str or None
         The folder of the index of the archive, by which runs are handed only the files that they need.
     digest : bool
@@ -108,6 +117,7 @@ class Plan:
     pieces: tuple[Piece, ...]
     roots: tuple[str, ...] = ()
     index: str | None = None
+    seen: Seen = field(default_factory=dict)
     digest: bool = False
 
     @property
@@ -190,7 +200,7 @@ def refuse_paths(plan: Plan) -> None:
     for piece in [*plan.pieces, *([joining] if joining else [])]:
         if not os.path.basename(piece.out):
             raise UsageError(f"--out {piece.out}: is a folder, the name of a file is wanted")
-        for path in {*plan.paths(piece), piece.log, piece.state, piece.part}:
+        for path in {*plan.paths(piece), piece.log, piece.errors, piece.state, piece.part}:
             if (real := _real(path)) in taken:
                 raise UsageError(f"{path}: would be written by {taken[real]} and by {piece.name}")
             taken[real] = piece.name
@@ -220,6 +230,17 @@ def write_plan(plan: Plan) -> str:
     path = os.path.join(plan.output, PLAN)
     files.write_json(path, dataclasses.asdict(plan))
     return path
+
+
+def known_input(plan: Plan, options: Sequence[str]) -> Seen:
+    """The input that the plan before this one has seen, if these options of both are equal."""
+    try:
+        before = read_plan(os.path.join(plan.output, PLAN))
+    except UsageError:
+        return {}
+    now, then = plan.settings.options, before.settings.options
+    same = before.folder == plan.folder and all(now.get(name) == then.get(name) for name in options)
+    return before.seen if same else {}
 
 
 def read_plan(path: str) -> Plan:

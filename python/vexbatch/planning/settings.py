@@ -13,8 +13,11 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import NamedTuple
 
+from vexfile.reading.layout import tables
+
 from ..running import files, outcome, process
 from ..errors import UsageError
+from .program import digest
 
 Date = datetime.date
 
@@ -31,7 +34,8 @@ OWN = ("out", "fd", "ld", "cfg")
 NEVER = "0001-01-01"
 #: Endings of files as vex takes them without -ef and -ef2.
 ENDINGS = {"ef": "l1_bufr|bin", "ef2": "l2_bufr|bin"}
-FORMATS = {"1": "bin", "2": "txt", "3": "txtstat"}
+#: Formats whose files ``vexfile`` can check.
+CHECKED = ("bin", "txt", "txtstat")
 #: What vex says of words that it does not understand.
 WRONG = re.compile(r"(Unknown|Missing value for|Invalid|Unable to|ERROR:|Error:) ?")
 HELP = "VEX application"
@@ -52,6 +56,8 @@ class Settings:
         What is in the file of ``-cfg``, read when the call began.
     version : str
         The line that vex says first.
+    program : str
+        The digest of the program, which tells builds of one version apart.
     options : dict
         Values in force by names of options, in vex's own spelling. Those whose numbers lost digits in it stand there a
         second time, as they were given, by names like "mila exactly".
@@ -65,6 +71,7 @@ class Settings:
     words: tuple[str, ...]
     configuration: str | None
     version: str
+    program: str
     options: dict[str, list[str]]
     suffixes: tuple[str, ...]
     first: str
@@ -93,13 +100,18 @@ class Settings:
 
     @property
     def format(self) -> str:
-        """bin, txt or txtstat."""
-        return FORMATS[self.value("of") or "1"]
+        """One of CHECKED."""
+        return format_of(self.options)
 
     @property
     def l1c(self) -> bool:
         """Whether spectra or imager data are asked for."""
         return "c" in self.options or self.value("avhrr") == "1"
+
+    @property
+    def kinds(self) -> list[str]:
+        """All products that are asked for."""
+        return ["L1C"] * self.l1c + self.l2_kinds
 
     @property
     def l2_kinds(self) -> list[str]:
@@ -112,6 +124,13 @@ class Configuration(NamedTuple):
 
     path: str | None
     text: str | None
+
+
+def format_of(options: dict[str, list[str]]) -> str:
+    """The word of -of, which is echoed as a number; the number itself when vexfile does not know it."""
+    number = options["of"][-1] if "of" in options else "1"
+    names = {str(row["number"]): str(row["name"]) for row in tables()["formats"]}
+    return names.get(number, number)
 
 
 def given(words: Sequence[str], configuration: str | None, name: str) -> list[str]:
@@ -163,6 +182,7 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
     UsageError
         vex does not take them, in its own words.
     """
+    program = _program(vex)
     _refuse_words(vex, words)
     configuration = _configuration(words)
     with files.folder_for_now() as folder:
@@ -173,24 +193,35 @@ def read_settings(vex: str, words: Sequence[str]) -> tuple[Settings, list[str]]:
         if copy:
             with open(copy, "wb") as file:
                 file.write(configuration_text(configuration.text or "", own))
-        log = _say(command(vex, words, own, copy) if copy or not configuration.path else [vex, *words])
+        log, errors = _say(command(vex, words, own, copy) if copy or not configuration.path else [vex, *words])
         lines = _without(log.split("\n"), [f"-{name} {value}" for name, value in own])
         written = sorted(name[len("out"):] for name in os.listdir(folder) if name.startswith("out"))
-        _refuse_run(lines, log, folder)
+        _refuse_run(lines, outcome.judge(os.fsencode(log).split(b"\n"), errors), folder)
     found = _options(lines)
+    if (form := format_of(found)) not in CHECKED:
+        raise UsageError(f"-of {form}: vexfile cannot check files of this format; formats that it can check: "
+                         + ", ".join(CHECKED))
     first, last = _span(found)
     options = {name: values for name, values in found.items() if name not in OWN}
     options |= _exact(words, configuration.text, options)
-    settings = Settings(vex, tuple(words), configuration.text, lines[0], options, tuple(written), first, last)
+    settings = Settings(vex, tuple(words), configuration.text, lines[0], program, options, tuple(written), first, last)
     return settings, [line for line in lines if re.match("Warning: |ERROR: ", line)]
 
 
-def _say(words: Sequence[str]) -> str:
-    """What vex prints."""
+def _program(vex: str) -> str:
     try:
-        return os.fsdecode(b"".join(process.say(words)))
+        return digest(vex)
+    except OSError as error:
+        raise UsageError(f"{vex}: {error.strerror}") from None
+
+
+def _say(words: Sequence[str]) -> tuple[str, bytes]:
+    """What vex prints on standard output and standard error."""
+    try:
+        said, errors = process.say(words)
     except OSError as error:
         raise UsageError(f"{words[0]}: {error.strerror}") from None
+    return os.fsdecode(said), errors
 
 
 def _refuse_words(vex: str, words: Sequence[str]) -> None:
@@ -201,7 +232,7 @@ def _refuse_words(vex: str, words: Sequence[str]) -> None:
     if "-out" in words:
         raise UsageError("-out is not for behind --: --out names the files of the pieces")
     if re.match(r"-(?!\d)", words[-1]):  # it would take what is added for its value
-        said = _complaints(_say([vex, words[-1]]).split("\n"))
+        said = _complaints(_say([vex, words[-1]])[0].split("\n"))
         raise UsageError(f"vex says: {said or words[-1]}")
 
 
@@ -233,10 +264,11 @@ def _complaints(lines: Sequence[str]) -> str:
     return "; ".join(line for line in before if WRONG.match(line))
 
 
-def _refuse_run(lines: list[str], log: str, folder: str) -> None:
+def _refuse_run(lines: list[str], found: outcome.Outcome, folder: str) -> None:
     said = _complaints(lines).replace(os.path.join(folder, "out"), "OUT")
-    if BEGUN not in lines or outcome.judge(os.fsencode(log).split(b"\n")).outcome == "failed":
-        raise UsageError("vex says: " + (said or "nothing of what is wrong with its options"))
+    if BEGUN not in lines or found.outcome == "failed":
+        lost = found.said if found.complaints[outcome.UNREAD] else ""
+        raise UsageError("vex says: " + ("; ".join(filter(None, (said, lost))) or "nothing of what is wrong with its options"))
     if HELP in lines:
         raise UsageError("-h is of no use behind --: see vex -h")
     if any(line.startswith("-out ") for line in lines):

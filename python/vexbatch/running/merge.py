@@ -64,8 +64,9 @@ def _join(plan: Plan, joining: Piece, sources: list[State]) -> State:
     begun = time.monotonic()
     made: State = {"name": joining.name, "first": joining.first, "last": joining.last, "out": joining.out,
                    "outcome": "complete", "why": "", "attempt": 1, "options": plan.settings.options,
-                   "version": plan.settings.version, "inputs": state.joined_from(sources), "counts": {}, "complaints": {},
-                   "said": "", "outputs": [], "peak_memory": 0, "input_bytes": 0, "seconds": 0.0}
+                   "version": plan.settings.version, "program": plan.settings.program,
+                   "inputs": state.joined_from(sources), "counts": {}, "complaints": {}, "absent": {}, "said": "",
+                   "outputs": [], "peak_memory": 0, "input_bytes": 0, "seconds": 0.0}
     if not sources:
         made["outcome"] = state.NO_INPUT
         files.write_json(joining.state, made)

@@ -17,6 +17,11 @@ NOT_OPENED = re.compile(rb"ERROR: ouverture fichier")
 #: What vex says when output is lost; it goes on reading all the same.
 WRITE_FAILURE = b"ERROR: Writing failure!"
 
+#: What vex says on standard error of input that is there and could not be read, or not be held in memory. A log may have
+#: both streams, and marks of messages then stand before it.
+LOST = re.compile(rb"(?:day[12]|\.)*vex: (.*)")
+UNREAD, NO_MEMORY, SATELLITES = "input not read", "not enough memory", "satellites differ"
+
 
 class Rule(NamedTuple):
     """A sort of complaint, and the lines that are one."""
@@ -33,9 +38,8 @@ def _rule(kind: str, pattern: bytes) -> Rule:
 RULES = (
     _rule("output not opened", rb"ERROR: ouverture fichier"),
     _rule("write failure", rb"ERROR: (?:Writing failure!|write failure on output)|(?i:error): Unable to write header"),
-    _rule("folder not read", rb"ERROR: Unable to read folder"),
-    _rule("file not read", rb"ERROR: Unable to open file .*!|ERROR: reading failure in file"),
-    _rule("not enough memory", rb"ERROR: not enough memory|ERROR: .* would need more memory"),
+    _rule("file not read", rb"ERROR: Unable to open file .*!"),
+    _rule(NO_MEMORY, rb"ERROR: .* would need more memory"),
     _rule("no grid of altitudes", rb"ERROR: (?:Unable to initialize altitude|Unable to open file|no altitude file)"),
     _rule("configuration not read", rb"ERROR: unable to open configuration"),
     _rule("extraction failed", rb"Error: extraction failed!"),
@@ -43,13 +47,16 @@ RULES = (
     _rule("pairing", rb"Probleme calcul|pb calcul"),
     _rule("damaged message", rb"Probleme |Message BUFR |non conforme|ERROR: Suspicious compression"
           rb"|ERROR: Data width too high|ERROR: unable to interpret input file"),
-    _rule("satellites differ", rb"Satellite id different"),
+    _rule(SATELLITES, rb"Satellite id different"),
     _rule("other", rb"ERROR: |Error: "),
 )
-#: What makes a line a complaint at all.
+#: How a complaint begins. Some do not end their line: marks of messages or another one may follow.
 COMPLAINT = re.compile(rb"ERROR: |Error: |Probleme |Message BUFR |non conforme|pb calcul|Satellite id different")
 UNENDED = "no end of a message"
+#: Complaints of the file that was opened last, or of one of those of several products.
+OF_FILE = ("damaged message", "other product")
 
+ASKED = re.compile(rb"-t2 (.*)|-c \d|-avhrr 1$")
 ROOT = re.compile(rb"-(?:d|d2|myd2) (.*)")
 NO_PATH = re.compile(rb"Unable to open|^Output file")
 NO_FILES = re.compile(rb"No (\S*).* data files")
@@ -67,8 +74,8 @@ class Outcome:
     Attributes
     ----------
     outcome : str
-        ``complete``; ``failed``; ``damaged``: complete, but input was damaged or not read; ``nothing``: complete, but a
-        product or a box has no pixel.
+        ``complete``; ``failed``; ``damaged``: complete, but input was damaged or not there; ``nothing``: complete, but a
+        product or a box has no pixel. A run is ``failed``, too, that tells of lost input on standard error.
     complaints : Counter
         Numbers of lines by kind.
     said : str
@@ -91,17 +98,25 @@ class _Log:
 
     def __init__(self) -> None:
         self.found = Outcome()
-        self.succeeded = self.not_opened = self.empty = False
+        self.succeeded = self.not_opened = self.no_pixels = self.empty_box = False
+        self.current: dict[bytes, bytes] = {}  # the last path of each product
+        self.satellites = b""
         self.roots: list[bytes] = []
         self.paths: list[bytes] = []
         self.without: set[bytes] = set()
+        self.lost: list[bytes] = []
 
     def take(self, line: bytes) -> None:
+        if match := LOST.match(line):
+            self.lost.append(match[1])
+            return
         self.succeeded |= SUCCEEDED.match(line) is not None
         self.not_opened |= NOT_OPENED.match(line) is not None
         if root := ROOT.match(line):
             self.roots.append(root[1].rstrip(b"/") + b"/")
             return
+        if asked := ASKED.match(line):
+            self.without.add(asked[1] or b"L1C")
         self._count(line)
         if line.startswith(b"-"):  # an option, whose value may look like a complaint or a path
             return
@@ -110,8 +125,18 @@ class _Log:
             self._path(line)
 
     def _complain(self, line: bytes) -> None:
-        if match := COMPLAINT.search(line):  # the marks of messages may stand before it
-            self.complain(next(rule.kind for rule in RULES if rule.pattern.search(line)), line[match.start():])
+        """The marks of messages may stand before a complaint, another one or the path of the next file behind it."""
+        begins = [match.start() for match in COMPLAINT.finditer(line)]
+        for begin, end in zip(begins, [*begins[1:], None]):
+            said = line[begin:end]
+            kind = next(rule.kind for rule in RULES if rule.pattern.search(said))
+            if kind == SATELLITES:
+                self.satellites = said
+            elif kind not in OF_FILE or not self.current:
+                self.complain(kind, said)
+            else:
+                place = self._place(said)
+                self.complain(kind, b" or ".join(self.current.values()) + b": " + said[:None if place < 0 else place])
 
     def complain(self, kind: str, line: bytes) -> None:
         self.found.complaints[kind] += 1
@@ -123,10 +148,10 @@ class _Log:
             self.without.add(match[1])
         elif match := SELECTED.match(line):
             self.without.discard(match[2])
-            self.empty |= int(match[1]) == 0
+            self.no_pixels |= int(match[1]) == 0
             counts["pixels"][os.fsdecode(match[2])] = [int(match[1]), int(match[3])]
         elif match := IN_BOX.match(line):
-            self.empty |= int(match[2]) == 0
+            self.empty_box |= int(match[2]) == 0
             box = counts["boxes"].setdefault(os.fsdecode(match[1]), {})
             assert isinstance(box, dict)
             box[os.fsdecode(match[3])] = int(match[2])
@@ -135,22 +160,41 @@ class _Log:
 
     def _path(self, line: bytes) -> None:
         """The path of an input file may follow the marks of the messages of the one before."""
-        places = [place for place in (line.find(root) for root in self.roots) if place >= 0]
-        if places:
-            self.paths.append(line[min(places):])
+        if (place := self._place(line)) >= 0:
+            path = line[place:]
+            self.paths.append(path)
+            self.current[os.path.basename(os.path.dirname(path)).lstrip(b"0123456789")] = path
+
+    def _place(self, line: bytes) -> int:
+        """Where a path begins; -1 where there is none. One root may be a part of the other, and a mark a part of one:
+        "../" may be "." and "./". Then what is there counts.
+        """
+        places = sorted({place for place in (line.find(root) for root in self.roots) if place >= 0})
+        there = (place for place in places if len(places) > 1 and os.path.lexists(line[place:]))
+        return next(there, places[0] if places else -1)
+
+    def _lose(self) -> None:
+        for line in self.lost:
+            self.found.complaints[NO_MEMORY if b": not enough memory" in line else UNREAD] += 1
+        more = f" and {len(self.lost) - 1} more" if len(self.lost) > 1 else ""
+        self.found.said = f"input could not be read: {os.fsdecode(self.lost[0][:300])}{more}"
 
     def close(self) -> Outcome:
-        if not self.succeeded or self.not_opened:
+        if self.satellites and not self.no_pixels:  # else one has no satellite, which is not another one
+            self.complain(SATELLITES, self.satellites)
+        if self.lost:
+            self._lose()
+        if self.lost or not self.succeeded or self.not_opened:
             return self.found
         for path in self.paths:
-            if not _ends(path):
+            if not ends(path):
                 self.complain(UNENDED, UNENDED.encode() + b": " + path)
-        nothing = self.empty or bool(self.without)
+        nothing = self.no_pixels or self.empty_box or bool(self.without)
         self.found.outcome = "damaged" if self.found.complaints else "nothing" if nothing else "complete"
         return self.found
 
 
-def _ends(path: bytes) -> bool:
+def ends(path: str | bytes) -> bool:
     """Whether the last bytes of a file have the end of a message."""
     try:
         with open(path, "rb") as file:
@@ -161,12 +205,15 @@ def _ends(path: bytes) -> bool:
         return False
 
 
-def judge(lines: Iterable[bytes]) -> Outcome:
-    """What came of a run, by the lines of its log. The files that it read are looked at for the end of a message."""
+def judge(lines: Iterable[bytes], errors: bytes = b"") -> Outcome:
+    """What came of a run, by the lines of its log and by what it printed on standard error. The files that it read are
+    looked at for the end of a message.
+    """
     log = _Log()
     for number, line in enumerate(lines):
         bare = line.rstrip(b"\n")
         if number == 0:
             log.found.version = os.fsdecode(bare)
         log.take(bare)
+    log.lost += [match[1] for match in map(LOST.match, errors.split(b"\n")) if match]
     return log.close()

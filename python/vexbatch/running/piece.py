@@ -8,18 +8,17 @@ import os
 import time
 from collections.abc import Iterator, Sequence
 
-from . import files, outcome, output, state
+from . import files, outcome, output, seen, state
 from ..errors import NO_ROOM, BatchError, DiskFull
-from ..planning.listing import Archive, Inputs
+from ..planning.listing import Archive, Inputs, join
 from ..planning.plan import Piece, Plan
+from ..planning.program import digest
 from .process import UNWRITTEN, Ended, run
 from ..planning.settings import command, configuration_text, dates
 from .state import State
 
 #: Bytes that a folder takes when it is not full; vex writes blocks of a quarter of that.
 ROOM = 1 << 20
-#: How the names of folders of links begin; the number of the process that made them follows.
-LINKS = "vex-batch-links-"
 
 
 def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None = None) -> State:
@@ -51,6 +50,9 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
             if (made := _meanwhile(plan, piece, inputs)) is not None:
                 return made
             state.clear(plan, piece)
+            if why := seen.out_of_sight(plan, piece, inputs):
+                files.remove([piece.log])
+                return _settle(piece, _base(plan, piece, inputs, attempt) | {"why": why})
             if inputs.none:
                 files.remove([piece.log])
                 return _settle(piece, _base(plan, piece, inputs, attempt) | {"outcome": state.NO_INPUT})
@@ -63,12 +65,14 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
 
 def _meanwhile(plan: Plan, piece: Piece, inputs: Inputs) -> State | None:
     """The state of a piece that somebody else has done while its log was waited for, or that lacks digests alone."""
-    reason, made = state.judge(plan, piece, inputs).reason, state.read_state(piece)
-    if made and reason == state.UNDIGESTED:
+    judged, made = state.judge(plan, piece, inputs), state.read_state(piece)
+    if judged.note and state.fault(plan, piece, made):
+        raise BatchError(f"{piece.name}: {judged.note}")
+    if made and judged.reason == state.UNDIGESTED:
         made |= {"outputs": [one | {"sha256": output.digest(one["path"])} for one in made["outputs"]]}
         files.write_json(piece.state, made)
         return made
-    return None if reason else made
+    return None if judged.reason else made
 
 
 @contextlib.contextmanager
@@ -98,18 +102,19 @@ def _base(plan: Plan, piece: Piece, inputs: Inputs, attempt: int) -> State:
     """What is known before a run."""
     return {"name": piece.name, "first": piece.first, "last": piece.last, "out": piece.out, "outcome": state.FAILED,
             "why": "", "attempt": attempt, "options": plan.settings.options, "version": plan.settings.version,
+            "program": plan.settings.program, "absent": seen.absent(plan.settings, piece, inputs),
             "inputs": [list(file) for file in inputs.all()], "input_bytes": inputs.size, "counts": {}, "complaints": {},
             "said": "", "outputs": [], "seconds": 0.0, "peak_memory": 0}
 
 
 def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> State:
-    ended, found, narrowed = _try(plan, piece, inputs, log, plan.index)
-    if narrowed and not ended.why and _is_empty_by_filter(found):
-        ended, found, _ = _try(plan, piece, inputs, log, None)
+    ended, found, count = _try(plan, piece, inputs, log, plan.index)
+    if count < len(inputs.files) and not ended.why and _is_empty_by_filter(found):
+        ended, found, count = _try(plan, piece, inputs, log, None)
     made = _base(plan, piece, inputs, attempt) | {
         "version": found.version, "counts": found.counts, "complaints": dict(found.complaints), "said": found.said,
         "seconds": round(ended.seconds, 3), "peak_memory": ended.memory}
-    why = _why(plan, ended, found)
+    why = _why(plan, ended, found) or _unseen(found, inputs, count)
     if not why:
         try:
             return finish(plan, piece, made | {"outcome": found.outcome})
@@ -121,16 +126,20 @@ def _run(plan: Plan, piece: Piece, inputs: Inputs, attempt: int, log: int) -> St
     return _settle(piece, made | {"why": why})
 
 
-def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, bool]:
-    """Runs vex; tells how that ended, what its log says, and whether files were left out by the index."""
+def _try(plan: Plan, piece: Piece, inputs: Inputs, log: int, index: str | None) -> tuple[Ended, outcome.Outcome, int]:
+    """Runs vex; tells how that ended, what it says, and how many files were handed over."""
     os.ftruncate(log, 0)
-    with _roots(plan, inputs, index) as (roots, narrowed):
+    files.remove([piece.errors])
+    with _roots(plan, inputs, index) as (roots, count):
         ended = run(_words(plan, piece, roots), log, plan.timeout)
         with open(piece.log, "rb") as lines:
-            found = outcome.judge(lines)  # looks at the files, by their links
-    for option, folder in roots:
-        found.said = found.said.replace(folder, plan.settings.value(option) or "")
-    return ended, found, narrowed
+            found = outcome.judge(lines, ended.errors)  # looks at the files, by their links
+    if ended.errors:
+        with open(piece.errors, "wb") as errors:
+            errors.write(ended.errors)
+    for option, folder in roots:  # one may begin with the other
+        found.said = found.said.replace(join(folder, ""), join(plan.settings.value(option) or "", ""))
+    return ended, found, count
 
 
 def _is_empty_by_filter(found: outcome.Outcome) -> bool:
@@ -140,22 +149,18 @@ def _is_empty_by_filter(found: outcome.Outcome) -> bool:
 
 
 @contextlib.contextmanager
-def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], bool]]:
-    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and whether they are
-    fewer than all; none without an index.
+def _roots(plan: Plan, inputs: Inputs, index: str | None) -> Iterator[tuple[list[tuple[str, str]], int]]:
+    """Folders of links to the files that can hold a wanted pixel, by the options of their roots, and the number of
+    files; without an index no folders, and all files.
 
     Files are those of the listing that is kept with the state: what changes after it makes the piece one to be done again.
     """
     if index is None:
-        yield [], False
+        yield [], len(inputs.files)
         return
-    import tempfile
-
     from ..index import archive
-    with tempfile.TemporaryDirectory(prefix=f"{LINKS}{os.getpid()}-", dir=archive.place_of_links()) as folder:
-        found, selected = archive.narrow(index, plan.settings.version, _narrowing(plan.settings.options),
-                                         lambda source: inputs.folders(source.option, source.kind), folder)
-        yield sorted(found.items()), selected.files < selected.all_files
+    with archive.narrow(index, plan.settings.vex, _narrowing(plan.settings.options), inputs) as (found, selected):
+        yield sorted(found.items()), selected.files if found else len(inputs.files)
 
 
 def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
@@ -165,19 +170,6 @@ def _narrowing(options: dict[str, list[str]]) -> dict[str, list[str]]:
     from ..index.conditions import NARROWING
     left = set(NARROWING) - {"box"} if "box" in options else set()
     return {name: values for name, values in options.items() if name not in left}
-
-
-def sweep_links() -> None:
-    """Removes folders of links whose makers were killed."""
-    import glob
-    import shutil
-    import tempfile
-
-    from ..index import archive
-    for path in glob.glob(os.path.join(archive.place_of_links() or tempfile.gettempdir(), LINKS + "*-*")):
-        owner = path.rpartition(LINKS)[2].partition("-")[0]
-        if not os.path.exists(f"/proc/{owner}"):
-            shutil.rmtree(path, ignore_errors=True)
 
 
 def _words(plan: Plan, piece: Piece, roots: Sequence[tuple[str, str]]) -> list[str]:
@@ -200,13 +192,28 @@ def _why(plan: Plan, ended: Ended, found: outcome.Outcome) -> str:
         return found.said or "vex did not come to its end"
     if found.version != plan.settings.version:
         return f"another version of vex: {found.version}"
+    if digest(plan.settings.vex) != plan.settings.program:
+        return f"another build of vex than when the call began: {plan.settings.vex}"
+    return ""
+
+
+def _unseen(found: outcome.Outcome, inputs: Inputs, count: int) -> str:
+    """What shows that input went out of sight while vex ran; empty when nothing does."""
+    selected = sum(number for number in found.counts["files"].values() if isinstance(number, int))
+    if selected != count:
+        return f"vex found {selected} files where {count} had been listed: the archive went out of sight, or changes"
+    grids = [grid for grid in inputs.grid if grid.size >= 0]
+    if found.complaints["file not read"] or grids and found.complaints["no grid of altitudes"]:
+        return f"input could not be read: {found.said}"
     return ""
 
 
 def _is_full(piece: Piece) -> bool:
     """Whether the folder takes no more, while the output is still there."""
+    path = piece.part + ".room"
     try:
-        with open(piece.part + ".room", "wb", buffering=0) as file:
+        with open(path, "wb", buffering=0) as file:
+            os.unlink(path)  # it goes whatever happens
             view = memoryview(bytes(ROOM))
             while view:
                 view = view[file.write(view):]

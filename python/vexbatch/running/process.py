@@ -25,15 +25,20 @@ UNWRITTEN = "output could not be written"
 UNSTARTED = 127
 #: Looks after which a run has all the memory that it will need: what a message takes is taken with the first ones.
 ENOUGH = 20
+#: Bytes of standard error that are kept.
+MOST = 1 << 20
 _libc = ctypes.CDLL(None, use_errno=True)
 
 
 class Ended(NamedTuple):
-    """How a run ended: why it was ended here or died (empty: by itself), its seconds, and its peak memory in bytes."""
+    """How a run ended: why it was ended here or died (empty: by itself), its seconds, its peak memory in bytes, and what
+    it printed on standard error.
+    """
 
     why: str
     seconds: float
     memory: int
+    errors: bytes
 
 
 def die_with(parent: int) -> None:
@@ -49,12 +54,12 @@ def run(words: Sequence[str], log: int, timeout: float | None) -> Ended:
     It is killed when it says that output cannot be written (it would go on reading), after `timeout` seconds, and when
     anything is raised here, as by a signal.
     """
-    begun, child = time.monotonic(), None
+    begun, child, errors = time.monotonic(), None, _Errors()
     mask = signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)  # until what is begun will be ended
     try:
-        child = _begin(words, log, mask)
+        child = _begin(words, log, errors.end, mask)
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
-        watch = _Watch(child, log, begun + timeout if timeout else None)
+        watch = _Watch(child, log, errors, begun + timeout if timeout else None)
         why = watch.wait()
         _kill(child)
     except BaseException:
@@ -64,11 +69,34 @@ def run(words: Sequence[str], log: int, timeout: float | None) -> Ended:
         raise
     finally:
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
+        errors.close()
     _, status, usage = os.wait4(child, 0)
-    return Ended(why or _why(os.waitstatus_to_exitcode(status)), time.monotonic() - begun, watch.peak(usage.ru_maxrss))
+    return Ended(why or _why(os.waitstatus_to_exitcode(status)), time.monotonic() - begun, watch.peak(usage.ru_maxrss),
+                 bytes(errors.seen))
 
 
-def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> int:
+class _Errors:
+    """What a child prints on standard error, `end` of a pipe: unlike a file it takes all, whatever disks are full."""
+
+    def __init__(self) -> None:
+        self._pipe, self.end = os.pipe()
+        os.set_blocking(self._pipe, False)
+        self.seen = bytearray()
+
+    def look(self) -> None:
+        """Takes what there is. What is more than anybody reads is dropped."""
+        with contextlib.suppress(BlockingIOError):
+            while data := os.read(self._pipe, 1 << 16):
+                self.seen += data[:max(0, MOST - len(self.seen))]
+
+    def close(self) -> None:
+        """Takes what is left."""
+        os.close(self.end)
+        self.look()
+        os.close(self._pipe)
+
+
+def _begin(words: Sequence[str], log: int, errors: int, mask: Iterable[int]) -> int:
     """The number of a child that has a mask of signals, and does not outlive this process."""
     parent = os.getpid()
     if child := os.fork():
@@ -76,7 +104,7 @@ def _begin(words: Sequence[str], log: int, mask: Iterable[int]) -> int:
     try:
         die_with(parent)
         os.setpgid(0, 0)
-        for place, descriptor in enumerate((os.open(os.devnull, os.O_RDONLY), log, log)):
+        for place, descriptor in enumerate((os.open(os.devnull, os.O_RDONLY), log, errors)):
             os.dup2(descriptor, place)
         for one in (signal.SIGPIPE, signal.SIGXFSZ):  # Python ignores them
             signal.signal(one, signal.SIG_DFL)
@@ -122,8 +150,8 @@ def _why(code: int) -> str:
 class _Watch:
     """Looks at a run from time to time."""
 
-    def __init__(self, pid: int, log: int, until: float | None) -> None:
-        self._pid, self._log, self._until = pid, log, until
+    def __init__(self, pid: int, log: int, errors: _Errors, until: float | None) -> None:
+        self._pid, self._log, self._errors, self._until = pid, log, errors, until
         self._seen, self._memory, self._looks, self._last = 0, 0, 0, b""
         self._descriptor: int | None = None  # of the process
 
@@ -135,6 +163,7 @@ class _Watch:
                 self._looks += 1
                 if self._looks >= ENOUGH:
                     self._memory = max(self._memory, self._held())
+                self._errors.look()
                 if ended(pause):
                     return ""
                 pause = min(LONG_LOOK, pause * 1.2)

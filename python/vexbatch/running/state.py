@@ -10,7 +10,7 @@ import os
 from collections.abc import Iterable, Sequence
 from typing import Any, NamedTuple
 
-from . import files, output
+from . import files, output, seen
 from ..planning.listing import InputFile, Inputs
 from ..planning.plan import Piece, Plan
 
@@ -22,9 +22,9 @@ MISSING, QUEUED, RUNNING = "missing", "queued", "running"
 UNDIGESTED = "its output has no digest"
 #: What is written of a piece.
 FORM = {
-    "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "attempt": int,
-    "options": {str: [str]}, "inputs": [(str, str, int, int)], "input_bytes": int, "seconds": int | float,
-    "peak_memory": int, "complaints": {str: int}, "counts": {str: dict},
+    "name": str, "first": str, "last": str, "outcome": str, "why": str, "said": str, "version": str, "program": str, "attempt": int,
+    "options": {str: [str]}, "inputs": [(str, str, int, int, int)], "input_bytes": int, "seconds": int | float,
+    "peak_memory": int, "complaints": {str: int}, "counts": {str: dict}, "absent": {str: [str]},
     "outputs": [output.FORM],
 }
 PIXELS = {str: (int, int)}
@@ -52,13 +52,13 @@ def fault(plan: Plan, piece: Piece, state: State | None) -> str:
         return f"{piece.state} is not the state of a piece" if os.path.lexists(piece.state) else MISSING
     if state["outcome"] not in COMPLETE:
         return f"failed before: {state.get('why', '')}"
-    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _outputs(state))
+    reasons = (_days(piece, state), _options(plan, state), _version(plan, state), _counts(plan, state), _outputs(state))
     return "; ".join(reason for reason in reasons if reason)
 
 
 def joined_from(states: Iterable[State]) -> list[list[object]]:
     """The outputs of pieces as the input of what they are joined to: it is known by their checksums."""
-    return [[one.get("sha256"), one["path"], one["bytes"], 0] for state in states for one in state["outputs"]]
+    return [[one.get("sha256"), one["path"], one["bytes"], 0, 0] for state in states for one in state["outputs"]]
 
 
 def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
@@ -71,14 +71,25 @@ def joining_fault(plan: Plan, joining: Piece, states: Iterable[State]) -> str:
     return "" if found["inputs"] == joined_from(states) else "the pieces have changed"
 
 
+def learn(plan: Plan, piece: Piece, inputs: Inputs, give_up: bool) -> None:
+    """Adds to what a new plan has seen the input that there is of a piece, and unless that is given up the input that it
+    had when it was done.
+    """
+    seen.merge(plan.seen, seen.tally(plan.settings, inputs.all()))
+    found = None if give_up else read_state(piece)
+    if found and seen.same_input(found["options"], plan.settings.options):
+        seen.merge(plan.seen, seen.tally(plan.settings, (InputFile(*file) for file in found["inputs"])))
+
+
 def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
     """Whether a piece is to be done, by its state and the input that there is now."""
     state = read_state(piece)
     found = fault(plan, piece, state)
     if state is None or state["outcome"] not in COMPLETE:
         return Judgement(found)
-    if state["outputs"] and inputs.none and not _outputs(state):
-        return Judgement("", f"all of its input is gone, what it gave is kept; remove {piece.state} to forget it")
+    lost = seen.out_of_sight(plan, piece, inputs)
+    if state["outputs"] and lost and not _outputs(state):
+        return Judgement("", f"its output is kept: {lost}")
     reasons = found, _inputs(state, inputs.all())
     return Judgement("; ".join(filter(None, reasons)) or undigested(plan, state))
 
@@ -101,12 +112,21 @@ def _short(values: Sequence[str] | None) -> str:
 
 
 def _version(plan: Plan, state: State) -> str:
-    return "" if state["version"] == plan.settings.version else f"another version: was {state['version']}"
+    if state["version"] != plan.settings.version:
+        return f"another version: was {state['version']}"
+    return "" if state["program"] == plan.settings.program else "another build of vex"
+
+
+def _counts(plan: Plan, state: State) -> str:
+    """What shows that a run did not see its input, whatever came of it."""
+    counted = state["counts"].get("files", {})
+    unseen = {kind for kind, *_ in state["inputs"]} & set(plan.settings.kinds) - {kind for kind in counted if counted[kind]}
+    return f"its run has read no {', '.join(sorted(unseen))}" if unseen else ""
 
 
 def _inputs(state: State, inputs: Iterable[InputFile]) -> str:
-    before = {(kind, path): (size, time) for kind, path, size, time in state["inputs"]}
-    now = {(file.kind, file.path): (file.size, file.time) for file in inputs}
+    before = {(kind, path): tuple(stamp) for kind, path, *stamp in state["inputs"]}
+    now = {(file.kind, file.path): file.stamp for file in inputs}
     counts = {"came": len(now.keys() - before.keys()), "went": len(before.keys() - now.keys()),
               "changed": sum(now[key] != before[key] for key in now.keys() & before.keys())}
     said = [f"{count} {what}" for what, count in counts.items() if count]
@@ -137,7 +157,7 @@ def clear_parts(plan: Plan, piece: Piece) -> None:
     begun = files.read_json(piece.state + ".part")
     if begun and files.has_form(begun, FORM):
         files.remove(one["path"] for one in begun["outputs"] if one["path"].startswith(piece.out))
-    files.remove(piece.part + suffix for suffix in ("", ".cfg", ".room", *plan.settings.suffixes))
+    files.remove(piece.part + suffix for suffix in ("", ".cfg", *plan.settings.suffixes))
     files.remove([piece.state + ".part"])
 
 

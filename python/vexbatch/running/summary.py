@@ -34,7 +34,7 @@ def summarise(plan: Plan, waiting: Callable[[Piece], str] = lambda piece: "") ->
         As summary.json has it: numbers of pieces by outcome, pixels [selected, read] by product, files and bytes of
         input, files, bytes and records of output, ``selected`` records (pixels of statistics), seconds of vex and bytes
         of input in one of them, peak memory of one run (bytes), complaints by kind; ``incomplete`` and ``damaged`` tell
-        what was said of such pieces, by name.
+        what was said of such pieces, by name, ``absent`` which products have no file of a day.
     """
     made = _empty(plan)
     states = [state.read_state(piece) for piece in plan.pieces]
@@ -57,7 +57,7 @@ def _empty(plan: Plan) -> Summary:
     return {"vex": plan.settings.version, "first": plan.settings.first, "last": plan.settings.last,
             "options": plan.settings.options, "pieces": len(plan.pieces), "outcomes": Counter(), "pixels": {},
             "input_files": 0, "input_bytes": 0, "output_files": 0, "output_bytes": 0, "records": 0, "selected": 0,
-            "seconds": 0.0, "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}}
+            "seconds": 0.0, "peak_memory": 0, "complaints": Counter(), "incomplete": {}, "damaged": {}, "absent": {}}
 
 
 def _add(made: Summary, plan: Plan, piece: Piece, found: State | None, waiting: Callable[[Piece], str]) -> None:
@@ -73,6 +73,7 @@ def _add(made: Summary, plan: Plan, piece: Piece, found: State | None, waiting: 
     made["outcomes"][found["outcome"]] += 1
     if found["outcome"] == "damaged":
         made["damaged"][piece.name] = found["said"]
+    made["absent"] |= found["absent"]
     made["complaints"].update(found["complaints"])
     for kind, counts in found["counts"].get("pixels", {}).items():
         before = made["pixels"].get(kind, [0, 0])
@@ -87,11 +88,12 @@ def _add(made: Summary, plan: Plan, piece: Piece, found: State | None, waiting: 
 
 
 def _status(made: Summary, strict: bool) -> int:
-    if made["incomplete"] or set(made["outcomes"]) - set(state.COMPLETE) or made.get("joined") is False:
+    going = {state.QUEUED, state.RUNNING} & set(made["outcomes"])
+    if made["incomplete"] or made.get("joined") is False and not going:
         return SOME_FAILED
-    if made["damaged"] and strict:
+    if (made["damaged"] or made["absent"]) and strict:
         return DAMAGED
-    return ALL_COMPLETE if made["selected"] else NOTHING
+    return ALL_COMPLETE if made["selected"] or going else NOTHING
 
 
 def write_summary(plan: Plan, made: Summary) -> None:
@@ -109,8 +111,9 @@ def table(made: Summary) -> str:
              ("rate", f"{amount(made['rate'])}/s of input in one run"),
              ("runs", f"{made['seconds']:.1f} s, {amount(made['peak_memory'])} of memory at most")]
     rows += [("complaints", f"{count} {kind}") for kind, count in sorted(made["complaints"].items())]
-    for word in ("damaged", "incomplete"):
-        rows += [(word, f"{name}: {said}") for name, said in list(made[word].items())[:SHOWN]]
+    for word in ("absent", "damaged", "incomplete"):
+        rows += [(word, f"{name}: {said if isinstance(said, str) else ', '.join(said)}")
+                 for name, said in list(made[word].items())[:SHOWN]]
         rows += [(word, f"and {len(made[word]) - SHOWN} more")] * (len(made[word]) > SHOWN)
     return "\n".join(f"{name:<12}{value}" for name, value in rows)
 

@@ -1,4 +1,4 @@
-"""The fields of a record, as vex itself lists them: layout.json is printed from its tables."""
+"""The fields of a record, as vex itself lists them: layout.json is printed from its tables, those of statistics too."""
 
 from __future__ import annotations
 
@@ -144,10 +144,17 @@ def _group(group: dict[str, Any], prefix: str) -> Group:
 
 
 @functools.cache
+def tables() -> dict[str, Any]:
+    """All that layout.json has: blocks of records, columns of statistics, formats."""
+    text = importlib.resources.files(__package__).joinpath("layout.json").read_text(encoding="utf-8")
+    read: dict[str, Any] = json.loads(text)
+    return read
+
+
+@functools.cache
 def layout() -> Layout:
     """The layout of the files that vex writes."""
-    text = importlib.resources.files(__package__).joinpath("layout.json").read_text(encoding="utf-8")
-    table = json.loads(text)
+    table = tables()
     blocks = {block["name"]: Block(block["name"], tuple(_group(g, block["prefix"]) for g in block["groups"]),
                                    block["spectrum"]) for block in table["blocks"]}
     return Layout(blocks, {kind["name"]: kind["code"] for kind in table["kinds"] if kind["code"]}, table["channel_limit"])

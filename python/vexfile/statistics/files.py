@@ -17,7 +17,7 @@ import numpy.typing as npt
 from vexfile.errors import FormatError
 from vexfile.statistics.format import (
     CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, SATELLITES, UDUNITS, Found, Line,
-    Quantity, comments, edges, is_count, key, prefixes, products, quantities, wavenumber)
+    Quantity, column_names, comments, edges, is_count, key, prefixes, products, quantities, wavenumber)
 
 if TYPE_CHECKING:
     import xarray as xr
@@ -264,8 +264,7 @@ def read_statistics(path: str | os.PathLike[str]) -> Statistics:
     reader = _Reader(path)
     kind = reader.kind()
     found = reader.found(KINDS[kind].lines)
-    names = KINDS[kind].names
-    reader.read_names(names(found) if names else None)
+    reader.read_names(column_names(kind, found))
     columns = reader.table()
     for name in filter(is_count, reader.names):
         reader.require(columns[name] >= 0, name, "a count")

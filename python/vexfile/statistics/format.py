@@ -1,4 +1,4 @@
-"""What the statistics files of ``vex -of txtstat`` look like: their lines of comment and their columns, as tables."""
+"""What the statistics files of ``vex -of txtstat`` look like: their lines of comment, and their columns as vex lists them."""
 
 from __future__ import annotations
 
@@ -7,19 +7,34 @@ import itertools
 import re
 from collections.abc import Callable, Mapping
 from dataclasses import dataclass
+from typing import Any
 
 import numpy as np
 import numpy.typing as npt
 
+from vexfile.reading.layout import tables
+
 MISSING = -777.0
-POSITIONS = ("All pixels", "Pix1", "Pix2", "Pix3", "Pix4")
-GROUPS = ("All", "Clear", "Cloudy")
-CHANNEL_LIMIT = 8700
 RADIANCE = "W/(m2 sr m-1)"
 # Others are spelled alike. The variance of imager radiances is "as in the product", whose element table (0 40 019) has
 # the unit of a radiance.
 UDUNITS = {RADIANCE: "W m-2 sr-1 m", "as in the product": "W m-2 sr-1 m", "kg/m2": "kg m-2", "degrees": "degrees_north"}
 SATELLITES = {"3": "MetOp-B", "4": "MetOp-A", "5": "MetOp-C"}
+
+# What vex prints of its tables.
+CHANNEL_LIMIT: int = tables()["channel_limit"]
+FILES: dict[str, dict[str, Any]] = {file["kind"]: file for file in tables()["statistics"]}
+INTEGERS = {part["prefix"] + column["name"] for file in FILES.values() for group in file["groups"]
+            for part in group["sets"] for column in group["columns"] if column["type"] == "int"}
+
+
+def prefixes(kind: str) -> list[str]:
+    """What the columns of a group of pixels begin with."""
+    return [part["prefix"] for part in FILES[kind]["groups"][1]["sets"]]
+
+
+GROUPS = tuple(prefixes("spectral"))
+POSITIONS = tuple(prefix or "All pixels" for prefix in prefixes("histogram"))
 
 
 @dataclass(frozen=True)
@@ -37,38 +52,26 @@ class Quantity:
         return self.product + self.name
 
 
-PRODUCTS = ("L1C", "ozo", "trg", "clp", "twt", "ems")
+def _quantity(product: str, row: dict[str, str]) -> Quantity:
+    own = f"{product} " if row["name"] == "Count" else ""
+    return Quantity(product, row["name"], row["unit"], own + row["meaning"], row["standard_name"])
+
+
 OBSERVATIONS = "number_of_observations"
-QUANTITIES = (
-    Quantity("L1C", "ClearCount", "", "clear pixels, of a cloud fraction of 0", OBSERVATIONS),
-    Quantity("L1C", "CloudyCount", "", "cloudy pixels, of a cloud fraction of 95 percent or more", OBSERVATIONS),
-    Quantity("L1C", "CloudFraction", "percent", "cloud fraction", "cloud_area_fraction"),
-    Quantity("L1C", "AverageIIS", RADIANCE, "imager radiance", ""),
-    Quantity("ozo", "TotalColumn", "kg/m2", "ozone column", "atmosphere_mass_content_of_ozone"),
-    Quantity("trg", "IntegratedN2ODensity", "kg/m2", "N2O column", "atmosphere_mass_content_of_nitrous_oxide"),
-    Quantity("trg", "IntegratedCODensity", "kg/m2", "CO column", "atmosphere_mass_content_of_carbon_monoxide"),
-    Quantity("trg", "IntegratedCH4Density", "kg/m2", "CH4 column", "atmosphere_mass_content_of_methane"),
-    Quantity("trg", "IntegratedCO2Density", "kg/m2", "CO2 column", "atmosphere_mass_content_of_carbon_dioxide"),
-    Quantity("clp", "CloudAmountInSegment", "percent", "cloud amount of the first cloud layer", ""),
-    Quantity("clp", "Pressure", "Pa", "cloud-top pressure of the first cloud layer", "air_pressure_at_cloud_top"),
-    Quantity("clp", "Temperature", "K", "cloud-top temperature of the first cloud layer",
-             "air_temperature_at_cloud_top"),
-    Quantity("twt", "SkinTemperature", "K", "skin temperature", "surface_temperature"),
-    Quantity("ems", "Emissivity", "percent", "surface emissivity, of all points of the spectrum", ""),
-)
+QUANTITIES = tuple(_quantity(group["product"], row) for group in FILES["grid"]["groups"] if group["product"]
+                   for row in group["columns"])
+PRODUCTS = tuple(dict.fromkeys(quantity.product for quantity in QUANTITIES))
 
 
 def quantities(product: str) -> list[Quantity]:
     """The columns of a product, its count of pixels first."""
-    count = Quantity(product, "Count", "", f"{product} pixels", OBSERVATIONS)
-    return [count] + [quantity for quantity in QUANTITIES if quantity.product == product]
+    return [quantity for quantity in QUANTITIES if quantity.product == product]
 
 
 FILTERS = ("ef ef2 mf mf2 mila mala milo malo on sln fov va tr tp st qlt mca lca lf sf avg var skip maxres").split()
 TEXT_FILTERS = FILTERS[:4]
 DATE = r"[-\d]\d{3}-[-\d]\d-[-\d]\d"
-VALUES = {"latitude": "degrees", "cloud fraction": "percent", "land fraction": "percent", "snow fraction": "percent",
-          "imager average": RADIANCE, "imager variance": "as in the product"}
+VALUES = {value["name"]: value["unit"] for value in tables()["histogram_values"]}
 # What merging says of values that the files of the runs do not tell.
 REMARKS = {
     "weighted": "a mean of a cell where more than one run has values is weighted by pixels, which is exact only when "
@@ -203,41 +206,31 @@ def products(found: Found) -> list[str]:
     return [product for product in PRODUCTS if f"{product.lower()}_in_cells" in found]
 
 
-def prefixes(kind: str) -> list[str]:
-    """What the columns of a group of pixels begin with."""
-    return list(GROUPS) if kind == "spectral" else ["", *POSITIONS[1:]]
+# Options with which a file has a column, as far as its comments tell them.
+OPTIONS: dict[str, Callable[[Found], bool]] = {
+    "": lambda found: True, "-sk 1": _has("moments"), "-histavg": _is_imager_average}
 
 
-def _spectral_names(found: Found) -> list[str]:
-    moments = ["Count", "Average", "StdDev"] + ["Skewness", "Kurtosis"] * ("moments" in found)
-    return ["Channel", "WaveNumber"] + [group + name for group in GROUPS for name in moments]
-
-
-def _histogram_names(found: Found) -> list[str]:
-    moments = ["Count", "Average"] + ["Temperature"] * _is_imager_average(found) + ["StdDev"]
-    return ["ClassMin", "ClassMax"] + [prefix + name for prefix in prefixes("histogram") for name in moments]
-
-
-def _grid_names(found: Found) -> list[str]:
-    columns = [quantity.column for product in products(found) for quantity in quantities(product)]
-    return ["LatMin", "LatMax", "LonMin", "LonMax", *columns]
+def column_names(kind: str, found: Found) -> list[str] | None:
+    """The columns of a file; None when they are named by channels."""
+    groups = [group for group in FILES[kind]["groups"]
+              if not group["product"] or f"{group['product'].lower()}_in_cells" in found]
+    if any(group["channels"] for group in groups):
+        return None
+    return [part["prefix"] + column["name"] for group in groups for part in group["sets"] for column in group["columns"]
+            if OPTIONS[column["option"]](found)]
 
 
 @dataclass(frozen=True)
 class Kind:
-    """A kind of file: its title, its lines of comment, its columns (None: they are named by channels)."""
+    """A kind of file: its title and its lines of comment."""
 
     title: str
     lines: tuple[Line, ...]
-    names: Callable[[Found], list[str]] | None
 
 
-KINDS = {
-    "spectral": Kind("Statistics of the radiances of each channel", SPECTRAL, _spectral_names),
-    "histogram": Kind("Histogram of one value a pixel", HISTOGRAM, _histogram_names),
-    "radiance_histogram": Kind("Histogram of the radiances of each channel", RADIANCES, None),
-    "grid": Kind("Statistics of the pixels on a grid of latitude and longitude", GRID, _grid_names),
-}
+LINES = {"spectral": SPECTRAL, "histogram": HISTOGRAM, "radiance_histogram": RADIANCES, "grid": GRID}
+KINDS = {kind: Kind(file["title"], LINES[kind]) for kind, file in FILES.items()}
 
 
 def comments(kind: str, found: Found) -> list[str]:
@@ -249,7 +242,7 @@ def comments(kind: str, found: Found) -> list[str]:
 
 def is_count(name: str) -> bool:
     """True for columns of integers."""
-    return name == "Channel" or name.endswith("Count") or name.isdecimal()
+    return name in INTEGERS or name.isdecimal()
 
 
 def edges(low: float, high: float, count: int) -> npt.NDArray[np.float64]:

@@ -25,7 +25,7 @@ import numpy.typing as npt
 
 from vexfile.statistics.files import Columns, Statistics, read_statistics
 from vexfile.statistics.format import (
-    FIELDS, KINDS, MISSING, REMARKS, comments, is_count, prefixes, products, quantities, wavenumber)
+    FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities, wavenumber)
 
 Path = str | os.PathLike[str]
 Reals = npt.NDArray[np.float64]
@@ -400,8 +400,7 @@ def _part(out: Path) -> str:
 
 def _blocks(kind: str, fields: Mapping[str, str], columns: Columns) -> Iterator[bytes]:
     """The content of a file, piece by piece."""
-    make_names = KINDS[kind].names
-    names = make_names(fields) if make_names else list(columns)
+    names = column_names(kind, fields) or list(columns)
     yield "".join(f"# {line}\n" for line in comments(kind, fields)).encode("utf-8", "surrogateescape")
     yield ("\t".join(names) + "\n").encode()
     row = "\t".join("%d" if is_count(name) else "%.9g" for name in names) + "\n"
