@@ -50,7 +50,7 @@ def make_plan(arguments: argparse.Namespace, words: Sequence[str]) -> Plan:
     joined = (_no_option(arguments.merge_out) or joined_path(settings, out)) if wish else None
     plan = Plan(settings, os.getcwd(), output_folder(out), arguments.timeout, arguments.retries,
                 arguments.strict, joined, make_pieces(settings, out, arguments.by), find_roots(settings),
-                os.path.abspath(arguments.index) if arguments.index else None, arguments.digest)
+                os.path.abspath(arguments.index) if arguments.index else None, digest=arguments.digest)
     refuse_paths(plan)
     if not arguments.accept_missing:
         seen.merge(plan.seen, known_input(plan, seen.OF_INPUT))
