@@ -74,7 +74,7 @@ constexpr SField COMMON[] = {
     {"ScanLineNumber", From<&A::ScanLineNumber>(), INT4, INT, M1, M1,
      About("scan_line_number", "number of the scan line")},
     {"HeightOfStation", From<&A::HeightOfStation>(), REAL4, REAL, M777, M777,
-     About("satellite_height", "height of the satellite", "km"), 1000},
+     About("satellite_height", "height of the satellite; in metres when from L2", "km"), 1000},
 };
 
 using L = CProdL1C;

@@ -163,7 +163,7 @@ class Source:
         variable = self.found[number][item.name]
         if variable.spectrum:
             return file.read_spectrum(begin, end, slice(None), True)
-        return variables.fill(variable, file.read(variable.field.name, begin, end))
+        return variables.fill(variable, variables.stored(file, variable, begin, end))
 
     def _pieces(self) -> Iterator[Piece]:
         """All that is to be read, whole chunks at a time."""

@@ -22,6 +22,8 @@ WAVENUMBER_FIRST, WAVENUMBER_STEP = 644.75, 0.25
 
 TIME_FIELDS = ("year", "month", "day", "hour", "minute", "milliseconds")
 COORDINATES = ("time", "latitude", "longitude")
+#: Kilometres in records whose first product is L1C, metres in those whose first product is an L2 one.
+HEIGHT = "satellite_height"
 
 #: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
 #: exact as nanoseconds, too, from 1991 to 2028.
@@ -144,12 +146,23 @@ def wavenumbers(channels: npt.NDArray[np.int32]) -> npt.NDArray[np.float64]:
     return WAVENUMBER_FIRST + WAVENUMBER_STEP * channels
 
 
+def stored(file: VexFile, variable: Variable, begin: int, end: int) -> Array:
+    """Values of a variable, not of the spectrum, as they stand in the file; heights in kilometres in all records."""
+    values = file.read(variable.field.name, begin, end)
+    if variable.name == HEIGHT:
+        metres = ~_missing(variable, values)
+        if file.header.l1c:
+            metres &= file.read("day_version", begin, end) == -1  # the record has no L1C pixel
+        values[metres] /= 1000
+    return values
+
+
 def read(file: VexFile, variable: Variable, masked: bool, begin: int, end: int,
          channels: slice | npt.NDArray[np.int64] = slice(None)) -> Array:
     """Values of a variable for the pixels from `begin` to before `end`; of a spectrum for some channels."""
     if variable.spectrum:
         return file.read_spectrum(begin, end, channels, masked)
-    values = file.read(variable.field.name, begin, end)
+    values = stored(file, variable, begin, end)
     return mask(variable, values) if masked else values
 
 
