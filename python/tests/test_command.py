@@ -276,6 +276,47 @@ def test_nothing_is_left_behind(runs: Runs, tmp_path: pathlib.Path, monkeypatch:
     assert vexfile_says(capfdbinary, "convert", "--force", path, out)[0] == 0
 
 
+def content(folder: pathlib.Path) -> dict[str, bytes]:
+    return {str(path): path.read_bytes() for path in folder.rglob("*") if path.is_file()}
+
+
+@pytest.mark.parametrize(("inputs", "out", "words"), [
+    ("a.part", "a", ["cat", "a.part", "-o", "a"]), ("a.nc.part", "a.nc", ["convert", "a.nc.part", "a.nc"]),
+    ("b.csv.part", "b.csv", ["convert", "b.csv.part", "b.csv"]), ("s.part t", "s", ["merge-stat", "s.part", "t", "-o", "s"]),
+    ("d.zarr.part", "d.zarr", ["convert", "d.zarr.part", "d.zarr"]),
+    ("a.png.part", "a.png", ["plot", "map", "a.png.part", "a.png", "--channel", "1"])])
+def test_only_the_output_changes(runs: Runs, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch, capfdbinary: Capture,
+                                 inputs: str, out: str, words: list[str]) -> None:
+    """Inputs stay, whatever their names; outputs that are inputs, by whatever path, or hold one are refused."""
+    monkeypatch.chdir(tmp_path)
+    for name, day in zip(inputs.split(), ("old", "recent")):
+        shutil.copy(runs.run(day, "-c 1-5", "txtstat" if words[0] == "merge-stat" else "bin"), name)
+    first = inputs.split()[0]
+    (tmp_path / f"{out}.part.other").mkdir()
+    before = content(tmp_path)
+    assert vexfile_says(capfdbinary, *words)[0] == 0
+    made = [path for path in os.listdir() if path not in (*inputs.split(), f"{out}.part.other")]
+    assert made == [out] and before.items() <= content(tmp_path).items()
+    assert os.stat(out).st_mode & 0o777 == (0o755 if out.endswith(".zarr") else 0o644)
+    if words[0] != "plot":
+        assert vexfile_says(capfdbinary, *words)[0] == 1
+    link = f"link{pathlib.Path(out).suffix}"
+    if out.endswith(".zarr"):
+        shutil.copy(first, f"{out}/inside")
+        first, link = f"{out}/inside", out
+    else:
+        os.link(first, link)
+    before = content(tmp_path)
+    for word in ([], ["--force"]):
+        refused = [link if one == out else first if one == inputs.split()[0] else one for one in words]
+        status, _, err = vexfile_says(capfdbinary, *refused, *(word if words[0] != "plot" else []))
+        assert (status, err) == (2, f"vexfile: {link}: is also an input\n".encode()) and content(tmp_path) == before
+    for name in ("x.part.other", os.devnull):
+        if words[0] in ("cat", "merge-stat"):
+            (tmp_path / "x.part.other").mkdir(exist_ok=True)
+            assert vexfile_says(capfdbinary, *words[:-1], name, "--force")[0] == 2 and os.path.exists(os.devnull)
+
+
 # --- cat
 
 

@@ -268,9 +268,7 @@ def _cat(arguments: argparse.Namespace) -> int:
 
 def _merge(arguments: argparse.Namespace) -> int:
     from .statistics.merging import merge_statistics
-    from .commands.writing import refuse
-    refuse(arguments.out, arguments.force, arguments.files)
-    for said in merge_statistics(arguments.files, arguments.out, arguments.tbref):
+    for said in merge_statistics(arguments.files, arguments.out, arguments.tbref, force=arguments.force):
         print(f"vexfile: warning: {said}", file=sys.stderr)
     return FINE
 
@@ -279,7 +277,7 @@ def _plot(arguments: argparse.Namespace) -> int:
     from . import open as open_dataset
     from . import plots
     from .reading.opening import with_index
-    from .commands.writing import refuse
+    from .writing import refuse
     refuse(arguments.out, True, [arguments.file])
     draw: Callable[..., object] = getattr(plots, "plot_" + arguments.kind)
     given = {name: value for name, value in vars(arguments).items()

@@ -17,7 +17,7 @@ from ..reading import variables
 from ..reading.binary import LONG
 from .joining import difference
 from ..reading.opening import open_file, sort_of, with_index
-from .writing import replacing
+from ..writing import replacing
 
 Array = npt.NDArray[Any]
 #: Is told how many bytes more have been written.

@@ -14,9 +14,8 @@ such a run and others have values, the mean is 0 and the rest -777. A line of co
 
 from __future__ import annotations
 
-import contextlib
 import os
-from collections.abc import Iterable, Iterator, Mapping, Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass
 from typing import Protocol
 
@@ -26,6 +25,7 @@ import numpy.typing as npt
 from vexfile.statistics.files import Columns, Statistics, read_statistics
 from vexfile.statistics.format import (
     FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities, wavenumber)
+from vexfile.writing import replacing
 
 Path = str | os.PathLike[str]
 Reals = npt.NDArray[np.float64]
@@ -378,8 +378,8 @@ class _Comments:
         self.warnings += [text for name, text in self.fields.items() if name in REMARKS]
 
 
-def _check_paths(paths: Sequence[Path], out: Path) -> None:
-    """The files that are read are different ones, and none of them is written."""
+def _check_paths(paths: Sequence[Path]) -> None:
+    """The files that are read are different ones."""
     if not paths:
         raise ValueError("there is no file to merge")
     seen: dict[tuple[int, int], Path] = {}
@@ -389,13 +389,6 @@ def _check_paths(paths: Sequence[Path], out: Path) -> None:
         if place in seen:
             raise ValueError(f"{os.fspath(path)} and {os.fspath(seen[place])} are the same file")
         seen[place] = path
-    for target in (os.fspath(out), _part(out)):
-        if os.path.exists(target) and (os.stat(target).st_dev, os.stat(target).st_ino) in seen:
-            raise ValueError(f"{target} is to be read, it cannot be written as well")
-
-
-def _part(out: Path) -> str:
-    return os.fspath(out) + ".part"
 
 
 def _blocks(kind: str, fields: Mapping[str, str], columns: Columns) -> Iterator[bytes]:
@@ -408,19 +401,6 @@ def _blocks(kind: str, fields: Mapping[str, str], columns: Columns) -> Iterator[
     for begin in range(0, columns[names[0]].size, rows):
         lists = [columns[name][begin:begin + rows].tolist() for name in names]
         yield "".join(row % values for values in zip(*lists)).encode()
-
-
-def _write(out: Path, blocks: Iterable[bytes]) -> None:
-    """Writes a file under another name first, so that it is there as a whole or not at all."""
-    part = _part(out)
-    try:
-        with open(part, "wb") as file:
-            file.writelines(blocks)
-        os.replace(part, out)
-    except BaseException:
-        with contextlib.suppress(OSError):
-            os.remove(part)
-        raise
 
 
 def _merged(paths: Sequence[Path], reference: float | None) -> tuple[str, _Comments, Columns]:
@@ -440,7 +420,7 @@ def _merged(paths: Sequence[Path], reference: float | None) -> tuple[str, _Comme
 
 
 def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: float | None = None,
-                     dates: tuple[str, str] | None = None) -> list[str]:
+                     dates: tuple[str, str] | None = None, force: bool = False) -> list[str]:
     """Merges files of ``vex -of txtstat`` of separate runs into that which one run over all their pixels would write.
 
     The files are of one kind, satellite and set of pixels, with the same channels, classes or cells and the same
@@ -452,12 +432,14 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
     paths
         The files. None may stand there twice.
     out
-        The file that is written; not one of them. It is written as `out`.part and renamed.
+        The file that is written; not one of them.
     reference_temperature
         The temperature given with ``-tbref`` (K), which the files of such runs do not hold.
     dates
         First and last day, YYYY-MM-DD, where these are known to have been without input at the ends; without them the
         first and the last of the files.
+    force
+        Replace `out` if it exists.
 
     Returns
     -------
@@ -472,10 +454,11 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
     ValueError
         The files do not belong together, or `reference_temperature` is wanted.
     """
-    _check_paths(paths, out)
+    _check_paths(paths)
     if reference_temperature is not None and not reference_temperature > 0:
         raise ValueError("a reference temperature is above 0")
-    with np.errstate(all="ignore"):  # what is no number is looked for at the end
-        kind, said, columns = _merged(paths, reference_temperature)
-    _write(out, _blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
+    with replacing(os.fspath(out), force, map(os.fspath, paths)) as part, open(part, "wb") as file:
+        with np.errstate(all="ignore"):  # what is no number is looked for at the end
+            kind, said, columns = _merged(paths, reference_temperature)
+        file.writelines(_blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
     return said.warnings
