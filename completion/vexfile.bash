@@ -31,7 +31,7 @@ _vexfile_place() {
       commands=() places=(path+)
       ;;
     " check")
-      options=(-h --help)
+      options=(-h --help --values)
       commands=() places=(path+)
       ;;
     " dump")

@@ -51,8 +51,9 @@ examples:
   vexfile info --json *.txt | python3 -m json.tool
 """
 CHECK = """\
-Of a binary file every record and marker is looked at, of a text or statistics file every number of
-every line.
+Every record length marker of a binary file is checked, and every number of a text or statistics file.
+With --values the values of all fields are held against the ranges and codes of vexfile(5), too; the
+spectrum has none.
 
 example:
   vexfile check /data/*.bin || echo "not all are sound"
@@ -162,7 +163,8 @@ def _parser() -> Parser:
 
     info = command("info", _info, "say what is in files", INFO)
     info.add_argument("--json", action="store_true", help="as a list of objects")
-    command("check", _check, "verify files", CHECK)
+    check = command("check", _check, "verify files", CHECK)
+    check.add_argument("--values", action="store_true", help="also hold values against their ranges and codes")
     dump = command("dump", _dump, "print records as text", DUMP, many=False)
     dump.add_argument("--pixels", type=pixels, metavar="0,5-7", help="which records, counted from 0")
     dump.add_argument("--fields", type=fields, metavar="NAME,...", help="which variables or columns")
@@ -244,7 +246,7 @@ def _info(arguments: argparse.Namespace) -> int:
 
 def _check(arguments: argparse.Namespace) -> int:
     from .commands.inspecting import check
-    return _each(arguments.files, lambda path: print(check(path), flush=True))
+    return _each(arguments.files, lambda path: print(f"{path}: {check(path, arguments.values)}", flush=True))
 
 
 def _dump(arguments: argparse.Namespace) -> int:

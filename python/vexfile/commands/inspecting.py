@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import os
-import re
 import textwrap
 from collections.abc import Iterable, Iterator
 from typing import Any, NamedTuple
@@ -11,14 +10,13 @@ from typing import Any, NamedTuple
 import numpy as np
 import numpy.typing as npt
 
-from ..reading.binary import BinaryFile
 from ..reading.columns import columns, positions
 from ..errors import FormatError
+from ..reading.layout import Field
 from .numerals import surely_numbers
 from ..reading.opening import open_file, sort_of, with_index
-from ..reading.shapes import Shape
 from ..reading.text import TextFile
-from ..reading.variables import VexFile, read_time
+from ..reading.variables import VexFile, missing, read_time, stored, variables
 
 #: Pixels that are looked at together; a multiple of what the readers keep together.
 PIXELS = 1 << 16
@@ -26,10 +24,6 @@ PIXELS = 1 << 16
 CHUNK = 1 << 20
 #: Longitudes that leave no gap of this size go around the globe, degrees.
 GAP = 5.0
-#: What no number of a text file, inf and nan among them, has, nor what stands between them.
-STRANGE = re.compile(rb"[^0-9+\-.einfa\t\n]")
-#: The largest integer.
-LARGEST = (1 << 31) - 1
 #: Width of the table for people, columns of the screen.
 WIDTH = 100
 #: Dimensions whose number differs between records.
@@ -38,7 +32,6 @@ LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
 UNITS = {"binary": "record", "text": "line", "statistics": "row"}
 
 Facts = dict[str, Any]
-Integers = npt.NDArray[np.int64]
 
 
 def ranges(numbers: Iterable[int]) -> str:
@@ -211,8 +204,20 @@ class Sound(NamedTuple):
         return f"{self.path}: sound, {self.sort}, {_counted(self.records, UNITS[self.sort])}"
 
 
-def check(path: str) -> Sound:
-    """Looks at every record and marker of a binary file, at every number of a text or statistics file.
+def check(path: str, values: bool = False) -> Sound:
+    """Checks every record length marker of a binary file, every number of a text or statistics file.
+
+    Parameters
+    ----------
+    path
+        The file.
+    values
+        Also hold the values of all fields against their ranges and codes.
+
+    Returns
+    -------
+    Sound
+        What it is.
 
     Raises
     ------
@@ -222,11 +227,39 @@ def check(path: str) -> Sound:
     sort = sort_of(path)
     if sort == "statistics":
         return Sound(path, sort, _of_statistics(path)["rows"])
-    if sort == "text":
-        lines = TextFile(path)
-        check_numbers(lines)
-        return Sound(path, sort, lines.pixels)
-    return Sound(path, "binary", BinaryFile(path, True).pixels)
+    file = open_file(path, True)
+    if isinstance(file, TextFile):
+        check_numbers(file)
+    if values:
+        check_values(file)
+    return Sound(path, sort, file.pixels)
+
+
+def check_values(file: VexFile) -> None:
+    """Holds values that are not missing against the ranges and codes of their fields, some pixels at a time."""
+    found = [one for one in variables(file).values() if one.field.valid_range or one.field.codes]
+    for begin in range(0, file.pixels, PIXELS):
+        for variable in found:
+            values = stored(file, variable, begin, min(file.pixels, begin + PIXELS))
+            wrong = ~(_allowed(variable.field, values) | missing(variable, values)).reshape(len(values), -1)
+            if wrong.any():
+                row = int(wrong.any(axis=1).argmax())
+                raise FormatError(file.path, file.place(begin + row), f"{variable.field.column} {_words(variable.field)}, "
+                                  f"found {values.reshape(wrong.shape)[row][wrong[row]][0]:.9g}")
+
+
+def _allowed(field: Field, values: npt.NDArray[Any]) -> npt.NDArray[np.bool_]:
+    if not field.valid_range:
+        return np.isin(values, [code for code, _ in field.codes])
+    low, high = np.array(field.valid_range, np.float32)
+    allowed: npt.NDArray[np.bool_] = (values >= low) & (values <= high)
+    return allowed
+
+
+def _words(field: Field) -> str:
+    if field.valid_range:
+        return "from {:.9g} to {:.9g}".format(*field.valid_range)
+    return "of " + ranges(code for code, _ in field.codes)
 
 
 def check_numbers(file: TextFile) -> None:
@@ -239,17 +272,4 @@ def check_numbers(file: TextFile) -> None:
     for begin in range(0, file.pixels, step):
         for shape, pixels, lines in file.lines(begin, min(file.pixels, begin + step)):
             if not surely_numbers(b"".join(lines), shape.length, integers[id(shape)]):
-                _check_each(file, shape, pixels, lines, integers[id(shape)])
-
-
-def _check_each(file: TextFile, shape: Shape, pixels: Integers, lines: list[bytes], integers: Integers) -> None:
-    """Reads the numbers of equal lines one by one."""
-    for pixel, line in zip(pixels.tolist(), lines):
-        if strange := STRANGE.search(line):
-            raise FormatError(file.path, file.place(pixel) + strange.start(),
-                              f"a number, found {strange[0].decode('latin-1')!r}")
-    given = file.table(shape, pixels, lines)[:, integers]
-    wrong = np.isfinite(given) & ((given != np.floor(given)) | (np.abs(given) > LARGEST))
-    if wrong.any():
-        raise FormatError(file.path, file.place(int(pixels[wrong.any(axis=1).argmax()])),
-                          f"integers of 32 bits, found {given[wrong][0]:g}")
+                file.refuse_fractions(pixels, file.table(shape, pixels, lines)[:, integers[id(shape)]])

@@ -114,6 +114,10 @@ class BinaryFile:
         return [(self.index.shapes[sort], int(counts[self.index.shape == sort].sum()))
                 for sort in np.unique(self.index.shape)]
 
+    def place(self, pixel: int) -> int:
+        """Where the record of a pixel begins, bytes."""
+        return int(self.index.records(pixel, pixel + 1)[0][0])
+
     @contextlib.contextmanager
     def _open(self) -> Iterator[int]:
         descriptor = os.open(self.path, os.O_RDONLY | os.O_CLOEXEC)
@@ -294,7 +298,7 @@ class BinaryFile:
     def _run_of_spectra(self, descriptor: int, begin: int, shape: Shape, columns: slice | Integers,
                         positions: Integers, mask: bool, out: npt.NDArray[np.float32]) -> None:
         """Fills the columns of `out` from as many equal records as it has rows."""
-        start = int(self.index.records(begin, begin + 1)[0][0])
+        start = self.place(begin)
         low, high = int(positions.min()), int(positions.max()) + 1
         first = shape.places[self.header.spectrum].offset + 4 * low
         straight = isinstance(columns, slice) and positions.size == high - low and bool((np.diff(positions) == 1).all())

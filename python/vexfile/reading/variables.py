@@ -69,24 +69,25 @@ class Variable:
         return -1 if self.raw.kind == "i" else float("nan")
 
 
-def _missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
+def missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
+    """Which values, not of the spectrum, are missing."""
     row = variable.field
-    missing = np.isin(values, np.array([*{row.missing, row.missing_text, row.missing_value}], values.dtype))
+    found = np.isin(values, np.array([*{row.missing, row.missing_text, row.missing_value}], values.dtype))
     if row.column == "AvhrrStdDevRadiance":
-        missing |= values < 0  # -700 over a power of ten
-    return missing
+        found |= values < 0  # -700 over a power of ten
+    return found
 
 
 def mask(variable: Variable, values: Array) -> Array:
     """Values whose missing ones are NaN, of the type `variable.masked`."""
     masked = values.astype(variable.masked)
-    masked[_missing(variable, values)] = np.nan
+    masked[missing(variable, values)] = np.nan
     return masked
 
 
 def fill(variable: Variable, values: Array) -> Array:
     """The same values, of the file's own type; missing ones are made `Variable.fill`."""
-    values[_missing(variable, values)] = variable.fill
+    values[missing(variable, values)] = variable.fill
     return values
 
 
@@ -150,7 +151,7 @@ def stored(file: VexFile, variable: Variable, begin: int, end: int) -> Array:
     """Values of a variable, not of the spectrum, as they stand in the file; heights in kilometres in all records."""
     values = file.read(variable.field.name, begin, end)
     if variable.name == HEIGHT:
-        metres = ~_missing(variable, values)
+        metres = ~missing(variable, values)
         if file.header.l1c:
             metres &= file.read("day_version", begin, end) == -1  # the record has no L1C pixel
         values[metres] /= 1000

@@ -457,7 +457,7 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
     _check_paths(paths)
     if reference_temperature is not None and not reference_temperature > 0:
         raise ValueError("a reference temperature is above 0")
-    with replacing(os.fspath(out), force, map(os.fspath, paths)) as part, open(part, "wb") as file:
+    with replacing(os.fspath(out), force, [os.fspath(path) for path in paths]) as part, open(part, "wb") as file:
         with np.errstate(all="ignore"):  # what is no number is looked for at the end
             kind, said, columns = _merged(paths, reference_temperature)
         file.writelines(_blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
