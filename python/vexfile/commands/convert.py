@@ -41,7 +41,6 @@ LEVELS = {".nc": 1, ".zarr": 5, ".csv": 0}
 #: Coordinates are named by the variables that have them. Some tools want no others there than latitude and longitude,
 #: and these of at most two dimensions: the file as a whole names the others.
 GRID, OTHERS = "latitude longitude", "time wavenumber"
-EPOCH = np.datetime64("2010-01-01", "ns")
 
 
 @dataclass(frozen=True)
@@ -158,8 +157,7 @@ class Source:
     def _of_file(self, number: int, item: Item, begin: int, end: int) -> Array:
         file = self.files[number]
         if item.name == "time":
-            milliseconds: Array = (variables.read_time(file, begin, end) - EPOCH) / np.timedelta64(1, "ms")
-            return milliseconds
+            return variables.read_milliseconds(file, begin, end)
         variable = self.found[number][item.name]
         if variable.spectrum:
             return file.read_spectrum(begin, end, slice(None), True)
@@ -301,7 +299,7 @@ def _cells(item: Item, values: Array) -> npt.NDArray[np.object_]:
     values = values.reshape(len(values), -1)
     missing = np.isnan(values) if values.dtype.kind == "f" else values == item.fill
     if item.name == "time":
-        time = EPOCH + np.where(missing, 0, values).astype("m8[ms]")
+        time = variables.EPOCH + np.where(missing, 0, values).astype("m8[ms]")
         texts = np.char.add(np.datetime_as_string(time, "ms"), "Z").astype(object)
     else:
         texts = values.astype(str).astype(object)

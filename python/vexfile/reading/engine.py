@@ -15,7 +15,7 @@ from xarray.core import indexing
 
 from . import variables
 from .header import is_binary, is_text
-from .opening import HEAD, open_file
+from .opening import HEAD, open_file, path_of
 from ..statistics.files import is_statistics, open_statistics
 from .variables import Variable, VexFile
 
@@ -102,18 +102,20 @@ def _lazy(file: VexFile, variable: Variable, masked: bool) -> xarray.Variable:
     return xarray.Variable(variable.dimensions, indexing.LazilyIndexedArray(array), variable.attributes, encoding)
 
 
-def _time(file: VexFile) -> xarray.Variable:
-    array = LazyArray((file.pixels,), np.dtype("M8[ns]"), functools.partial(variables.read_time, file))
-    attributes = {"long_name": "time of the measurement, UTC", "standard_name": "time",
-                  "vex_name": "Year Month Day Hour Minute Milliseconds"}
-    encoding = {**variables.TIME_UNITS, "dtype": np.dtype("f8"), "_FillValue": np.nan,
-                "preferred_chunks": {"pixel": max(1, file.pixels)}}
+def _time(file: VexFile, decoded: bool) -> xarray.Variable:
+    array = LazyArray((file.pixels,), np.dtype("M8[ns]" if decoded else "f8"),
+                      functools.partial(variables.read_time if decoded else variables.read_milliseconds, file))
+    attributes: dict[str, Any] = {"long_name": "time of the measurement, UTC", "standard_name": "time",
+                                  "vex_name": "Year Month Day Hour Minute Milliseconds"}
+    encoding: dict[str, Any] = {"dtype": np.dtype("f8"), "_FillValue": None,
+                                "preferred_chunks": {"pixel": max(1, file.pixels)}}
+    (encoding if decoded else attributes).update(variables.TIME_UNITS)
     return xarray.Variable(("pixel",), indexing.LazilyIndexedArray(array), attributes, encoding)
 
 
-def _coordinates(file: VexFile, found: dict[str, Variable]) -> dict[str, xarray.Variable]:
-    """Those that are known without reading."""
-    coordinates = {"time": _time(file)}
+def _coordinates(file: VexFile, found: dict[str, Variable], decoded: bool) -> dict[str, xarray.Variable]:
+    """Time and those that are known without reading."""
+    coordinates = {"time": _time(file, decoded)}
     if any(variable.spectrum for variable in found.values()):
         channels = file.header.channels
         coordinates["channel"] = xarray.Variable("channel", channels, {"long_name": "channel number", "units": "1"})
@@ -141,12 +143,12 @@ def attributes(file: VexFile) -> dict[str, Any]:
     return {name: value for name, value in found.items() if not isinstance(value, str) or value}
 
 
-def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = ()) -> xarray.Dataset:
-    """The Dataset of a binary or text file; nothing is read yet."""
+def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = (), times: bool = True) -> xarray.Dataset:
+    """The Dataset of a binary or text file; nothing is read yet. `times`: as such, not as numbers."""
     found = variables.variables(file)
     dropped = {*drop, *(variables.TIME_FIELDS if mask else ())}
     lazy = {name: _lazy(file, variable, mask) for name, variable in found.items() if name not in dropped}
-    lazy |= {name: value for name, value in _coordinates(file, found).items() if name not in dropped}
+    lazy |= {name: value for name, value in _coordinates(file, found, times).items() if name not in dropped}
     data = xarray.Dataset(lazy, attrs=attributes(file))
     return data.set_coords([name for name in (*variables.COORDINATES, "wavenumber") if name in data])
 
@@ -155,10 +157,11 @@ class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]
     """The engine "vex": binary, text and statistics files."""
 
     description = "Files of vex: IASI spectra, retrievals and statistics"
-    open_dataset_parameters = ("filename_or_obj", "drop_variables", "mask", "index")
+    open_dataset_parameters = ("filename_or_obj", "drop_variables", "mask", "index", "mask_and_scale", "decode_times")
 
     def open_dataset(self, filename_or_obj: str | os.PathLike[str], *, drop_variables: Iterable[str] | str | None = None,
-                     mask: bool = True, index: bool = False) -> xarray.Dataset:
+                     mask: bool = True, index: bool = False, mask_and_scale: bool = True,
+                     decode_times: bool = True) -> xarray.Dataset:
         """Opens a file.
 
         Parameters
@@ -171,24 +174,28 @@ class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]
             Missing values are NaN; without it everything is as it stands in the file.
         index
             Look at the markers of all records of a large binary file now, not when they are read.
+        mask_and_scale
+            False is ``mask=False``.
+        decode_times
+            False: times are numbers.
 
         Raises
         ------
         FormatError
             The file is damaged, cut short, or not of vex.
         """
-        path = os.fspath(filename_or_obj)
+        path, mask = path_of(filename_or_obj), mask and mask_and_scale
         drop = [drop_variables] if isinstance(drop_variables, str) else list(drop_variables or ())
         with open(path, "rb") as file:
             head = file.read(HEAD)
         if is_statistics(head):
             return open_statistics(path, mask).drop_vars(drop, errors="ignore")
-        return dataset(open_file(path, index), mask, drop)
+        return dataset(open_file(path, index), mask, drop, decode_times)
 
     def guess_can_open(self, filename_or_obj: Any) -> bool:
         """Whether the file begins as one of vex does."""
         try:
-            with open(os.fspath(filename_or_obj), "rb") as file:
+            with open(path_of(filename_or_obj), "rb") as file:
                 head = file.read(HEAD)
         except (OSError, TypeError, ValueError):
             return False

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Callable
-from typing import Literal, TypeVar
+from typing import Any, Literal, TypeVar
 
 from .binary import BinaryFile
 from ..errors import FormatError
@@ -15,6 +16,20 @@ Sort = Literal["binary", "text", "statistics"]
 
 #: What tells the sorts of files apart, bytes.
 HEAD = 512
+
+
+def path_of(path: Any) -> str:
+    """An absolute path, which holds after a change of folder and in other processes; ``~`` is the home folder.
+
+    Raises
+    ------
+    TypeError
+        It is no path.
+    """
+    if not isinstance(path, (str, bytes, os.PathLike)):
+        what = "an open file" if hasattr(path, "read") else f"an object of type {type(path).__name__}"
+        raise TypeError(f"the path of a file is needed, not {what}")
+    return os.path.abspath(os.path.expanduser(os.fsdecode(path)))
 
 
 def sort_of(path: str) -> Sort:

@@ -41,6 +41,12 @@ LONG = 1 << 13
 LINES = 512
 
 
+def has_no_line(path: str) -> bool:
+    """Whether a file is a text file of vex with the names of its columns and nothing else."""
+    with open(path, "rb") as file:
+        return is_text(file.readline(LONGEST_HEADER)) and not file.read(1)
+
+
 class TextFile:
     """A text file of vex.
 

@@ -28,6 +28,7 @@ HEIGHT = "satellite_height"
 #: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
 #: exact as nanoseconds, too, from 1991 to 2028.
 TIME_UNITS = {"units": "milliseconds since 2010-01-01 00:00:00", "calendar": "standard"}
+EPOCH = np.datetime64("2010-01-01", "ns")
 
 
 @dataclass(frozen=True)
@@ -180,3 +181,9 @@ def read_time(file: VexFile, begin: int, end: int) -> npt.NDArray[np.datetime64]
     time: npt.NDArray[np.datetime64] = moment.astype("datetime64[ns]")
     time[~there] = np.datetime64("NaT")
     return time
+
+
+def read_milliseconds(file: VexFile, begin: int, end: int) -> npt.NDArray[np.float64]:
+    """Times of pixels in `TIME_UNITS`; NaN for NaT."""
+    milliseconds: npt.NDArray[np.float64] = (read_time(file, begin, end) - EPOCH) / np.timedelta64(1, "ms")
+    return milliseconds
