@@ -142,7 +142,7 @@ def test_comments_are_taken_as_they_stand(run: Run, archive: Archive, tmp_path: 
                "-lca", "1", "-sf", "0-9.5"]
     for options in (filters, ["-c", "9000"]):  # a run without channels has files without rows
         path = run(archive(*SAMPLE), *STATISTICS, *days(0), "-avhrr", "1", *options)
-        merge_statistics([path], tmp_path / "same")
+        merge_statistics([path], tmp_path / "same", force=True)
         assert (tmp_path / "same").read_bytes() == path.read_bytes()
         wanted = " ".join(options).replace("\udcff", "\ufffd") if options is filters else "none"
         assert open_statistics(path).filters == wanted
@@ -207,9 +207,9 @@ def test_merged_files_are_those_of_one_run(run: Run, archive: Archive, tmp_path:
     for path in sorted(whole.parent.glob("out*")):
         files = [one.with_name(path.name) for one in runs]
         if parts == "step by step":
-            merge_statistics(files[:2], tmp_path / "first", reference)
+            merge_statistics(files[:2], tmp_path / "first", reference, force=True)
             files[:2] = [tmp_path / "first"]
-        said = merge_statistics(files, tmp_path / path.name, reference)
+        said = merge_statistics(files, tmp_path / path.name, reference, force=True)
         assert said == []
         check_alike(read_statistics(tmp_path / path.name), read_statistics(path))
 

@@ -70,7 +70,7 @@ examples:
   vexfile dump retrievals.bin --fields time,latitude,longitude,twt_skin_temperature
 """
 CONVERT = """\
-The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.8), .zarr (a folder) or .csv (a line for
+The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.9), .zarr (a folder) or .csv (a line for
 each pixel). Files of equal layout follow one another. Statistics files are converted one by one.
 
 examples:

@@ -94,21 +94,37 @@ def _layers(file: VexFile) -> dict[str, list[int]]:
             for block, name in LAYERS.items() if block in file.header.kinds}
 
 
+class Extent:
+    """When and where pixels are, by blocks of their coordinates."""
+
+    def __init__(self) -> None:
+        self._ends: dict[str, list[Any]] = {"time": [], "latitude": []}
+        self._longitudes = [np.empty(0)]
+
+    def add(self, name: str, values: npt.NDArray[Any]) -> None:
+        """Takes in times (datetime64), latitudes or longitudes."""
+        if name == "longitude":
+            self._longitudes.append(np.unique(values[np.abs(values) <= 360]))
+        else:
+            self._ends[name] += _ends(values[~np.isnat(values) if name == "time" else np.abs(values) <= 90])
+
+    def facts(self) -> Facts:
+        """First and last time, and the smallest box in degrees; null where no pixel tells."""
+        first, last = _ends(np.array(self._ends["time"], "M8[ns]")) or [None, None]
+        south, north = _ends(np.array(self._ends["latitude"])) or [None, None]
+        west, east = _box(np.concatenate(self._longitudes))
+        return {"first_time": _iso(first), "last_time": _iso(last), "south": _short(south), "north": _short(north),
+                "west": _short(west), "east": _short(east)}
+
+
 def _extent(file: VexFile) -> Facts:
-    """When and where the pixels are."""
-    times, latitudes, longitudes = [], [], []
+    found = Extent()
     for begin in range(0, file.pixels, PIXELS):
         end = min(file.pixels, begin + PIXELS)
-        time = read_time(file, begin, end)
-        latitude, longitude = (file.read(name, begin, end) for name in ("latitude", "longitude"))
-        times += _ends(time[~np.isnat(time)])
-        latitudes += _ends(latitude[np.abs(latitude) <= 90])
-        longitudes.append(np.unique(longitude[np.abs(longitude) <= 360]))
-    first, last = _ends(np.array(times, "M8[ns]")) or [None, None]
-    south, north = _ends(np.array(latitudes)) or [None, None]
-    west, east = _box(np.concatenate(longitudes)) if longitudes else (None, None)
-    return {"first_time": _iso(first), "last_time": _iso(last), "south": _short(south), "north": _short(north),
-            "west": _short(west), "east": _short(east)}
+        found.add("time", read_time(file, begin, end))
+        for name in ("latitude", "longitude"):
+            found.add(name, file.read(name, begin, end))
+    return found.facts()
 
 
 def _ends(values: npt.NDArray[Any]) -> list[Any]:

@@ -16,7 +16,7 @@ from xarray.core import indexing
 from . import variables
 from .header import is_binary, is_text
 from .opening import HEAD, open_file, path_of
-from ..statistics.files import is_statistics, open_statistics
+from ..statistics.files import CONVENTIONS, is_statistics, open_statistics
 from .variables import Variable, VexFile
 
 Array = npt.NDArray[Any]
@@ -96,7 +96,8 @@ def preferred_chunks(variable: Variable) -> dict[str, int]:
 def _lazy(file: VexFile, variable: Variable, masked: bool) -> xarray.Variable:
     encoding: dict[str, Any] = {"preferred_chunks": preferred_chunks(variable)}
     if masked:
-        encoding |= {"dtype": variable.raw, "_FillValue": variable.raw.type(variable.fill)}
+        fill = None if variable.name in variables.COORDINATES else variable.raw.type(variable.fill)
+        encoding |= {"dtype": variable.raw, "_FillValue": fill}
     array = LazyArray(variable.shape, variable.masked if masked else variable.raw,
                       functools.partial(variables.read, file, variable, masked), variable.spectrum)
     return xarray.Variable(variable.dimensions, indexing.LazilyIndexedArray(array), variable.attributes, encoding)
@@ -122,7 +123,7 @@ def _coordinates(file: VexFile, found: dict[str, Variable], decoded: bool) -> di
         coordinates["wavenumber"] = xarray.Variable(
             "channel", variables.wavenumbers(channels),
             {"long_name": "wavenumber of the channel", "units": "cm-1",
-             "standard_name": "sensor_band_central_radiation_wavenumber"})
+             "standard_name": "sensor_band_central_radiation_wavenumber"}, {"_FillValue": None})
     for variable in found.values():
         for dimension, size in zip(variable.dimensions[1:], variable.shape[1:]):
             if dimension != "channel":
@@ -135,7 +136,7 @@ def _coordinates(file: VexFile, found: dict[str, Variable], decoded: bool) -> di
 def attributes(file: VexFile) -> dict[str, Any]:
     """What is said of a file as a whole."""
     header = file.header
-    found = {"Conventions": "CF-1.8", "title": "IASI " + " and ".join(
+    found = {"Conventions": CONVENTIONS, "title": "IASI " + " and ".join(
         ["spectra"] * header.l1c + ["retrievals"] * bool(header.kinds)), "source": "vex", "instrument": "IASI",
         "platform": header.platform, "satellite_identifier": np.int32(header.satellite),
         "products": " ".join(["L1C"] * header.l1c + list(header.kinds)),
@@ -149,8 +150,22 @@ def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = (), times: b
     dropped = {*drop, *(variables.TIME_FIELDS if mask else ())}
     lazy = {name: _lazy(file, variable, mask) for name, variable in found.items() if name not in dropped}
     lazy |= {name: value for name, value in _coordinates(file, found, times).items() if name not in dropped}
+    _refer(lazy)
     data = xarray.Dataset(lazy, attrs=attributes(file))
     return data.set_coords([name for name in (*variables.COORDINATES, "wavenumber") if name in data])
+
+
+def _refer(data: dict[str, xarray.Variable]) -> None:
+    """Names the coordinates of each variable that has pixels, and the flags of the spectrum."""
+    flags = " ".join(name for name in data if name.startswith("quality_flag_"))
+    for name, variable in data.items():
+        if "pixel" in variable.dims and name not in variables.COORDINATES:
+            spectrum = "channel" in variable.dims
+            there = [one for one in (*variables.COORDINATES, *["wavenumber"] * spectrum) if one in data]
+            if there:
+                variable.encoding["coordinates"] = " ".join(there)
+            if spectrum and flags:
+                variable.attrs["ancillary_variables"] = flags
 
 
 class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]

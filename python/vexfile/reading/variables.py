@@ -104,7 +104,8 @@ def _attributes(row: Field, raw: np.dtype[Any]) -> dict[str, Any]:
     if row.standard_name:
         attributes["standard_name"] = row.standard_name
     if row.meaning:
-        attributes["comment"] = row.meaning.replace("`", "")
+        meaning = row.meaning.partition(";")[0] if row.name == HEIGHT else row.meaning
+        attributes["comment"] = meaning.replace("`", "")
     if row.valid_range:
         attributes["valid_range"] = np.array(row.valid_range, raw)
     if row.codes:
