@@ -190,7 +190,8 @@ def test_values(runs: Runs, copy: Copy, capfdbinary: Capture) -> None:
     for name, form, value, said in (
             ("latitude", "f", 91.5, "Latitude from -90 to 90, found 91.5"), ("hour", "B", 24, "Hour from 0 to 23, found 24"),
             ("longitude", "f", np.nan, "Longitude from -180 to 180, found nan"), ("l2_land_sea_qualifier", "B", 3, "found 3"),
-            ("clp_cloud_phase", "i", 7, "CloudPhase# from 0 to 6, found 7"), ("l2_day_night_qualifier", "B", 3, "of 0-2, found 3"), ("satellite_height", "f", 829900e3, "found 829900")):
+            ("clp_cloud_phase", "i", 7, "CloudPhase# from 0 to 6, found 7"), ("l2_day_night_qualifier", "B", 3, "of 0-2, found 3"),
+            ("satellite_height", "f", 829900e3, "found 829900")):
         pixel = next(i for i in range(file.pixels) if file.read("clp_cloud_phase", i, i + 1)[0, 0] >= 0)
         bad = bytearray(data)
         struct.pack_into("<" + form, bad, begins[pixel] + places[name].offset, value)
@@ -393,6 +394,22 @@ def test_statistics_and_pictures(runs: Runs, tmp_path: pathlib.Path, capfdbinary
         (tmp_path / "a.png").unlink()
     status, out, err = vexfile_says(capfdbinary, "plot", "map", path, tmp_path / "a.png", "--channel", "7")
     assert (status, out, err.count(b"\n")) == (2, b"", 1)
+
+
+def test_words_for_people(runs: Runs, tmp_path: pathlib.Path, capfdbinary: Capture) -> None:
+    """A BUFR file is told as such, with what to run; unknown fields are told with a few that are alike; --debug tells where."""
+    bufr = next(runs.archive("old").rglob("*l1_bufr"))
+    status, _, err = vexfile_says(capfdbinary, "info", bufr)
+    assert status == 1 and b"found a BUFR message; vex reads these" in err and b"vex -d" in err and err.count(b"\n") == 1
+    path = runs.run("old", ALL)
+    for words in (("dump", path, "--fields", "clp_cloud_phse"),
+                  ("plot", "map", path, tmp_path / "a.png", "--field", "clp_cloud_phse")):
+        status, _, err = vexfile_says(capfdbinary, *words)
+        assert status == 2 and b"no field 'clp_cloud_phse'; similar: clp_cloud_phase" in err and len(err) < 250
+    assert b"vexfile(5) lists fields" in vexfile_says(capfdbinary, "dump", path, "--fields", "qqq")[2]
+    for words in (("--debug", "check", bufr), ("check", bufr, "--debug"), ("dump", path, "--debug", "--fields", "qqq")):
+        err = vexfile_says(capfdbinary, *words)[2]
+        assert err.startswith(b"Traceback") and err.splitlines()[-1].startswith(b"vexfile: ")
 
 
 @pytest.mark.parametrize("words", [

@@ -173,6 +173,8 @@ def test_large_files(equal: Path, copy: Copy, monkeypatch: pytest.MonkeyPatch) -
                 assert np.array_equal(data.radiance[part, channel], whole.radiance[part, channel], equal_nan=True)
                 assert np.array_equal(data.trg_integrated_co_density[part], whole.trg_integrated_co_density[part], True)
     content = bytearray(equal.read_bytes())
+    with pytest.raises(vexfile.FormatError):  # whole records and a piece of one more
+        vexfile.open(copy(equal, bytes(content[:-9])))
     step = struct.unpack_from("<i", content, struct.unpack_from("<i", content)[0] + 8)[0] + 8
     place = struct.unpack_from("<i", content)[0] + 8 + 21 * step
     content[place] ^= 1

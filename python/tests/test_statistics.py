@@ -257,6 +257,7 @@ def test_files_that_do_not_belong_together_are_refused(run: Run, archive: Archiv
         ([second("-maxres", "5", *CHANNELS)], "-maxres 5 chooses"),
         ([first, f"{second(*CHANNELS, *HISTOGRAMS)}.HistoLatitude.txt"], "another kind"),
         ([f"{second(*CHANNELS, '-histlat', limits)}.HistoLatitude.txt" for limits in ("-9-9,3", "-9-8,3")], "ClassMin"),
+        ([f"{second(*CHANNELS, '-histlat', limits)}.HistoLatitude.txt" for limits in ("-9-9,1", "-9-8,1")], "ClassMax"),
         ([run(folder, *STATISTICS, *days(0), *warm), second(*warm)], "-tbref"),
     ]
     for files, message in refused:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import textwrap
-from collections.abc import Iterable, Iterator
+from collections.abc import Iterator
 from typing import Any, NamedTuple
 
 import numpy as np
@@ -16,7 +16,7 @@ from ..reading.layout import Field
 from .numerals import surely_numbers
 from ..reading.opening import open_file, sort_of, with_index
 from ..reading.text import TextFile
-from ..reading.variables import VexFile, missing, read_time, stored, variables
+from ..reading.variables import VexFile, missing, ranges, read_time, stored, variables
 
 #: Pixels that are looked at together; a multiple of what the readers keep together.
 PIXELS = 1 << 16
@@ -32,17 +32,6 @@ LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
 UNITS = {"binary": "record", "text": "line", "statistics": "row"}
 
 Facts = dict[str, Any]
-
-
-def ranges(numbers: Iterable[int]) -> str:
-    """Numbers as the options of vex give them: ``1-5,8``."""
-    found: list[list[int]] = []
-    for number in numbers:
-        if found and number == found[-1][1] + 1:
-            found[-1][1] = number
-        else:
-            found.append([number, number])
-    return ",".join(str(first) if first == last else f"{first}-{last}" for first, last in found)
 
 
 def facts(path: str) -> Facts:

@@ -14,6 +14,7 @@ from xarray.backends import BackendArray, BackendEntrypoint
 from xarray.core import indexing
 
 from . import variables
+from ..physics import wavenumber
 from .header import is_binary, is_text
 from .opening import HEAD, open_file, path_of
 from ..statistics.files import CONVENTIONS, is_statistics, open_statistics
@@ -121,7 +122,7 @@ def _coordinates(file: VexFile, found: dict[str, Variable], decoded: bool) -> di
         channels = file.header.channels
         coordinates["channel"] = xarray.Variable("channel", channels, {"long_name": "channel number", "units": "1"})
         coordinates["wavenumber"] = xarray.Variable(
-            "channel", variables.wavenumbers(channels),
+            "channel", wavenumber(channels),
             {"long_name": "wavenumber of the channel", "units": "cm-1",
              "standard_name": "sensor_band_central_radiation_wavenumber"}, {"_FillValue": None})
     for variable in found.values():

@@ -48,6 +48,9 @@ def sort_of(path: str) -> Sort:
         from ..statistics.files import is_statistics
         if is_statistics(head):
             return "statistics"
+    if not is_binary(head) and (place := head.find(b"BUFR")) >= 0:
+        raise FormatError(path, place, "a file that vex wrote, found a BUFR message; vex reads these from the folders of an "
+                          "archive: vex -d ARCHIVE/L1C -fd 2013-04-20 -ld 2013-04-20 -c 1021 -out OUT.bin")
     if not is_binary(head):
         BinaryFile(path)
     return "binary"

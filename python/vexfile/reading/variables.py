@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import re
-from collections.abc import Iterator
+from collections.abc import Iterable, Iterator
 from dataclasses import dataclass
 from typing import Any
 
@@ -16,9 +16,6 @@ from .text import TextFile
 
 Array = npt.NDArray[Any]
 VexFile = BinaryFile | TextFile
-
-#: Channel c has the wavenumber FIRST + STEP * c, cm-1.
-WAVENUMBER_FIRST, WAVENUMBER_STEP = 644.75, 0.25
 
 TIME_FIELDS = ("year", "month", "day", "hour", "minute", "milliseconds")
 COORDINATES = ("time", "latitude", "longitude")
@@ -144,9 +141,15 @@ def variables(file: VexFile) -> dict[str, Variable]:
     return {variable.name: variable for variable in _rows(file) if variable}
 
 
-def wavenumbers(channels: npt.NDArray[np.int32]) -> npt.NDArray[np.float64]:
-    """Wavenumbers of channels, cm-1."""
-    return WAVENUMBER_FIRST + WAVENUMBER_STEP * channels
+def ranges(numbers: Iterable[int]) -> str:
+    """Numbers as the options of vex give them: ``1-5,8``."""
+    found: list[list[int]] = []
+    for number in numbers:
+        if found and number == found[-1][1] + 1:
+            found[-1][1] = number
+        else:
+            found.append([number, number])
+    return ",".join(str(first) if first == last else f"{first}-{last}" for first, last in found)
 
 
 def stored(file: VexFile, variable: Variable, begin: int, end: int) -> Array:

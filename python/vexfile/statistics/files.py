@@ -15,9 +15,11 @@ import numpy as np
 import numpy.typing as npt
 
 from vexfile.errors import FormatError
+from vexfile.physics import wavenumber
+from vexfile.reading.header import platform
 from vexfile.statistics.format import (
-    CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, SATELLITES, UDUNITS, Found, Line,
-    Quantity, column_names, comments, edges, is_count, key, prefixes, products, quantities, wavenumber)
+    CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, UDUNITS, Found, Line,
+    Quantity, column_names, comments, edges, is_count, key, prefixes, products, quantities)
 
 if TYPE_CHECKING:
     import xarray as xr
@@ -416,11 +418,12 @@ def _text(text: str) -> str:
 def _attributes(file: Statistics) -> dict[str, Any]:
     satellite = file.fields["satellite"]
     filters = [line.removeprefix("Filter: ") for line in file.comments if line.startswith("Filter: ")]
+    number = -1 if satellite == "unknown" else int(satellite)
     attributes = {
         "Conventions": CONVENTIONS, "title": file.comments[0], "source": "vex", "instrument": "IASI",
-        **({} if satellite == "unknown" else {"platform": SATELLITES.get(satellite, f"satellite {satellite}")}),
-        "satellite": SATELLITES.get(satellite, satellite),
-        "satellite_identifier": -1 if satellite == "unknown" else int(satellite),
+        **({"platform": platform(number)} if number >= 0 else {}),
+        "satellite": platform(number).removeprefix("satellite ") or satellite,
+        "satellite_identifier": number,
         "first_date": file.fields["first_date"],
         "last_date": file.fields["last_date"],
         "filters": _text(" ".join(filters) or "none"),

@@ -24,14 +24,13 @@ import numpy.typing as npt
 
 from vexfile.statistics.files import Columns, Statistics, read_statistics
 from vexfile.statistics.format import (
-    FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities, wavenumber)
+    FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities)
+from vexfile.physics import brightness_temperature, radiance, slope, wavenumber
 from vexfile.writing import replacing
 
 Path = str | os.PathLike[str]
 Reals = npt.NDArray[np.float64]
 
-C1 = 1.1910659e-10  # 2hc2, for radiances in W/(m2 sr m-1) and wavenumbers in cm-1
-C2 = 1.438833  # hc/k, cm K
 IMAGER_WAVENUMBER = 869.5  # cm-1
 CELLS = 1 << 18  # of a table, turned into text at a time
 
@@ -98,28 +97,6 @@ def columns_of(moments: Moments) -> Columns:
         "Skewness": np.where(variance == 0, 0, moments.m3 / count / some / np.sqrt(some)),
         "Kurtosis": np.where(variance == 0, 0, moments.m4 / count / some / some - 3),
     }
-
-
-def radiance(wave: npt.ArrayLike, temperature: npt.ArrayLike) -> Reals:
-    """The Planck function, W/(m2 sr m-1), at wavenumbers (cm-1) and temperatures (K). NaN at 0 K and below."""
-    wave, temperature = np.asarray(wave, np.float64), np.asarray(temperature, np.float64)
-    warm = np.where(temperature > 0, temperature, np.nan)
-    return np.asarray(C1 * wave**3 / np.expm1(C2 * wave / warm))
-
-
-def slope(wave: npt.ArrayLike, temperature: npt.ArrayLike) -> Reals:
-    """The slope of the Planck function, W/(m2 sr m-1 K). NaN at 0 K and below."""
-    wave, temperature = np.asarray(wave, np.float64), np.asarray(temperature, np.float64)
-    warm = np.where(temperature > 0, temperature, np.nan)
-    power = np.exp(C2 * wave / warm)
-    return np.asarray(C1 * wave**3 * C2 * wave * power / (warm * warm) / ((power - 1) * (power - 1)))
-
-
-def brightness_temperature(wave: npt.ArrayLike, radiances: npt.ArrayLike) -> Reals:
-    """The inverse of the Planck function, K; 0 where the radiance is not above 0."""
-    wave, radiances = np.asarray(wave, np.float64), np.asarray(radiances, np.float64)
-    bright = np.where(radiances > 0, radiances, np.inf)
-    return np.where(radiances > 0, C2 * wave / np.log(C1 * wave**3 / bright + 1), 0)
 
 
 @dataclass(frozen=True)
