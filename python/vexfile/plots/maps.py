@@ -259,17 +259,9 @@ def mark_sizes(axes: Any, x: Array, y: Array) -> Array:
     return np.where(distance > 0, np.clip(1.8 * distance, SMALLEST, LARGEST), LARGEST)
 
 
-def plot_map(
-    dataset: xr.Dataset,
-    out: PathName,
-    field: str | None = None,
-    channel: float | None = None,
-    limits: tuple[float, float] | None = None,
-    projection: str | None = None,
-    title: str | None = None,
-    index: int | Sequence[int] = 0,
-    land: PathName | None = None,
-) -> Any:
+def plot_map(dataset: xr.Dataset, out: PathName, field: str | None = None, channel: float | None = None,
+             limits: tuple[float, float] | None = None, projection: str | None = None, title: str | None = None,
+             index: int | Sequence[int] = 0, land: PathName | None = None) -> Any:
     """Draw the pixels of a channel or of a field on a map.
 
     Parameters
@@ -331,18 +323,8 @@ def seen(crs: Any, pixels: Pixels) -> tuple[Array, Array, Pixels]:
     return x[there], y[there], rest
 
 
-def draw_pixels(
-    figure: Any,
-    crs: Any,
-    x: Array,
-    y: Array,
-    values: Array,
-    attrs: Any,
-    words: str,
-    limits: tuple[float, float] | None,
-    title: str,
-    land: PathName | None,
-) -> None:
+def draw_pixels(figure: Any, crs: Any, x: Array, y: Array, values: Array, attrs: Any, words: str,
+                limits: tuple[float, float] | None, title: str, land: PathName | None) -> None:
     found = categories(values, attrs)
     shown = values if found else style.unit(attrs)[0] * values
     look = category_colours(found) if found else colours(shown, limits)

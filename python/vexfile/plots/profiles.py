@@ -257,9 +257,11 @@ def plot_profile(dataset: xr.Dataset, out: PathName, pixels: Sequence[int] | Non
     with style.picture(out) as figure:
         quantities = available(dataset)
         if pixels is None:
-            handles, count = draw_all(figure, dataset, quantities)
+            handles, count = draw_found(figure, [(one, *collect(dataset, one)) for one in quantities], draw_means)
         else:
-            handles, count = draw_some(figure, dataset, quantities, data.chosen(dataset, pixels))
+            names = data.name_pixels(dataset, data.chosen(dataset, pixels))
+            handles, count = draw_found(figure, [(one, *read_chosen(dataset, one, pixels)) for one in quantities],
+                                        lambda panel, _, profile: draw_chosen(panel, profile, names))
         when = data.span(data.times(dataset, pixels))
         title = data.heading(dataset, when, data.counted(count, "profile"))
         figure.suptitle(style.wrapped(title, figure.get_figwidth()), fontsize=8)
@@ -271,25 +273,12 @@ def plot_profile(dataset: xr.Dataset, out: PathName, pixels: Sequence[int] | Non
     return figure
 
 
-def draw_all(figure: Any, dataset: xr.Dataset, quantities: Sequence[Quantity]) -> tuple[list[Any], int]:
-    """Means of all pixels. Returns what the legend shows, and the number of pixels with a profile."""
-    found = [(quantity, *collect(dataset, quantity)) for quantity in quantities]
-    drawn = [(quantity, means, seen) for quantity, means, seen in found if seen.any()]
+def draw_found(figure: Any, found: list[tuple[Quantity, Any, NDArray[np.bool_]]],
+               draw: Callable[[Any, Quantity, Any], list[Any]]) -> tuple[list[Any], int]:
+    """A panel for each quantity that any pixel has. Returns what the legend shows, and the number of pixels with a profile."""
+    drawn = [(quantity, profiles, seen) for quantity, profiles, seen in found if seen.any()]
     panels = add_panels(figure, [quantity for quantity, _, _ in drawn])
-    handles = [handle for panel, (q, means, _) in zip(panels, drawn) for handle in draw_means(panel, q, means)]
-    set_axes(panels, [quantity for quantity, _, _ in drawn])
-    return handles, int(np.any([seen for _, _, seen in drawn], axis=0).sum())
-
-
-def draw_some(
-    figure: Any, dataset: xr.Dataset, quantities: Sequence[Quantity], pixels: Sequence[int]
-) -> tuple[list[Any], int]:
-    """The same for chosen pixels."""
-    names = data.name_pixels(dataset, pixels)
-    found = [(quantity, *read_chosen(dataset, quantity, pixels)) for quantity in quantities]
-    drawn = [(quantity, profile, seen) for quantity, profile, seen in found if seen.any()]
-    panels = add_panels(figure, [quantity for quantity, _, _ in drawn])
-    handles = [handle for panel, (_, profile, _) in zip(panels, drawn) for handle in draw_chosen(panel, profile, names)]
+    handles = [handle for panel, (quantity, profiles, _) in zip(panels, drawn) for handle in draw(panel, quantity, profiles)]
     set_axes(panels, [quantity for quantity, _, _ in drawn])
     return handles, int(np.any([seen for _, _, seen in drawn], axis=0).sum())
 

@@ -271,14 +271,8 @@ def corners(bounds: Array, places: slice | NDArray[np.int64]) -> Array:
     return np.append(chosen[0, 0], chosen[0, 0] + widths)
 
 
-def draw_grid(
-    figure: Any,
-    dataset: xr.Dataset,
-    field: str | None,
-    limits: tuple[float, float] | None,
-    projection: str | None,
-    land: PathName | None,
-) -> None:
+def draw_grid(figure: Any, dataset: xr.Dataset, field: str | None, limits: tuple[float, float] | None,
+              projection: str | None, land: PathName | None) -> None:
     chosen = grid_field(dataset, field)
     count = np.asarray(dataset[str(chosen.name).split("_")[0] + "_count"].values)
     rows, columns = seen_part(count > 0)
@@ -319,14 +313,9 @@ KINDS: dict[frozenset[str], Callable[[Any, xr.Dataset], None]] = {
 GRID = {"latitude", "longitude"}
 
 
-def plot_statistics(
-    statistics: xr.Dataset | PathName,
-    out: PathName,
-    field: str | None = None,
-    limits: tuple[float, float] | None = None,
-    projection: str | None = None,
-    land: PathName | None = None,
-) -> Any:
+def plot_statistics(statistics: xr.Dataset | PathName, out: PathName, field: str | None = None,
+                    limits: tuple[float, float] | None = None, projection: str | None = None,
+                    land: PathName | None = None) -> Any:
     """Draw a statistics file: spectra, a histogram, a histogram of radiances or a grid.
 
     Parameters

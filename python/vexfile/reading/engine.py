@@ -178,28 +178,7 @@ class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]
     def open_dataset(self, filename_or_obj: str | os.PathLike[str], *, drop_variables: Iterable[str] | str | None = None,
                      mask: bool = True, index: bool = False, mask_and_scale: bool = True,
                      decode_times: bool = True) -> xarray.Dataset:
-        """Opens a file.
-
-        Parameters
-        ----------
-        filename_or_obj
-            Path of the file.
-        drop_variables
-            Variables to leave out.
-        mask
-            Missing values are NaN; without it everything is as it stands in the file.
-        index
-            Look at the markers of all records of a large binary file now, not when they are read.
-        mask_and_scale
-            False is ``mask=False``.
-        decode_times
-            False: times are numbers.
-
-        Raises
-        ------
-        FormatError
-            The file is damaged, cut short, or not of vex.
-        """
+        """Opens a file without `drop_variables`; see `vexfile.open` for the others and for what is raised."""
         path, mask = path_of(filename_or_obj), mask and mask_and_scale
         drop = [drop_variables] if isinstance(drop_variables, str) else list(drop_variables or ())
         with open(path, "rb") as file:

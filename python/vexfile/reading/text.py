@@ -30,9 +30,9 @@ Integers = npt.NDArray[np.int64]
 CHUNK = 1 << 22
 #: The longest line that names columns, bytes.
 LONGEST_HEADER = 1 << 26
-#: What no number of a text file, inf and nan among them, has, nor what stands between them.
-STRANGE = re.compile(rb"[^0-9+\-.einfa\t\n]")
+#: What numbers of a text file, inf and nan among them, and what is between them consist of.
 PRINTED = b"0123456789+-.einfa\t\n"
+STRANGE = re.compile(b"[^%s]" % re.escape(PRINTED))
 #: The largest integer.
 LARGEST = (1 << 31) - 1
 #: Lines of more bytes are looked at one by one.

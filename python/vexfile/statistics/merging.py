@@ -17,7 +17,6 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass
-from typing import Protocol
 
 import numpy as np
 import numpy.typing as npt
@@ -127,19 +126,6 @@ def _temperatures(file: Statistics, reference: float | None) -> Temperatures | N
         return Temperatures(wavenumber(file.columns["Channel"]), None)
     at = np.nan if reference is None else float(np.float32(reference))  # as vex keeps it
     return Temperatures(wavenumber(file.columns["Channel"]), at)
-
-
-class _Merger(Protocol):
-    """What takes in the rows of one file after the other."""
-
-    def add(self, file: Statistics) -> None:
-        """Another file."""
-
-    def columns(self) -> Columns:
-        """Those of the file that is written."""
-
-    def remark(self) -> str:
-        """Which of the remarks on values that the files do not tell there is to make."""
 
 
 class _Group:
@@ -274,7 +260,7 @@ class _GridMerger:
         return "" if self.exact else "weighted"
 
 
-def _merger(file: Statistics, reference: float | None) -> _Merger:
+def _merger(file: Statistics, reference: float | None) -> _MomentsMerger | _RadianceMerger | _GridMerger:
     if file.kind == "grid":
         return _GridMerger(file)
     if file.kind == "radiance_histogram":
