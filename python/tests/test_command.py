@@ -437,5 +437,6 @@ def test_as_a_program(runs: Runs) -> None:
     version = tomllib.loads(pathlib.Path(__file__).parents[1].joinpath("pyproject.toml").read_text())["project"]["version"]
     assert program("--version").stdout.decode() == f"vexfile {version}\n" and b"exit status" in program("--help").stdout
     slow = "import sys; from vexfile.command import main; main(sys.argv[1:]); print({'xarray', 'pandas'} & {*sys.modules})"
-    done = subprocess.run([sys.executable, "-c", slow, "info", path], env=HERE, capture_output=True, text=True)
-    assert done.stdout.endswith("set()\n"), done
+    for one in (path, runs.run("old", ALL, "txt")):
+        done = subprocess.run([sys.executable, "-c", slow, "info", one], env=HERE, capture_output=True, text=True)
+        assert done.stdout.endswith("set()\n"), done

@@ -6,9 +6,11 @@ once, the columns of the last lines (64 MB at most), and the result.
 
 from __future__ import annotations
 
+import contextlib
 import io
 import os
 import re
+import sys
 from collections.abc import Iterator
 from dataclasses import replace
 from typing import Any
@@ -28,6 +30,8 @@ Integers = npt.NDArray[np.int64]
 
 #: What is read at once, bytes.
 CHUNK = 1 << 22
+#: Files up to this size are parsed without pandas, bytes.
+SMALL = 1 << 20
 #: The longest line that names columns, bytes.
 LONGEST_HEADER = 1 << 26
 #: What numbers of a text file, inf and nan among them, and what is between them consist of.
@@ -239,10 +243,13 @@ class TextFile:
 
     def _parse(self, lines: list[bytes], numbers: Integers, columns: int, wanted: Integers) -> Array:
         """Columns of equal lines as float64 (line, column); an empty one is NaN."""
-        import pandas
         data = b"".join(lines)
         if data.translate(None, PRINTED):
             raise self._no_number(lines, numbers)
+        if self.size <= SMALL and "pandas" not in sys.modules:  # which takes longer to import than this to parse
+            with contextlib.suppress(ValueError):  # of empty columns
+                return np.loadtxt(io.BytesIO(data), np.float64, None, "\t", usecols=wanted.tolist(), ndmin=2)
+        import pandas
         try:
             table = pandas.read_csv(io.BytesIO(data), sep="\t", header=None, names=range(columns),
                                     usecols=wanted.tolist(), dtype=np.float64, na_values=["", "nan", "-nan"],
