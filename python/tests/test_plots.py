@@ -111,7 +111,7 @@ def test_map_of_fields(tmp_path: Path) -> None:
     assert [text.get_text() for text in bar.get_xticklabels()] == ["water", "mixed phase"]
     for channel, number in ((660.0, None), (659.75, 60), (60, 60)):
         if number is None:
-            with pytest.raises(ValueError, match=r"no channel at 660 cm-1: the file has channels 1-40, 60, 1000-1020"):
+            with pytest.raises(ValueError, match=r"no channel at 660 cm-1: the file has the channels 1-40, 60, 1000-1020"):
                 draw(channel=channel)
         else:
             marks = draw(channel=channel).axes[0].collections[-1].get_array()
