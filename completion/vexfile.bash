@@ -23,51 +23,51 @@ _vexfile_value() {
 _vexfile_place() {
   case $1 in
     "")
-      options=(-h --help --version)
+      options=(-h --help --debug --version)
       commands=(info check dump convert cat merge-stat plot) places=()
       ;;
     " info")
-      options=(-h --help --json)
+      options=(-h --help --debug --json)
       commands=() places=(path+)
       ;;
     " check")
-      options=(-h --help)
+      options=(-h --help --debug --values)
       commands=() places=(path+)
       ;;
     " dump")
-      options=(-h --help --pixels --fields)
+      options=(-h --help --debug --pixels --fields)
       commands=() places=(path)
       ;;
     " convert")
-      options=(-h --help --compression --uncompressed --force)
+      options=(-h --help --debug --compression --uncompressed --force)
       commands=() places=(path+)
       ;;
     " cat")
-      options=(-h --help -o --out --force)
+      options=(-h --help --debug -o --out --force)
       commands=() places=(path+)
       ;;
     " merge-stat")
-      options=(-h --help --tbref -o --out --force)
+      options=(-h --help --debug --tbref -o --out --force)
       commands=() places=(path+)
       ;;
     " plot")
-      options=(-h --help)
+      options=(-h --help --debug)
       commands=(map spectrum profile statistics) places=()
       ;;
     " plot map")
-      options=(-h --help --channel --index --title --field --limits --projection --land)
+      options=(-h --help --debug --channel --index --title --field --limits --projection --land)
       commands=() places=(path path)
       ;;
     " plot spectrum")
-      options=(-h --help --pixels)
+      options=(-h --help --debug --pixels)
       commands=() places=(path path)
       ;;
     " plot profile")
-      options=(-h --help --pixels)
+      options=(-h --help --debug --pixels)
       commands=() places=(path path)
       ;;
     " plot statistics")
-      options=(-h --help --field --limits --projection --land)
+      options=(-h --help --debug --field --limits --projection --land)
       commands=() places=(path path)
       ;;
   esac

@@ -10,6 +10,7 @@
 #
 # Run as a program it prints the records as vex -of txt does: Rscript read_vex.R FILE
 # The fields are described in docs/formats.md, in the column "Variable" (without the prefix of the block). A file is held in memory as a whole.
+# HeightOfStation (satellite_height) is in km in records with an L1C pixel, and in metres in all others.
 
 vex_archive_channels <- 8700  # samples of a message; the last 239 are behind the spectrum
 vex_sizes <- c(h = 2, b = 1, i = 4, r = 4)  # bytes of int2, int1, int4, real4

@@ -1,6 +1,7 @@
 /* Prints the records of a binary file of vex as vex -of txt does.
  * cc -O2 -o read_vex read_vex.c && ./read_vex FILE
- * The fields are described in docs/formats.md. */
+ * The fields are described in docs/formats.md.
+ * HeightOfStation (satellite_height) is in km in records with an L1C pixel, and in metres in all others. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,6 +1,7 @@
 ! Prints the records of a binary file of vex, the columns as vex -of txt has them, reals with all their digits.
 ! gfortran -std=f2008 -O2 -o read_vex read_vex.f90 && ./read_vex FILE
 ! The fields are described in docs/formats.md.
+! HeightOfStation (satellite_height) is in km in records with an L1C pixel, and in metres in all others.
 program read_vex
   use, intrinsic :: iso_fortran_env, only: error_unit, int8, int16, int32, int64, output_unit, real32
   implicit none

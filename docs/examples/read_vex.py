@@ -11,6 +11,7 @@
 Run as a program it prints the records as `vex -of txt` does: read_vex.py [--salvage] FILE
 With --salvage, or read(path, salvage=True), a file that a run left behind when it was killed gives all its complete
 records. The fields are described in docs/formats.md, in the column "Variable" (without the prefix of the block).
+HeightOfStation (satellite_height) is in km in records with an L1C pixel, and in metres in all others.
 """
 import itertools
 import os

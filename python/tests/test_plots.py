@@ -111,7 +111,7 @@ def test_map_of_fields(tmp_path: Path) -> None:
     assert [text.get_text() for text in bar.get_xticklabels()] == ["water", "mixed phase"]
     for channel, number in ((660.0, None), (659.75, 60), (60, 60)):
         if number is None:
-            with pytest.raises(ValueError, match=r"no channel at 660 cm-1: the file has channels 1-40, 60, 1000-1020"):
+            with pytest.raises(ValueError, match=r"no channel at 660 cm-1: the file has the channels 1-40, 60, 1000-1020"):
                 draw(channel=channel)
         else:
             marks = draw(channel=channel).axes[0].collections[-1].get_array()
@@ -197,6 +197,10 @@ def test_profiles(tmp_path: Path) -> None:
         assert axes[-2].get_xscale() == "log" and "mPa" in axes[-1].get_xlabel()
         assert any("standard deviation" in text.get_text() for text in figure.legends[0].get_texts())
         check_png(tmp_path / "profile.png", figure)
+    apart = both.isel(pixel=slice(0, 2)).copy(deep=True)  # one pixel has temperatures, the other ozone
+    apart["twt_temperature"][1], apart["twt_mixing_ratio"][1], apart["ozo_integrated_o3_density"][0] = np.nan, np.nan, np.nan
+    for pixels in (None, [0, 1]):
+        assert "2 profiles" in plot_profile(apart, tmp_path / "profile.png", pixels)._suptitle.get_text()
     mean = plot_profile(short, tmp_path / "profile.png").axes[0].lines[0]
     assert np.allclose(mean.get_xdata(), short.twt_temperature.mean("pixel"))
     assert np.allclose(mean.get_ydata(), short.twt_temperature_pressure[0] / 100)
@@ -236,11 +240,11 @@ def test_real_files(runs: Any, tmp_path: Path) -> None:
 
 
 REFUSED: dict[str, tuple[Any, str]] = {
-    "no field": (lambda d, out: plot_map(d, out, "ozone"), "no field ozone: the file has radiance, clp_cloud_top_pre"),
+    "no field": (lambda d, out: plot_map(d, out, "ozone"), "no field 'ozone'; vexfile.5. lists fields"),
     "no values": (lambda d, out: plot_map(d, out, "empty"), "empty: none of 400 pixels has a value and a position"),
     "no layer": (lambda d, out: plot_map(d, out, "clp_cloud_phase", index=3), "clp_layer 3 is not there"),
     "too many layers": (lambda d, out: plot_map(d, out, "empty", index=[0]), "empty: 1 indices, and 0 dim"),
-    "no channel": (lambda d, out: plot_map(d, out, channel=61), "no channel 61: the file has channels 1-40, 60, 1000-"),
+    "no channel": (lambda d, out: plot_map(d, out, channel=61), "no channel 61: the file has the channels 1-40, 60, 1000-"),
     "no grid": (lambda d, out: plot_map(d, out, land=__file__), "test_plots.py is no grid of land and sea"),
     "no place": (lambda d, out: plot_map(d.drop_vars("latitude"), out), "no latitude and longitude"),
     "both hemispheres": (lambda d, out: plot_map(d, out, projection="lambert"), "lambert shows one hemisphere"),

@@ -16,6 +16,7 @@ from hypothesis import strategies as st
 
 import vexfile
 from vexfile.reading import index, scatter
+from vexfile.reading.engine import VexBackendEntrypoint
 from vexfile.reading.header import Header, read_text_header
 
 EVERYTHING = "-avhrr 1 -t2 ozo,trg,clp,twt,ems"
@@ -57,6 +58,14 @@ def agree(value: np.generic, text: str) -> bool:
     return shown == text or (value, text) in ((0, "-1"), (-1, "-777"))
 
 
+def with_kilometres(names: list[str], line: list[str]) -> list[str]:
+    """A line with its height in kilometres; records whose first product is an L2 one have metres."""
+    at = names.index("HeightOfStation")
+    if not line[at].startswith("-") and (names[at + 1] != "DayVersion" or line[at + 1] == "-1"):
+        line[at] = f"{float(line[at]) / 1000:g}"
+    return line
+
+
 @pytest.mark.parametrize("day", [*ARCHIVES, "real"])
 @pytest.mark.parametrize("options", OPTIONS)
 def test_values_are_those_of_the_text(runs: Runs, day: str, options: str) -> None:
@@ -64,7 +73,8 @@ def test_values_are_those_of_the_text(runs: Runs, day: str, options: str) -> Non
     if day in ("day1", "real"):  # have no products of level 2
         options = options.partition("-t2")[0].strip() or "-c 1-3"
     path = runs.run(day, options, "txt")
-    lines = [line.split("\t") for line in path.read_text().splitlines()[1:]]
+    names, *lines = [line.split("\t") for line in path.read_text().splitlines()]
+    lines = [with_kilometres(names, line) for line in lines]
     with vexfile.open(path) as text, vexfile.open(path, mask=False) as plain:
         text.load(), plain.load()
     for order in ("", " -bi 1"):
@@ -163,6 +173,8 @@ def test_large_files(equal: Path, copy: Copy, monkeypatch: pytest.MonkeyPatch) -
                 assert np.array_equal(data.radiance[part, channel], whole.radiance[part, channel], equal_nan=True)
                 assert np.array_equal(data.trg_integrated_co_density[part], whole.trg_integrated_co_density[part], True)
     content = bytearray(equal.read_bytes())
+    with pytest.raises(vexfile.FormatError):  # whole records and a piece of one more
+        vexfile.open(copy(equal, bytes(content[:-9])))
     step = struct.unpack_from("<i", content, struct.unpack_from("<i", content)[0] + 8)[0] + 8
     place = struct.unpack_from("<i", content)[0] + 8 + 21 * step
     content[place] ^= 1
@@ -193,6 +205,45 @@ def test_xarray_and_dask(runs: Runs) -> None:
     assert np.array_equal(first[:, :4], plain[0].ozo_integrated_o3_density, True) and np.isnan(first[:, 4:]).all()
     again = pickle.loads(pickle.dumps(vexfile.open(paths[1])))
     xarray.testing.assert_identical(again.load(), plain[1])
+
+
+def test_paths(runs: Runs, tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Relative ones hold after a change of folder, ~ is the home, and an open file is refused as such."""
+    for form in ("bin", "txt"):
+        (tmp_path / f"a.{form}").write_bytes(runs.run("old", "-c 1-3", form).read_bytes())
+    plain = vexfile.open(tmp_path / "a.bin").load()
+    monkeypatch.setenv("HOME", str(tmp_path))
+    monkeypatch.chdir(tmp_path)
+    found = [vexfile.open(path) for path in ("a.bin", Path("a.bin"), "~/a.bin", b"a.bin")]
+    together = vexfile.open(["a.bin", "~/a.txt"])
+    monkeypatch.chdir("/")
+    for data in found:
+        xarray.testing.assert_identical(data.load(), plain)
+    assert np.allclose(together.latitude, np.tile(plain.latitude, 2), 6e-6)
+    assert len(vexfile.read_table("~/a.txt")) == plain.sizes["pixel"]
+    with open(tmp_path / "a.txt", "rb") as file:
+        for read in (vexfile.open, vexfile.read_table, lambda one: xarray.open_dataset(one, engine=VexBackendEntrypoint)):
+            with pytest.raises(TypeError, match="not an open file"):
+                read(file)
+
+
+def test_text_without_pixels_among_others(runs: Runs) -> None:
+    """Its unit is not known: it is that of the others."""
+    paths = [runs.run("old", options, "txt") for options in ("-c 1-3 -tb 1 -maxres 0", "-c 1-3 -tb 1")]
+    xarray.testing.assert_equal(vexfile.open(paths).load(), vexfile.open(paths[1]).load())
+    assert vexfile.open([paths[0], paths[0]]).sizes["pixel"] == 0
+
+
+def test_decoding(runs: Runs) -> None:
+    """What xarray calls decoding can be switched off."""
+    path = runs.run("old", "-c 1-3 -t2 trg")
+    decoded, raw = vexfile.open(path).load(), vexfile.open(path, mask=False).load()
+    numbers = vexfile.open(path, decode_times=False)
+    assert numbers.time.dtype == np.float64 and xarray.decode_cf(numbers).time.equals(decoded.time)
+    xarray.testing.assert_identical(numbers.drop_vars("time").load(), decoded.drop_vars("time"))
+    xarray.testing.assert_identical(vexfile.open(path, mask_and_scale=False).load(), raw)
+    neither = vexfile.open(path, decode_cf=False).load()
+    assert neither.time.equals(numbers.time) and neither.drop_vars("time").equals(raw.drop_vars("time"))
 
 
 def test_content_that_vex_may_leave_out(runs: Runs, copy: Copy) -> None:

@@ -142,7 +142,7 @@ def test_comments_are_taken_as_they_stand(run: Run, archive: Archive, tmp_path: 
                "-lca", "1", "-sf", "0-9.5"]
     for options in (filters, ["-c", "9000"]):  # a run without channels has files without rows
         path = run(archive(*SAMPLE), *STATISTICS, *days(0), "-avhrr", "1", *options)
-        merge_statistics([path], tmp_path / "same")
+        merge_statistics([path], tmp_path / "same", force=True)
         assert (tmp_path / "same").read_bytes() == path.read_bytes()
         wanted = " ".join(options).replace("\udcff", "\ufffd") if options is filters else "none"
         assert open_statistics(path).filters == wanted
@@ -207,9 +207,9 @@ def test_merged_files_are_those_of_one_run(run: Run, archive: Archive, tmp_path:
     for path in sorted(whole.parent.glob("out*")):
         files = [one.with_name(path.name) for one in runs]
         if parts == "step by step":
-            merge_statistics(files[:2], tmp_path / "first", reference)
+            merge_statistics(files[:2], tmp_path / "first", reference, force=True)
             files[:2] = [tmp_path / "first"]
-        said = merge_statistics(files, tmp_path / path.name, reference)
+        said = merge_statistics(files, tmp_path / path.name, reference, force=True)
         assert said == []
         check_alike(read_statistics(tmp_path / path.name), read_statistics(path))
 
@@ -257,13 +257,14 @@ def test_files_that_do_not_belong_together_are_refused(run: Run, archive: Archiv
         ([second("-maxres", "5", *CHANNELS)], "-maxres 5 chooses"),
         ([first, f"{second(*CHANNELS, *HISTOGRAMS)}.HistoLatitude.txt"], "another kind"),
         ([f"{second(*CHANNELS, '-histlat', limits)}.HistoLatitude.txt" for limits in ("-9-9,3", "-9-8,3")], "ClassMin"),
+        ([f"{second(*CHANNELS, '-histlat', limits)}.HistoLatitude.txt" for limits in ("-9-9,1", "-9-8,1")], "ClassMax"),
         ([run(folder, *STATISTICS, *days(0), *warm), second(*warm)], "-tbref"),
     ]
     for files, message in refused:
         with pytest.raises(ValueError, match=message):
             merge_statistics(files, tmp_path / "out")
     before = first.read_bytes()
-    with pytest.raises(ValueError, match="cannot be written"):
+    with pytest.raises(ValueError, match="also an input"):
         merge_statistics([first, second()], first)
     assert first.read_bytes() == before
     assert list(tmp_path.iterdir()) == []

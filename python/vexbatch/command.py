@@ -5,7 +5,6 @@ from __future__ import annotations
 import argparse
 import contextlib
 import importlib
-import io
 import os
 import shlex
 import signal
@@ -16,7 +15,8 @@ from typing import TYPE_CHECKING
 
 from .engines import jobs, local, slurm
 from .running import files, seen, state
-from .errors import BatchError, DiskFull, Halted, Stopped, UsageError
+from vexfile.program import Stopped, print_any_name, stoppable
+from .errors import BatchError, DiskFull, Halted, UsageError
 from .planning.listing import Archive, Inputs
 from .options import BAD_USE, DEBUG, command_parser, make_parser
 from .planning.plan import (
@@ -422,12 +422,10 @@ def main(argv: Sequence[str] | None = None) -> int:
         The exit status, as the help has it.
     """
     words = list(sys.argv[1:] if argv is None else argv)
-    for stream in (sys.stdout, sys.stderr):
-        if isinstance(stream, io.TextIOWrapper):
-            stream.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
+    print_any_name()
     commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
     try:
-        with local.stoppable():
+        with stoppable():
             if words and not words[0].startswith("-") and words[0] not in commands:
                 raise UsageError(f"{words[0]}: unknown command, known are {', '.join(commands)} (see vex-batch --help)")
             return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)

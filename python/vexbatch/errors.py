@@ -33,11 +33,3 @@ class Halted(BatchError):
 
     def __init__(self, count: int, why: str) -> None:
         super().__init__(f"{count} pieces in a row failed in the same way, the last one: {why}; call again to go on")
-
-
-class Stopped(BaseException):
-    """A signal asks to end."""
-
-    def __init__(self, number: int) -> None:
-        super().__init__(number)
-        self.number = number

@@ -31,13 +31,15 @@ def open(path: str | os.PathLike[str] | Sequence[str | os.PathLike[str]], *, mas
     Parameters
     ----------
     path
-        A binary, text or statistics file. Of a sequence the pixels follow one another, through dask.
+        A binary, text or statistics file; ``~`` is the home folder. Of a sequence the pixels follow one another, through
+        dask.
     mask
         Missing values are NaN, integers with missing values are reals. Without it everything is as it stands in the file.
     index
         Look at the markers of all records of a large binary file now, not when they are read.
     **options
-        For `xarray.open_dataset`, as ``chunks={}`` for dask, or `xarray.open_mfdataset`.
+        For `xarray.open_dataset`, as ``chunks={}`` for dask, or `xarray.open_mfdataset`. ``mask_and_scale=False`` is
+        ``mask=False``, with ``decode_times=False`` times are numbers, ``decode_cf=False`` is both.
 
     Returns
     -------
@@ -55,12 +57,17 @@ def open(path: str | os.PathLike[str] | Sequence[str | os.PathLike[str]], *, mas
     import xarray
 
     from .reading.engine import VexBackendEntrypoint
+    from .reading.opening import open_file, path_of
+    from .reading.text import has_no_line
     how: dict[str, Any] = {"engine": VexBackendEntrypoint, "mask": mask, "index": index, **options}
-    if isinstance(path, (str, os.PathLike)):
-        return xarray.open_dataset(path, **how)
-    paths = [os.fspath(one) for one in path]
+    if isinstance(path, (str, bytes, os.PathLike)) or hasattr(path, "read"):
+        return xarray.open_dataset(path_of(path), **how)
+    paths = [path_of(one) for one in path]
+    empty = {one for one in paths if has_no_line(one)}  # does not tell the unit of its spectra
+    for one in empty:
+        open_file(one)
     together: dict[str, Any] = {"combine": "nested", "concat_dim": "pixel", "combine_attrs": "drop_conflicts"}
-    return xarray.open_mfdataset(paths, **{**together, **how})
+    return xarray.open_mfdataset([one for one in paths if one not in empty] or paths, **{**together, **how})
 
 
 def read_table(path: str | os.PathLike[str]) -> pandas.DataFrame:
@@ -82,5 +89,6 @@ def read_table(path: str | os.PathLike[str]) -> pandas.DataFrame:
     FormatError
         The file is damaged, cut short, or not of vex.
     """
+    from .reading.opening import path_of
     from .reading.tables import read_table as read
-    return read(os.fspath(path))
+    return read(path_of(path))

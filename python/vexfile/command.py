@@ -4,25 +4,22 @@ from __future__ import annotations
 
 import argparse
 import contextlib
-import io
 import os
 import re
-import signal
 import sys
+import traceback
 import warnings
 from collections.abc import Callable, Iterator, Sequence
-from types import FrameType
 from typing import Any, NoReturn
 
 from .errors import FormatError
+from .program import Stopped, print_any_name, stoppable
 from .version import VERSION
 
 #: Does what a subcommand is for, and gives the exit status.
 Run = Callable[[argparse.Namespace], int]
 
 FINE, BAD_FILE, BAD_USE, INTERRUPTED, CLOSED = 0, 1, 2, 130, 141
-#: Besides Ctrl-C what ends a command, which then removes what it had begun to write; 128 and its number is the status.
-SIGNALS = (signal.SIGTERM, signal.SIGHUP)
 #: The longest list of pixels that is taken.
 MOST_PIXELS = 10_000_000
 
@@ -51,8 +48,9 @@ examples:
   vexfile info --json *.txt | python3 -m json.tool
 """
 CHECK = """\
-Of a binary file every record and marker is looked at, of a text or statistics file every number of
-every line.
+Every record length marker of a binary file is checked, and every number of a text or statistics file.
+With --values the values of all fields are held against the ranges and codes of vexfile(5), too; the
+spectrum has none.
 
 example:
   vexfile check /data/*.bin || echo "not all are sound"
@@ -69,7 +67,7 @@ examples:
   vexfile dump retrievals.bin --fields time,latitude,longitude,twt_skin_temperature
 """
 CONVERT = """\
-The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.8), .zarr (a folder) or .csv (a line for
+The suffix of OUT says what is written: .nc (NetCDF-4, CF-1.9), .zarr (a folder) or .csv (a line for
 each pixel). Files of equal layout follow one another. Statistics files are converted one by one.
 
 examples:
@@ -107,6 +105,8 @@ class Parser(argparse.ArgumentParser):
 
     def __init__(self, **options: Any) -> None:
         super().__init__(formatter_class=argparse.RawDescriptionHelpFormatter, **options)
+        self.add_argument("--debug", action="store_true", default=argparse.SUPPRESS,
+                          help="print the traceback of an error, too")
 
     def error(self, message: str) -> NoReturn:
         self.exit(BAD_USE, f"vexfile: {message} (see {self.prog} --help)\n")
@@ -162,7 +162,8 @@ def _parser() -> Parser:
 
     info = command("info", _info, "say what is in files", INFO)
     info.add_argument("--json", action="store_true", help="as a list of objects")
-    command("check", _check, "verify files", CHECK)
+    check = command("check", _check, "verify files", CHECK)
+    check.add_argument("--values", action="store_true", help="also hold values against their ranges and codes")
     dump = command("dump", _dump, "print records as text", DUMP, many=False)
     dump.add_argument("--pixels", type=pixels, metavar="0,5-7", help="which records, counted from 0")
     dump.add_argument("--fields", type=fields, metavar="NAME,...", help="which variables or columns")
@@ -211,16 +212,16 @@ def _add_plots(commands: Any) -> None:
 # --- Subcommands ----------------------------------------------------------------------------------------------------
 
 
-def _each(paths: Sequence[str], work: Callable[[str], None]) -> int:
+def _each(arguments: argparse.Namespace, work: Callable[[str], None]) -> int:
     """Works on files one by one; what is wrong with one does not keep the others."""
     status = FINE
-    for path in paths:
+    for path in arguments.files:
         try:
             work(path)
         except BrokenPipeError:
             raise
         except (FormatError, OSError) as error:
-            status, said = _explained(error)
+            status, said = _explained(error, arguments.debug)
             print(f"vexfile: {said}", file=sys.stderr)
     return status
 
@@ -236,7 +237,7 @@ def _info(arguments: argparse.Namespace) -> int:
         if not arguments.json:
             print("\n" * (len(found) > 1) + table(found[-1]))
 
-    status = _each(arguments.files, look)
+    status = _each(arguments, look)
     if arguments.json:
         print(json.dumps(found, indent=2))
     return status
@@ -244,7 +245,7 @@ def _info(arguments: argparse.Namespace) -> int:
 
 def _check(arguments: argparse.Namespace) -> int:
     from .commands.inspecting import check
-    return _each(arguments.files, lambda path: print(check(path), flush=True))
+    return _each(arguments, lambda path: print(check(path, arguments.values), flush=True))
 
 
 def _dump(arguments: argparse.Namespace) -> int:
@@ -268,9 +269,7 @@ def _cat(arguments: argparse.Namespace) -> int:
 
 def _merge(arguments: argparse.Namespace) -> int:
     from .statistics.merging import merge_statistics
-    from .commands.writing import refuse
-    refuse(arguments.out, arguments.force, arguments.files)
-    for said in merge_statistics(arguments.files, arguments.out, arguments.tbref):
+    for said in merge_statistics(arguments.files, arguments.out, arguments.tbref, force=arguments.force):
         print(f"vexfile: warning: {said}", file=sys.stderr)
     return FINE
 
@@ -279,11 +278,11 @@ def _plot(arguments: argparse.Namespace) -> int:
     from . import open as open_dataset
     from . import plots
     from .reading.opening import with_index
-    from .commands.writing import refuse
+    from .writing import refuse
     refuse(arguments.out, True, [arguments.file])
     draw: Callable[..., object] = getattr(plots, "plot_" + arguments.kind)
     given = {name: value for name, value in vars(arguments).items()
-             if name not in ("run", "kind", "file", "out") and value is not None}
+             if name not in ("run", "kind", "file", "out", "debug") and value is not None}
     if arguments.kind == "statistics":
         draw(arguments.file, arguments.out, **given)
     else:
@@ -294,8 +293,10 @@ def _plot(arguments: argparse.Namespace) -> int:
 # --- What goes wrong ------------------------------------------------------------------------------------------------
 
 
-def _explained(error: BaseException) -> tuple[int, str]:
-    """The exit status of an error, and what it says in one line."""
+def _explained(error: BaseException, debug: bool) -> tuple[int, str]:
+    """The exit status of an error, and what it says in one line. `debug`: prints where it comes from, too."""
+    if debug:
+        traceback.print_exception(error)
     if isinstance(error, FormatError):
         return BAD_FILE, str(error)
     if isinstance(error, OSError) and error.strerror:
@@ -345,11 +346,9 @@ def main(argv: Sequence[str] | None = None) -> int:
         line is wrong or asks for what the files do not have, 130 interrupted (143 by SIGTERM, 129 by SIGHUP), 141
         nobody reads the output any more.
     """
-    if isinstance(sys.stdout, io.TextIOWrapper):
-        sys.stdout.reconfigure(errors="surrogateescape")  # names of files need not be UTF-8
-    if argv is None:
-        _heed_signals()
-    status, said = _run(argv)
+    print_any_name()
+    with stoppable() if argv is None else contextlib.nullcontext():
+        status, said = _run(argv)
     if said:
         print(f"vexfile: {said}", file=sys.stderr)
     if status not in (FINE, BAD_USE) and argv is None:
@@ -357,41 +356,20 @@ def main(argv: Sequence[str] | None = None) -> int:
     return status
 
 
-class _Stopped(KeyboardInterrupt):
-    """A signal asks to end."""
-
-    def __init__(self, number: int) -> None:
-        super().__init__(number)
-        self.number = number
-
-
-def _heed_signals() -> None:
-    """Lets the first signal that asks to end raise `_Stopped`, unless it is ignored, as by nohup."""
-    def stop(number: int, _: FrameType | None) -> None:
-        for one in SIGNALS:
-            signal.signal(one, signal.SIG_IGN)
-        raise _Stopped(number)
-
-    for one in SIGNALS:
-        if signal.getsignal(one) != signal.SIG_IGN:
-            signal.signal(one, stop)
-
-
 def _run(argv: Sequence[str] | None) -> tuple[int, str]:
     """The exit status, and what is to be said of an error."""
+    arguments = argparse.Namespace(debug=False)
     try:
         with _warnings():
-            arguments = _parser().parse_args(argv)
+            arguments = _parser().parse_args(argv, arguments)
             status: int = arguments.run(arguments)
             sys.stdout.flush()
             return status, ""
     except SystemExit as end:  # of argparse
         return end.code if isinstance(end.code, int) else BAD_USE, ""
-    except _Stopped as stopped:
-        return 128 + stopped.number, "interrupted"
-    except KeyboardInterrupt:
-        return INTERRUPTED, "interrupted"
+    except KeyboardInterrupt as error:
+        return 128 + error.number if isinstance(error, Stopped) else INTERRUPTED, "interrupted"
     except BrokenPipeError:
         return CLOSED, ""
     except Exception as error:
-        return _explained(error)
+        return _explained(error, arguments.debug)

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import difflib
 import os
+from collections.abc import Iterable
 
 
 class FormatError(ValueError):
@@ -32,3 +34,10 @@ class FormatError(ValueError):
 
     def __str__(self) -> str:
         return f"{self.path}: at byte {self.offset}: expected {self.expected}"
+
+
+def no_field(name: str, names: Iterable[str]) -> str:
+    """Tells that there is no field of a name, and which ones are like it."""
+    known = list(dict.fromkeys(names))
+    alike = difflib.get_close_matches(name, known, 4, 0.5) or [one for one in known if name.lower() in one.lower()][:4]
+    return f"no field {name!r}" + (f"; similar: {', '.join(alike)}" if alike else "; vexfile(5) lists fields")

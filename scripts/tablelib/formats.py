@@ -61,7 +61,10 @@ def explained(row: Object) -> str:
     """The meaning, with codes and range behind its first part."""
     first, separator, rest = row["meaning"].partition("; ")
     codes = f": {row['codes']}" if row["codes"] else ""
-    limits = ", {} to {}".format(*row["valid_range"]) if row.get("valid_range") else ""
+    limits = ", {:.9g} to {:.9g}".format(*row["valid_range"]) if row.get("valid_range") else ""
+    if codes and limits:
+        reserved, most = int(row["codes"].rpartition(", ")[2].split()[0]) + 1, row["valid_range"][1]
+        limits = f", {reserved} to {most} reserved" if reserved < most else f", {most} reserved"
     return f"{first}{codes}{limits}{separator}{rest}"
 
 

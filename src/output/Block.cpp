@@ -21,16 +21,19 @@ constexpr SSource GIVEN = {};
 constexpr SValid Within(double fMin, double fMax) { return {fMin, fMax}; }
 constexpr SValid ANY = {}, TO_90 = {0, 90}, TO_100 = {0, 100}, TO_180 = {0, 180}, TO_360 = {0, 360},
                  CHANNELS = {1, CChannelSelection::SPECTRUM};
+// What the elements of messages can hold, where nothing narrower is known.
+constexpr SValid BITS_8 = {0, 254}, BITS_16 = {0, 65534}, LEVEL_PRESSURES = {0, 167772.14},
+                 TEMPERATURES = {0, 655.34}, ANGULAR_POSITIONS = {-8, 8.777214};
 
 /// A quantity, a number, or flags and codes whose meaning is the archive's.
 constexpr SAbout About(const char* szVariable, const char* szMeaning, const char* szUnit = "",
                        SValid valid = ANY, const char* szStandardName = "") {
   return {szVariable, szMeaning, szUnit, valid, szStandardName};
 }
-/// One of the codes of a table.
+/// One of the codes of a table. With a range the others of it are reserved, and may stand in messages.
 constexpr SAbout Codes(const char* szVariable, const char* szCodes, const char* szMeaning,
-                       const char* szStandardName = "") {
-  return {szVariable, szMeaning, "", ANY, szStandardName, szCodes};
+                       const char* szStandardName = "", SValid valid = ANY) {
+  return {szVariable, szMeaning, "", valid, szStandardName, szCodes};
 }
 
 constexpr char RADIANCE[] = "W m-2 sr-1 m", COLUMN[] = "kg m-2";
@@ -49,7 +52,7 @@ constexpr SField COMMON[] = {
     {"SatelliteIdentifier", From<&A::SatelliteIdentifier>(), NONE, INT, M1, M1,
      Codes("satellite", SATELLITES, "satellite identifier")},
     {"Tb", GIVEN, NONE, INT, M1, M1, About("tb", "1 with -tb 1, else 0; -1 in a run without L1C")},
-    {"Year", From<&A::Year>(), INT2, INT, M1, M1, About("year", "year, UTC")},
+    {"Year", From<&A::Year>(), INT2, INT, M1, M1, About("year", "year, UTC", "", Within(0, 4094))},
     {"Month", From<&A::Month>(), INT1, INT, M1, M1, About("month", "month", "", Within(1, 12))},
     {"Day", From<&A::Day>(), INT1, INT, M1, M1, About("day", "day of the month", "", Within(1, 31))},
     {"Hour", From<&A::Hour>(), INT1, INT, M1, M1, About("hour", "hour", "", Within(0, 23))},
@@ -69,12 +72,15 @@ constexpr SField COMMON[] = {
     {"SolarAzimuth", From<&A::SolarAzimuth>(), REAL4, REAL, M777, M777,
      About("solar_azimuth_angle", "azimuth of the sun", "degree", TO_360, "solar_azimuth_angle")},
     {"FieldOfViewNumber", From<&A::FieldOfViewNumber>(), INT4, INT, M1, M1,
-     About("field_of_view_number", "field of view in the scan line", "", Within(0, 119))},
-    {"OrbitNumber", From<&A::OrbitNumber>(), INT4, INT, M1, M1, About("orbit_number", "number of the orbit")},
+     About("field_of_view_number", "field of view in the scan line; from 1 on when from L2", "",
+           Within(0, 120))},
+    {"OrbitNumber", From<&A::OrbitNumber>(), INT4, INT, M1, M1,
+     About("orbit_number", "number of the orbit", "", Within(0, 16777214))},
     {"ScanLineNumber", From<&A::ScanLineNumber>(), INT4, INT, M1, M1,
-     About("scan_line_number", "number of the scan line")},
+     About("scan_line_number", "number of the scan line", "", Within(0, 8190))},
     {"HeightOfStation", From<&A::HeightOfStation>(), REAL4, REAL, M777, M777,
-     About("satellite_height", "height of the satellite", "km"), 1000},
+     About("satellite_height", "height of the satellite; in metres when from L2", "km", Within(-40, 3236.6)),
+     1000},
 };
 
 using L = CProdL1C;
@@ -112,16 +118,18 @@ constexpr SField L1C[] = {
 
 constexpr SField AVHRR[] = {
     {"AvhrrInstrument", From<&L::AvhrrInstrument>(), INT4, INT, M1, M1,
-     About("instrument", "imager; 591 is AVHRR/3 in WMO code table 0 02 019")},
+     About("instrument", "imager; 591 is AVHRR/3 in WMO code table 0 02 019", "", Within(0, 2046))},
     {"AvhrrChannelCombination", From<&L::AvhrrChannelCombination>(), INT4, INT, M1, M1,
-     About("channel_combination", "flags of the imager channels")},
+     About("channel_combination", "flags of the imager channels", "", Within(0, 126))},
 };
 
 constexpr SField CLUSTER[] = {
     {"AvhrrYAP", From<&L::AvhrrYAP>(), REAL4, REAL, M777, M777,
-     About("y_angular_position", "Y angular position of the cluster's centre of gravity", "degree")},
+     About("y_angular_position", "Y angular position of the cluster's centre of gravity", "degree",
+           ANGULAR_POSITIONS)},
     {"AvhrrZAP", From<&L::AvhrrZAP>(), REAL4, REAL, M777, M777,
-     About("z_angular_position", "Z angular position of the cluster's centre of gravity", "degree")},
+     About("z_angular_position", "Z angular position of the cluster's centre of gravity", "degree",
+           ANGULAR_POSITIONS)},
     // A real in binary, an integer in text.
     {"AvhrrCPF", From<&L::AvhrrCPF>(), REAL4, INT, M1, M1,
      About("cluster_fraction", "share of the pixel that the cluster covers", "percent", TO_100)},
@@ -140,120 +148,127 @@ using Q = CProdL2;
 
 constexpr SField L2[] = {
     {"SuperadiabaticIndicator", From<&Q::SuperadiabaticIndicator>(), INT1, INT, M1, M1,
-     Codes("superadiabatic_indicator", "0 no, 1 yes", "superadiabatic; in twt flags since 2019-05-14")},
+     About("superadiabatic_indicator", "superadiabatic if 1; in twt flags since 2019-05-14", "", BITS_8)},
     {"LandSeaQualifier", From<&Q::LandSeaQualifier>(), INT1, INT, M1, M1,
      Codes("land_sea_qualifier", "0 land, 1 sea, 2 coast", "surface")},
     {"DayNightQualifier", From<&Q::DayNightQualifier>(), INT1, INT, M1, M1,
      Codes("day_night_qualifier", "0 night, 1 day, 2 twilight", "daylight")},
     {"SatelliteDataProcessingTechniqueUsed", From<&Q::SatelliteDataProcessingTechniqueUsed>(), INT4, INT, M1,
-     M1, About("data_processing_technique", "flags: processing technique")},
+     M1, About("data_processing_technique", "flags: processing technique", "", BITS_8)},
     {"SunGlintIndicator", From<&Q::SunGlintIndicator>(), INT1, INT, M1, M1,
-     Codes("sun_glint_indicator", "0 no, 1 yes", "sun-glint")},
+     Codes("sun_glint_indicator", "0 no, 1 yes", "sun-glint", "", Within(0, 2))},
     {"CloudFormationAndHeightAssignment", From<&Q::CloudFormationAndHeightAssignment>(), INT4, INT, M1, M1,
-     About("cloud_formation_and_height_assignment", "flags: cloud formation and height")},
+     About("cloud_formation_and_height_assignment", "flags: cloud formation and height", "", BITS_16)},
     {"InstrumentDetectingClouds", From<&Q::InstrumentDetectingClouds>(), INT4, INT, M1, M1,
-     About("instrument_detecting_clouds", "flags: instruments that detect clouds")},
+     About("instrument_detecting_clouds", "flags: instruments that detect clouds", "", BITS_16)},
     {"ValidationFlagForIasiLevel1", From<&Q::ValidationFlagForIasiLevel1>(), INT4, INT, M1, M1,
-     About("validation_of_level_1", "flags: validation of the level 1 product")},
+     About("validation_of_level_1", "flags: validation of the level 1 product", "", BITS_16)},
     {"QualityAndCompletenessOfRetrieval", From<&Q::QualityAndCompletenessOfRetrieval>(), INT4, INT, M1, M1,
-     About("quality_and_completeness_of_retrieval", "code: quality of the retrieval")},
+     About("quality_and_completeness_of_retrieval", "code: quality of the retrieval", "", BITS_8)},
     {"RetrievalChoiceIndicator", From<&Q::RetrievalChoiceIndicator>(), INT4, INT, M1, M1,
-     About("retrieval_choice_indicator", "flags: choice of the retrieval")},
+     About("retrieval_choice_indicator", "flags: choice of the retrieval", "", BITS_8)},
     {"SatelliteManoeuvreIndicator", From<&Q::SatelliteManoeuvreIndicator>(), INT4, INT, M1, M1,
-     Codes("satellite_manoeuvre_indicator", MANOEUVRES, "manoeuvre of the satellite")},
+     Codes("satellite_manoeuvre_indicator", MANOEUVRES, "manoeuvre of the satellite", "", Within(0, 6))},
 };
 
 template <class TRecord>
 constexpr SField BACKGROUND[] = {
     {"SelectionOfBackgroundState", From<&TRecord::SelectionOfBackgroundState>(), INT4, INT, M1, M1,
-     About("background_state", "code: background state")},
+     About("background_state", "code: background state", "", BITS_8)},
 };
 
 using O = CProdL2ozo;
 
 constexpr SField OZO_LAYER[] = {
     {"Pressure#1", From<&O::LayerTopPressure>(), REAL4, REAL, M777, M777,
-     About("pressure_top", "pressure at the top of the layer", "Pa", ANY, "air_pressure")},
+     About("pressure_top", "pressure at the top of the layer", "Pa", LEVEL_PRESSURES, "air_pressure")},
     {"Pressure#2", From<&O::LayerBottomPressure>(), REAL4, REAL, M777, M777,
-     About("pressure_bottom", "pressure at the bottom of the layer", "Pa", ANY, "air_pressure")},
+     About("pressure_bottom", "pressure at the bottom of the layer", "Pa", LEVEL_PRESSURES, "air_pressure")},
     {"IntegratedO3Density#", From<&O::IntegratedO3Density>(), REAL4, REAL, M777, M777,
-     About("integrated_o3_density", "ozone of the layer", COLUMN)},
+     About("integrated_o3_density", "ozone of the layer", COLUMN, Within(0, 0.0209715))},
 };
 
 using T = CProdL2trg;
 
 constexpr SField TRG[] = {
     {"IntegratedN2ODensity", From<&T::IntegratedN2ODensity>(), REAL4, REAL, M777, M777,
-     About("integrated_n2o_density", "N2O column", COLUMN, ANY, "atmosphere_mass_content_of_nitrous_oxide")},
+     About("integrated_n2o_density", "N2O column", COLUMN, Within(0, 0.065534),
+           "atmosphere_mass_content_of_nitrous_oxide")},
     {"IntegratedCODensity", From<&T::IntegratedCODensity>(), REAL4, REAL, M777, M777,
-     About("integrated_co_density", "CO column", COLUMN, ANY, "atmosphere_mass_content_of_carbon_monoxide")},
+     About("integrated_co_density", "CO column", COLUMN, Within(0, 0.0065534),
+           "atmosphere_mass_content_of_carbon_monoxide")},
     {"IntegratedCH4Density", From<&T::IntegratedCH4Density>(), REAL4, REAL, M777, M777,
-     About("integrated_ch4_density", "CH4 column", COLUMN, ANY, "atmosphere_mass_content_of_methane")},
+     About("integrated_ch4_density", "CH4 column", COLUMN, Within(0, 0.065534),
+           "atmosphere_mass_content_of_methane")},
     {"IntegratedCO2Density", From<&T::IntegratedCO2Density>(), REAL4, REAL, M777, M777,
-     About("integrated_co2_density", "CO2 column", COLUMN, ANY, "atmosphere_mass_content_of_carbon_dioxide")},
+     About("integrated_co2_density", "CO2 column", COLUMN, Within(0, 65.534),
+           "atmosphere_mass_content_of_carbon_dioxide")},
 };
 
 using C = CProdL2clp;
 
 constexpr SField CLP[] = {
     {"VerticalSignificance", From<&C::VerticalSignificance>(), INT4, INT, M1, M1,
-     Codes("vertical_significance", SIGNIFICANCES, "vertical significance")},
+     Codes("vertical_significance", SIGNIFICANCES, "vertical significance", "", Within(0, 62))},
 };
 
 constexpr SField CLP_LAYER[] = {
     {"Pressure#", From<&C::Pressure>(), REAL4, REAL, M777, M777,
-     About("cloud_top_pressure", "pressure at cloud top", "Pa", ANY, "air_pressure_at_cloud_top")},
+     About("cloud_top_pressure", "pressure at cloud top", "Pa", Within(0, 131070),
+           "air_pressure_at_cloud_top")},
     {"Temperature/dry-bulbTemperature#", From<&C::Temperature>(), REAL4, REAL, M777, M777,
-     About("cloud_top_temperature", "temperature at cloud top", "K", ANY, "air_temperature_at_cloud_top")},
+     About("cloud_top_temperature", "temperature at cloud top", "K", TEMPERATURES,
+           "air_temperature_at_cloud_top")},
     {"CloudAmountInSegment#", From<&C::CloudAmountInSegment>(), REAL4, REAL, M777, M777,
      About("cloud_amount", "share of the pixel under clouds", "percent", TO_100, "cloud_area_fraction")},
     {"CloudPhase#", From<&C::CloudPhase>(), INT4, INT, M1, M1,
-     Codes("cloud_phase", PHASES, "phase of the cloud")},
+     Codes("cloud_phase", PHASES, "phase of the cloud", "", Within(0, 6))},
 };
 
 using W = CProdL2twt;
 
 constexpr SField TWT[] = {
     {"VerticalSignificance1", From<&W::VerticalSignificance1>(), INT4, INT, M1, M1,
-     Codes("vertical_significance_1", SIGNIFICANCES, "vertical significance")},
+     Codes("vertical_significance_1", SIGNIFICANCES, "vertical significance", "", Within(0, 62))},
     {"Pressure", From<&W::Pressure>(), REAL4, REAL, M777, M777,
-     About("surface_pressure", "pressure at the surface", "Pa", ANY, "surface_air_pressure")},
+     About("surface_pressure", "pressure at the surface", "Pa", Within(0, 163820), "surface_air_pressure")},
     {"NumberOfObservations1", From<&W::NumberOfObservations1>(), INT4, INT, M1, M1,
-     About("number_of_observations_1", "number of observations")},
+     About("number_of_observations_1", "number of observations", "", BITS_8)},
     {"SkinTemperature", From<&W::SkinTemperature>(), REAL4, REAL, M777, M777,
-     About("skin_temperature", "temperature of the surface's skin", "K", ANY, "surface_temperature")},
+     About("skin_temperature", "temperature of the surface's skin", "K", Within(0, 409.4),
+           "surface_temperature")},
     {"NumberOfObservations2", From<&W::NumberOfObservations2>(), INT4, INT, M1, M1,
-     About("number_of_observations_2", "number of observations")},
+     About("number_of_observations_2", "number of observations", "", BITS_8)},
     {"VerticalSignificance2", From<&W::VerticalSignificance2>(), INT4, INT, M1, M1,
-     Codes("vertical_significance_2", SIGNIFICANCES, "vertical significance")},
+     Codes("vertical_significance_2", SIGNIFICANCES, "vertical significance", "", Within(0, 62))},
     {"PTCount", From<&W::PTCount>(), INT4, INT, M1, M1,
-     About("temperature_level_count", "levels of the temperature profile")},
+     About("temperature_level_count", "levels of the temperature profile", "", BITS_8)},
 };
 
 constexpr SField PT_LEVEL[] = {
     {"Pressure#", From<&W::PTPressure>(), REAL4, REAL, M777, M777,
-     About("temperature_pressure", "pressure of the level", "Pa", ANY, "air_pressure")},
+     About("temperature_pressure", "pressure of the level", "Pa", LEVEL_PRESSURES, "air_pressure")},
     {"Temperature/dry-bulbTemperature#", From<&W::PTTemperature>(), REAL4, REAL, M777, M777,
-     About("temperature", "temperature of the air", "K", ANY, "air_temperature")},
+     About("temperature", "temperature of the air", "K", TEMPERATURES, "air_temperature")},
 };
 
 constexpr SField PMR_COUNT[] = {
     {"PMRCount", From<&W::PMRCount>(), INT4, INT, M1, M1,
-     About("humidity_level_count", "levels of the water-vapour profile")},
+     About("humidity_level_count", "levels of the water-vapour profile", "", BITS_8)},
 };
 
 constexpr SField PMR_LEVEL[] = {
     {"Pressure#", From<&W::PMRPressure>(), REAL4, REAL, M777, M777,
-     About("humidity_pressure", "pressure of the level", "Pa", ANY, "air_pressure")},
+     About("humidity_pressure", "pressure of the level", "Pa", LEVEL_PRESSURES, "air_pressure")},
     {"MixingRatio#", From<&W::PMRMixingRatio>(), REAL4, REAL, M777, M777,
-     About("mixing_ratio", "mixing ratio of water vapour", "kg kg-1", ANY, "humidity_mixing_ratio")},
+     About("mixing_ratio", "mixing ratio of water vapour", "kg kg-1", Within(0, 1), "humidity_mixing_ratio")},
 };
 
 using E = CProdL2ems;
 
 constexpr SField EMS_POINT[] = {
     {"Frequency#", From<&E::Frequency>(), REAL4, REAL, M777, M777,
-     About("frequency", "frequency of the point", "Hz", ANY, "radiation_frequency")},
+     About("frequency", "frequency of the point", "Hz", Within(0, 6.7108862e15), "radiation_frequency")},
     // The two missing forms differ.
     {"Emissivity#", From<&E::Emissivity>(), REAL4, REAL, M1, M777,
      About("emissivity", "emissivity of the surface", "percent", TO_100, "surface_longwave_emissivity")},

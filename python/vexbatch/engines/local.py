@@ -19,10 +19,11 @@ from types import FrameType
 from typing import BinaryIO, NoReturn
 
 from ..running import state
-from ..errors import BatchError, DiskFull, Halted, Stopped
+from vexfile.program import SIGNALS, Stopped
+from ..errors import BatchError, DiskFull, Halted
 from ..running.piece import abandon, run_piece
 from ..planning.plan import Plan
-from ..running.process import SIGNALS, die_with
+from ..running.process import die_with
 from ..running.state import State
 
 #: Seconds that workers have to end vex and to remove what it left.
@@ -96,22 +97,6 @@ def _forget(plan: Plan, number: int, why: str, attempt: int) -> None:
         raise
     except (BatchError, OSError):  # what it began is still at work, or the folder is gone; the next call removes it
         pass
-
-
-@contextlib.contextmanager
-def stoppable() -> Iterator[None]:
-    """Raises Stopped at the first signal to end; from then on such signals do nothing until the end of the block."""
-    def stop(number: int, _: FrameType | None) -> None:
-        for one in SIGNALS:
-            signal.signal(one, signal.SIG_IGN)
-        raise Stopped(number)
-
-    before = {one: signal.signal(one, stop) for one in SIGNALS if signal.getsignal(one) != signal.SIG_IGN}
-    try:
-        yield
-    finally:
-        for one, handler in before.items():
-            signal.signal(one, handler)
 
 
 class _Worker:

@@ -94,4 +94,4 @@ def _join_files(plan: Plan, joining: Piece, suffix: str, sources: list[State]) -
     reference = float(plan.settings.value("tbref") or 0)
     with_temperatures = plan.settings.value("tb") == "1" and reference > 0
     return merge_statistics(paths, joining.part + suffix, reference if with_temperatures else None,
-                            (joining.first, joining.last))
+                            (joining.first, joining.last), force=True)

@@ -13,11 +13,10 @@ import time
 from collections.abc import Callable, Iterable, Sequence
 from typing import NamedTuple
 
+from vexfile.program import SIGNALS
 from . import outcome
 
 PR_SET_PDEATHSIG = 1
-#: What ends a call in good order.
-SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 #: Seconds between two looks at the log of a run, the first ones and the longest.
 LOOK, LONG_LOOK = 0.05, 0.5
 UNWRITTEN = "output could not be written"

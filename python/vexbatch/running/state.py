@@ -6,6 +6,7 @@ is done again, and what is left of it goes.
 
 from __future__ import annotations
 
+import glob
 import os
 from collections.abc import Iterable, Sequence
 from typing import Any, NamedTuple
@@ -158,6 +159,7 @@ def clear_parts(plan: Plan, piece: Piece) -> None:
     if begun and files.has_form(begun, FORM):
         files.remove(one["path"] for one in begun["outputs"] if one["path"].startswith(piece.out))
     files.remove(piece.part + suffix for suffix in ("", ".cfg", *plan.settings.suffixes))
+    files.remove(glob.glob(glob.escape(piece.part) + "*.part"))  # of files that were being joined
     files.remove([piece.state + ".part"])
 
 

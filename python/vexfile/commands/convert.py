@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import contextlib
+import datetime
 import errno
+import hashlib
 import os
-from collections.abc import Callable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from concurrent.futures import Future, ThreadPoolExecutor
 from dataclasses import dataclass
 from typing import Any, TextIO
@@ -15,10 +17,12 @@ import numpy.typing as npt
 
 from ..reading import variables
 from ..reading.binary import LONG
+from .inspecting import Extent
 from .joining import difference
 from ..reading.opening import open_file, with_index
 from ..reading.structure import sort_of
-from .writing import replacing
+from ..version import VERSION
+from ..writing import replacing
 
 Array = npt.NDArray[Any]
 #: Is told how many bytes more have been written.
@@ -39,10 +43,9 @@ CELLS = 1 << 20
 
 #: Of compression by zlib or zstd, from 0 to 9: higher ones take longer and make spectra hardly smaller.
 LEVELS = {".nc": 1, ".zarr": 5, ".csv": 0}
-#: Coordinates are named by the variables that have them. Some tools want no others there than latitude and longitude,
-#: and these of at most two dimensions: the file as a whole names the others.
-GRID, OTHERS = "latitude longitude", "time wavenumber"
-EPOCH = np.datetime64("2010-01-01", "ns")
+#: What a file tells of when and where its pixels are, by the names of `inspecting.facts`.
+COVERAGE = {"first_time": "time_coverage_start", "last_time": "time_coverage_end", "south": "geospatial_lat_min",
+            "north": "geospatial_lat_max", "west": "geospatial_lon_min", "east": "geospatial_lon_max"}
 
 
 @dataclass(frozen=True)
@@ -52,7 +55,7 @@ class Item:
     Attributes
     ----------
     fill : int, float or None
-        What a missing value is; None of coordinates that are always there.
+        What a missing value is; None of what does not depend on pixels.
     values : numpy.ndarray or None
         Of one without the dimension pixel.
     chunks : tuple of int
@@ -69,6 +72,11 @@ class Item:
     chunks: tuple[int, ...]
 
     @property
+    def fill_attribute(self) -> int | float | None:
+        """The attribute _FillValue: coordinates have none."""
+        return None if self.name in variables.COORDINATES else self.fill
+
+    @property
     def spectrum(self) -> bool:
         """Whether it has a value for each channel of a pixel."""
         return self.values is None and "channel" in self.dimensions
@@ -83,6 +91,20 @@ def _power_of_two(number: float, most: int = PIXELS) -> int:
     return 1 << int(np.log2(min(max(1.0, number), most)))
 
 
+def _digest(path: str) -> str:
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "sha256").hexdigest()
+
+
+def origin(paths: Sequence[str], out: str, digests: Iterable[str]) -> dict[str, str]:
+    """Attributes that tell from what a file was made, and by what."""
+    now = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%dT%H:%M:%SZ")
+    inputs = "\n".join(f"{digest}  {path}" for digest, path in zip(digests, paths))
+    found = {"history": f"{now} vexfile {VERSION}: convert {' '.join([*paths, out])}", "date_created": now,
+             "vexfile_version": VERSION, "input_sha256": inputs}
+    return {name: text.encode("utf-8", "surrogateescape").decode("utf-8", "replace") for name, text in found.items()}
+
+
 class Source:
     """Files of equal layout, one behind the other.
 
@@ -95,8 +117,9 @@ class Source:
         How many there are, and how many are read together.
     """
 
-    def __init__(self, paths: Sequence[str], whole: bool) -> None:
+    def __init__(self, paths: Sequence[str], whole: bool, out: str) -> None:
         from ..reading.engine import attributes, dataset
+        self.paths, self.out = paths, out
         files = [open_file(path, whole) for path in paths]
         self.files = [file for file in files if file.pixels] or files[:1]
         for file in files:
@@ -112,7 +135,6 @@ class Source:
         self.block = _power_of_two(BLOCK / self._row())
         there = [name for name, one in data[0].variables.items()
                  if "channel" not in one.dims or data[0].sizes["channel"]]
-        self.attributes["coordinates"] = " ".join(name for name in OTHERS.split() if name in there)
         self.items = [self._item(name, data) for name in there]
 
     def _row(self) -> int:
@@ -130,10 +152,11 @@ class Source:
         shape = (self.pixels, *largest.shape[1:])
         if name == "time":
             said |= variables.TIME_UNITS
-        elif name not in variables.COORDINATES and len(dimensions) <= 2:
-            said["coordinates"] = GRID
-        dtype = np.dtype(encoding["dtype"])
-        return Item(name, dimensions, shape, dtype, encoding["_FillValue"], said, None, self._chunks(shape, dtype))
+        elif name not in variables.COORDINATES:
+            said["coordinates"] = encoding["coordinates"]
+        dtype, fill = np.dtype(encoding["dtype"]), encoding["_FillValue"]
+        fill = np.nan if fill is None else fill
+        return Item(name, dimensions, shape, dtype, fill, said, None, self._chunks(shape, dtype))
 
     def _chunks(self, shape: tuple[int, ...], dtype: np.dtype[Any]) -> tuple[int, ...]:
         """Whole rows, but of a spectrum some channels: as many in each chunk, about."""
@@ -159,12 +182,11 @@ class Source:
     def _of_file(self, number: int, item: Item, begin: int, end: int) -> Array:
         file = self.files[number]
         if item.name == "time":
-            milliseconds: Array = (variables.read_time(file, begin, end) - EPOCH) / np.timedelta64(1, "ms")
-            return milliseconds
+            return variables.read_milliseconds(file, begin, end)
         variable = self.found[number][item.name]
         if variable.spectrum:
             return file.read_spectrum(begin, end, slice(None), True)
-        return variables.fill(variable, file.read(variable.field.name, begin, end))
+        return variables.fill(variable, variables.stored(file, variable, begin, end))
 
     def _pieces(self) -> Iterator[Piece]:
         """All that is to be read, whole chunks at a time."""
@@ -187,11 +209,18 @@ class Source:
             if before:
                 yield before[0], before[1].result()
 
-    def copy(self, put: Put, progress: Progress) -> None:
-        """Reads all and puts it, whole chunks at a time."""
+    def copy(self, put: Put, progress: Progress) -> dict[str, Any]:
+        """Reads all and puts it, whole chunks at a time. Returns attributes that tell what was read."""
+        extent, pool = Extent(), ThreadPoolExecutor(1)
+        digests = pool.map(_digest, self.paths)
+        pool.shutdown(wait=False)
         for (item, begin, _), values in self._values():
+            if item.name in variables.COORDINATES:
+                extent.add(item.name, variables.EPOCH + values.astype("m8[ms]") if item.name == "time" else values)
             put(item.name, begin, values)
             progress(values.nbytes)
+        coverage = {COVERAGE[name]: value for name, value in extent.facts().items() if value is not None}
+        return coverage | origin(self.paths, self.out, digests)
 
 
 @contextlib.contextmanager
@@ -226,7 +255,7 @@ def _to_netcdf(source: Source, part: str, level: int, progress: Progress) -> Non
                 if dimension not in file.dimensions:
                     file.createDimension(dimension, size)
             chunks = [min(chunk, size) for chunk, size in zip(item.chunks, item.shape)] if 0 not in item.shape else None
-            made[item.name] = file.createVariable(item.name, item.dtype, item.dimensions, fill_value=item.fill,
+            made[item.name] = file.createVariable(item.name, item.dtype, item.dimensions, fill_value=item.fill_attribute,
                                                   zlib=level > 0 and bool(chunks), complevel=level,
                                                   shuffle=not item.spectrum, chunksizes=chunks)
             made[item.name].setncatts(item.attributes)
@@ -239,7 +268,7 @@ def _to_netcdf(source: Source, part: str, level: int, progress: Progress) -> Non
         def put(name: str, begin: int, values: Array) -> None:
             made[name][begin:begin + len(values)] = values
 
-        source.copy(put, progress)
+        file.setncatts(source.copy(put, progress))
 
 
 def _to_zarr(source: Source, part: str, level: int, progress: Progress) -> None:
@@ -251,7 +280,8 @@ def _to_zarr(source: Source, part: str, level: int, progress: Progress) -> None:
     for item in source.items:
         chunks = tuple(max(1, min(chunk, size)) for chunk, size in zip(item.chunks, item.shape))
         made[item.name] = root.create_dataset(item.name, shape=item.shape, chunks=chunks, dtype=item.dtype,
-                                              compressor=plain if item.spectrum else shuffled, fill_value=item.fill)
+                                              compressor=plain if item.spectrum else shuffled,
+                                              fill_value=item.fill_attribute)
         made[item.name].attrs.put({**{name: _plain(value) for name, value in item.attributes.items()},
                                    "_ARRAY_DIMENSIONS": list(item.dimensions)})
         if item.values is not None:
@@ -260,7 +290,7 @@ def _to_zarr(source: Source, part: str, level: int, progress: Progress) -> None:
     def put(name: str, begin: int, values: Array) -> None:
         made[name][begin:begin + len(values)] = values
 
-    source.copy(put, progress)
+    root.attrs.update(source.copy(put, progress))
     zarr.consolidate_metadata(root.store)
 
 
@@ -302,7 +332,7 @@ def _cells(item: Item, values: Array) -> npt.NDArray[np.object_]:
     values = values.reshape(len(values), -1)
     missing = np.isnan(values) if values.dtype.kind == "f" else values == item.fill
     if item.name == "time":
-        time = EPOCH + np.where(missing, 0, values).astype("m8[ms]")
+        time = variables.EPOCH + np.where(missing, 0, values).astype("m8[ms]")
         texts = np.char.add(np.datetime_as_string(time, "ms"), "Z").astype(object)
     else:
         texts = values.astype(str).astype(object)
@@ -346,9 +376,9 @@ def convert(paths: Sequence[str], out: str, force: bool = False, level: int | No
         raise ValueError(f"{paths[sorts.index('statistics')]}: statistics are converted one by one; see merge-stat")
     with replacing(out, force, paths) as part, _told_of(out):
         if "statistics" in sorts:
-            _convert_statistics(paths[0], suffix, part, chosen)
+            _convert_statistics(paths[0], out, suffix, part, chosen)
             return
-        with_index(lambda index: _convert(Source(paths, index), suffix, part, chosen, bar))
+        with_index(lambda index: _convert(Source(paths, index, out), suffix, part, chosen, bar))
 
 
 @contextlib.contextmanager
@@ -366,13 +396,17 @@ def _convert(source: Source, suffix: str, part: str, level: int, shown: bool) ->
         FORMS[suffix](source, part, level, progress)
 
 
-def _convert_statistics(path: str, suffix: str, part: str, level: int) -> None:
+def _convert_statistics(path: str, out: str, suffix: str, part: str, level: int) -> None:
     if suffix == ".csv":
         from ..reading.tables import read_table
         read_table(path).to_csv(part, index=False)
         return
     from ..statistics.files import open_statistics
     data = open_statistics(path)
+    data.attrs |= origin([path], out, [_digest(path)])
+    for name, date in (("start", data.first_date), ("end", data.last_date)):
+        if date.replace("-", "").isdigit():
+            data.attrs[f"time_coverage_{name}"] = date
     if suffix == ".zarr":
         data.to_zarr(part)
     else:

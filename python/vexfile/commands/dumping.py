@@ -11,7 +11,7 @@ import numpy.typing as npt
 
 from ..reading.binary import BinaryFile
 from ..reading.columns import Column, columns, header_names, positions, unique_names
-from ..errors import FormatError
+from ..errors import FormatError, no_field
 from ..reading.layout import Block
 from ..reading.opening import open_file
 from ..reading.structure import sort_of
@@ -55,29 +55,35 @@ def dump(path: str, out: BinaryIO, pixels: Sequence[int] | None = None, fields: 
     ValueError
         It has no such pixel or field.
     """
-    sort = sort_of(path)
-    if sort == "statistics" and (pixels is not None or fields is not None):
-        raise ValueError(f"{path}: pixels and fields cannot be chosen of statistics")
-    if sort == "statistics":
+    if sort_of(path) == "statistics":
+        if pixels is not None or fields is not None:
+            raise ValueError(f"{path}: pixels and fields cannot be chosen of statistics")
         from ..statistics.files import read_statistics
         read_statistics(path)
-    file = None if sort == "statistics" else open_file(path)
-    if file is None or pixels is None and fields is None and isinstance(file, TextFile):
+        _copy(path, out)
+        return
+    file = open_file(path)
+    if isinstance(file, TextFile) and pixels is None and fields is None:
         _copy(path, out)
         return
     grows = fields is not None and any(block.extra for block in file.header.blocks)
     if grows or max(pixels or [0]) >= file.pixels:  # all records tell the columns, and how many pixels there are
         file = open_file(path, index=True)
-    wanted = [(0, file.pixels)] if pixels is None else _runs(file, pixels)
     out.write("\t".join(header_names(file.header) if fields is None else choose(file, fields)).encode() + b"\n")
+    _print(file, fields, None if pixels is None else _runs(file, pixels), out)
+
+
+def _print(file: VexFile, fields: Sequence[str] | None, runs: list[tuple[int, int]] | None, out: BinaryIO) -> None:
+    """Prints the lines of runs of pixels; None: of all."""
+    wanted = [(0, file.pixels)] if runs is None else runs
     done = 0
     try:
         for count, text in _printed(file, fields, wanted):
             out.write(text)
             done += count
     except FormatError:
-        file = open_file(path, index=True)  # a large file may have other records than the few that were looked at
-        wanted = [(0, file.pixels)] if pixels is None else wanted
+        file = open_file(file.path, index=True)  # a large file may have other records than the few that were looked at
+        wanted = [(0, file.pixels)] if runs is None else runs
         for _, text in _printed(file, fields, _behind(wanted, done)):
             out.write(text)
 
@@ -115,8 +121,7 @@ def choose(file: VexFile, fields: Iterable[str]) -> dict[str, Column]:
         wanted = TIME_FIELDS if name == "time" else (name,)
         there = [i for one in wanted for i, column in enumerate(found) if _variable(file, column) == one]
         if not there and name not in names:
-            raise ValueError(f"{file.path}: no field {name!r}; there are " + " ".join(
-                dict.fromkeys(_variable(file, column) for column in found)))
+            raise ValueError(f"{file.path}: {no_field(name, [*(_variable(file, column) for column in found), *names])}")
         chosen |= {names[i]: found[i] for i in there or [names.index(name)]}
     return chosen
 

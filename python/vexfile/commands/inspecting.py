@@ -3,9 +3,8 @@
 from __future__ import annotations
 
 import os
-import re
 import textwrap
-from collections.abc import Iterable, Iterator
+from collections.abc import Iterator
 from typing import Any
 
 import numpy as np
@@ -14,12 +13,12 @@ import numpy.typing as npt
 from ..reading.binary import BinaryFile
 from ..reading.columns import columns, positions
 from ..errors import FormatError
+from ..reading.layout import Field
 from .numerals import surely_numbers
 from ..reading.opening import open_file, with_index
-from ..reading.shapes import Shape
 from ..reading.structure import Sound, counted, sort_of, structure
 from ..reading.text import TextFile
-from ..reading.variables import VexFile, read_time
+from ..reading.variables import VexFile, missing, ranges, read_time, stored, variables
 
 #: Pixels that are looked at together; a multiple of what the readers keep together.
 PIXELS = 1 << 16
@@ -27,28 +26,12 @@ PIXELS = 1 << 16
 CHUNK = 1 << 20
 #: Longitudes that leave no gap of this size go around the globe, degrees.
 GAP = 5.0
-#: What no number of a text file, inf and nan among them, has, nor what stands between them.
-STRANGE = re.compile(rb"[^0-9+\-.einfa\t\n]")
-#: The largest integer.
-LARGEST = (1 << 31) - 1
 #: Width of the table for people, columns of the screen.
 WIDTH = 100
 #: Dimensions whose number differs between records.
 LAYERS = {"ozo": "ozo_pressure_top", "twt": "twt_temperature"}
 
 Facts = dict[str, Any]
-Integers = npt.NDArray[np.int64]
-
-
-def ranges(numbers: Iterable[int]) -> str:
-    """Numbers as the options of vex give them: ``1-5,8``."""
-    found: list[list[int]] = []
-    for number in numbers:
-        if found and number == found[-1][1] + 1:
-            found[-1][1] = number
-        else:
-            found.append([number, number])
-    return ",".join(str(first) if first == last else f"{first}-{last}" for first, last in found)
 
 
 def facts(path: str) -> Facts:
@@ -100,21 +83,37 @@ def _layers(file: VexFile) -> dict[str, list[int]]:
             for block, name in LAYERS.items() if block in file.header.kinds}
 
 
+class Extent:
+    """When and where pixels are, by blocks of their coordinates."""
+
+    def __init__(self) -> None:
+        self._ends: dict[str, list[Any]] = {"time": [], "latitude": []}
+        self._longitudes = [np.empty(0)]
+
+    def add(self, name: str, values: npt.NDArray[Any]) -> None:
+        """Takes in times (datetime64), latitudes or longitudes."""
+        if name == "longitude":
+            self._longitudes.append(np.unique(values[np.abs(values) <= 360]))
+        else:
+            self._ends[name] += _ends(values[~np.isnat(values) if name == "time" else np.abs(values) <= 90])
+
+    def facts(self) -> Facts:
+        """First and last time, and the smallest box in degrees; null where no pixel tells."""
+        first, last = _ends(np.array(self._ends["time"], "M8[ns]")) or [None, None]
+        south, north = _ends(np.array(self._ends["latitude"])) or [None, None]
+        west, east = _box(np.concatenate(self._longitudes))
+        return {"first_time": _iso(first), "last_time": _iso(last), "south": _short(south), "north": _short(north),
+                "west": _short(west), "east": _short(east)}
+
+
 def _extent(file: VexFile) -> Facts:
-    """When and where the pixels are."""
-    times, latitudes, longitudes = [], [], []
+    found = Extent()
     for begin in range(0, file.pixels, PIXELS):
         end = min(file.pixels, begin + PIXELS)
-        time = read_time(file, begin, end)
-        latitude, longitude = (file.read(name, begin, end) for name in ("latitude", "longitude"))
-        times += _ends(time[~np.isnat(time)])
-        latitudes += _ends(latitude[np.abs(latitude) <= 90])
-        longitudes.append(np.unique(longitude[np.abs(longitude) <= 360]))
-    first, last = _ends(np.array(times, "M8[ns]")) or [None, None]
-    south, north = _ends(np.array(latitudes)) or [None, None]
-    west, east = _box(np.concatenate(longitudes)) if longitudes else (None, None)
-    return {"first_time": _iso(first), "last_time": _iso(last), "south": _short(south), "north": _short(north),
-            "west": _short(west), "east": _short(east)}
+        found.add("time", read_time(file, begin, end))
+        for name in ("latitude", "longitude"):
+            found.add(name, file.read(name, begin, end))
+    return found.facts()
 
 
 def _ends(values: npt.NDArray[Any]) -> list[Any]:
@@ -189,8 +188,20 @@ def _record_rows(found: Facts) -> Iterator[tuple[str, str]]:
 # --- Verification ---------------------------------------------------------------------------------------------------
 
 
-def check(path: str) -> Sound:
-    """Looks at every record and marker of a binary file, at every number of a text or statistics file.
+def check(path: str, values: bool = False) -> Sound:
+    """Checks every record length marker of a binary file, every number of a text or statistics file.
+
+    Parameters
+    ----------
+    path
+        The file.
+    values
+        Also hold the values of all fields against their ranges and codes.
+
+    Returns
+    -------
+    Sound
+        What it is.
 
     Raises
     ------
@@ -200,11 +211,42 @@ def check(path: str) -> Sound:
     if sort_of(path) == "text":
         lines = TextFile(path)
         check_numbers(lines)
+        if values:
+            check_values(lines)
         return Sound(path, "text", lines.pixels)
     found = structure(path)
     if found.sort == "binary":
-        BinaryFile(path)  # whether the header belongs to the records
+        file = BinaryFile(path)  # says whether the header belongs to the records
+        if values:
+            check_values(file)
     return found
+
+
+def check_values(file: VexFile) -> None:
+    """Holds values that are not missing against the ranges and codes of their fields, some pixels at a time."""
+    found = [one for one in variables(file).values() if one.field.valid_range or one.field.codes]
+    for begin in range(0, file.pixels, PIXELS):
+        for variable in found:
+            values = stored(file, variable, begin, min(file.pixels, begin + PIXELS))
+            wrong = ~(_allowed(variable.field, values) | missing(variable, values)).reshape(len(values), -1)
+            if wrong.any():
+                row = int(wrong.any(axis=1).argmax())
+                raise FormatError(file.path, file.place(begin + row), f"{variable.field.column} {_words(variable.field)}, "
+                                  f"found {values.reshape(wrong.shape)[row][wrong[row]][0]:.9g}")
+
+
+def _allowed(field: Field, values: npt.NDArray[Any]) -> npt.NDArray[np.bool_]:
+    if not field.valid_range:
+        return np.isin(values, [code for code, _ in field.codes])
+    low, high = np.array(field.valid_range, np.float32)
+    allowed: npt.NDArray[np.bool_] = (values >= low) & (values <= high)
+    return allowed
+
+
+def _words(field: Field) -> str:
+    if field.valid_range:
+        return "from {:.9g} to {:.9g}".format(*field.valid_range)
+    return "of " + ranges(code for code, _ in field.codes)
 
 
 def check_numbers(file: TextFile) -> None:
@@ -217,17 +259,4 @@ def check_numbers(file: TextFile) -> None:
     for begin in range(0, file.pixels, step):
         for shape, pixels, lines in file.lines(begin, min(file.pixels, begin + step)):
             if not surely_numbers(b"".join(lines), shape.length, integers[id(shape)]):
-                _check_each(file, shape, pixels, lines, integers[id(shape)])
-
-
-def _check_each(file: TextFile, shape: Shape, pixels: Integers, lines: list[bytes], integers: Integers) -> None:
-    """Reads the numbers of equal lines one by one."""
-    for pixel, line in zip(pixels.tolist(), lines):
-        if strange := STRANGE.search(line):
-            raise FormatError(file.path, file.place(pixel) + strange.start(),
-                              f"a number, found {strange[0].decode('latin-1')!r}")
-    given = file.table(shape, pixels, lines)[:, integers]
-    wrong = np.isfinite(given) & ((given != np.floor(given)) | (np.abs(given) > LARGEST))
-    if wrong.any():
-        raise FormatError(file.path, file.place(int(pixels[wrong.any(axis=1).argmax()])),
-                          f"integers of 32 bits, found {given[wrong][0]:g}")
+                file.refuse_fractions(pixels, file.table(shape, pixels, lines)[:, integers[id(shape)]])

@@ -16,7 +16,7 @@ from .inspecting import check_numbers
 from ..reading.opening import open_file
 from ..reading.text import TextFile
 from ..reading.variables import VexFile
-from .writing import replacing
+from ..writing import replacing
 
 #: Bytes that are copied at once.
 CHUNK = 1 << 20

@@ -313,16 +313,8 @@ def draw_graticule(axes: Any, globe: bool, pole: bool) -> None:
 # --- the map
 
 
-def add_map(
-    figure: Any,
-    crs: Any,
-    x: Array,
-    y: Array,
-    title: str,
-    land: PathName | None,
-    keys: Sequence[Any] = (),
-    below: int = 0,
-) -> tuple[Any, Any]:
+def add_map(figure: Any, crs: Any, x: Array, y: Array, title: str, land: PathName | None, keys: Sequence[Any] = (),
+            below: int = 0) -> tuple[Any, Any]:
     """Axes of a map for points in the coordinates of the projection, and below them axes for a colour bar.
 
     The figure takes the size that they need: two columns wide for the globe, one column for a region. `keys` make a

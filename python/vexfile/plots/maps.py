@@ -9,13 +9,14 @@ from typing import Any
 
 import numpy as np
 import xarray as xr
-from numpy.typing import NDArray
 
 from . import data
 from . import style
 from .globe import add_map, bar_width, middle_and_width, project, projection_of
 from .spectra import spectrum_of
 from .style import Array, PathName
+from ..errors import no_field
+from ..reading.variables import ranges
 
 CELLS = 1500  # across a map, about a dot of print each: of several pixels in one the last can be seen
 MOST = 1_000_000  # pixels that are drawn before those that others hide are left out
@@ -55,16 +56,9 @@ def channel_index(dataset: xr.Dataset, channel: float) -> int:
         found = np.flatnonzero((distance == distance.min()) & (distance <= 0.126))
         wanted = f"channel at {channel:g} cm-1"
     if not found.size:
-        raise ValueError(f"no {wanted}: the file has {ranges(numbers)}")
+        there = ranges(numbers.tolist()).split(",")
+        raise ValueError(f"no {wanted}: the file has the channels {', '.join(there[:10])}{', ...' * (len(there) > 10)}")
     return int(found[0])
-
-
-def ranges(numbers: NDArray[np.int64]) -> str:
-    """Channel numbers in words, neighbours as a range."""
-    parts = np.split(numbers, np.flatnonzero(np.diff(numbers) != 1) + 1)
-    named = [str(part[0]) if len(part) == 1 else f"{part[0]}-{part[-1]}" for part in parts]
-    more = ", ..." if len(named) > 10 else ""
-    return ("channel " if len(numbers) == 1 else "channels ") + ", ".join(named[:10]) + more
 
 
 def pick_channel(dataset: xr.Dataset, channel: float | None) -> tuple[xr.DataArray, str]:
@@ -87,7 +81,7 @@ def drawable(dataset: xr.Dataset) -> list[str]:
 def pick_field(dataset: xr.Dataset, name: str, index: int | Sequence[int]) -> tuple[xr.DataArray, str]:
     """A field of pixels, one layer of it where it has layers, and the text of its colour bar."""
     if name not in drawable(dataset):
-        raise ValueError(f"no field {name}: the file has {data.listed(drawable(dataset))}")
+        raise ValueError(no_field(name, drawable(dataset)))
     field = dataset[name]
     words, _, unit = style.label(field.attrs, name).partition(" (")
     others = [str(dim) for dim in field.dims if dim != "pixel"]
@@ -265,17 +259,9 @@ def mark_sizes(axes: Any, x: Array, y: Array) -> Array:
     return np.where(distance > 0, np.clip(1.8 * distance, SMALLEST, LARGEST), LARGEST)
 
 
-def plot_map(
-    dataset: xr.Dataset,
-    out: PathName,
-    field: str | None = None,
-    channel: float | None = None,
-    limits: tuple[float, float] | None = None,
-    projection: str | None = None,
-    title: str | None = None,
-    index: int | Sequence[int] = 0,
-    land: PathName | None = None,
-) -> Any:
+def plot_map(dataset: xr.Dataset, out: PathName, field: str | None = None, channel: float | None = None,
+             limits: tuple[float, float] | None = None, projection: str | None = None, title: str | None = None,
+             index: int | Sequence[int] = 0, land: PathName | None = None) -> Any:
     """Draw the pixels of a channel or of a field on a map.
 
     Parameters
@@ -311,13 +297,10 @@ def plot_map(
     ValueError
         No such field, channel, layer or projection, or no pixel with a value and a position.
     """
+    if field is not None and channel is not None:
+        raise ValueError(f"either the field {field} or the channel {channel:g}, not both")
     with style.picture(out) as figure:
-        if field is not None and channel is not None:
-            raise ValueError(f"either the field {field} or the channel {channel:g}, not both")
-        if field is None:
-            chosen, words = pick_channel(dataset, channel)
-        else:
-            chosen, words = pick_field(dataset, field, index)
+        chosen, words = pick_channel(dataset, channel) if field is None else pick_field(dataset, field, index)
         pixels = collect(dataset, chosen)
         crs = projection_of(projection, pixels.longitude, pixels.latitude)
         x, y, pixels = seen(crs, pixels)
@@ -340,18 +323,8 @@ def seen(crs: Any, pixels: Pixels) -> tuple[Array, Array, Pixels]:
     return x[there], y[there], rest
 
 
-def draw_pixels(
-    figure: Any,
-    crs: Any,
-    x: Array,
-    y: Array,
-    values: Array,
-    attrs: Any,
-    words: str,
-    limits: tuple[float, float] | None,
-    title: str,
-    land: PathName | None,
-) -> None:
+def draw_pixels(figure: Any, crs: Any, x: Array, y: Array, values: Array, attrs: Any, words: str,
+                limits: tuple[float, float] | None, title: str, land: PathName | None) -> None:
     found = categories(values, attrs)
     shown = values if found else style.unit(attrs)[0] * values
     look = category_colours(found) if found else colours(shown, limits)

@@ -130,19 +130,19 @@ def available(dataset: xr.Dataset) -> list[Quantity]:
 # --- means
 
 
-def collect(dataset: xr.Dataset, quantity: Quantity) -> tuple[dict[str, Mean], int]:
-    """Moments at each level over all pixels, short and long profiles apart, and how many pixels have one.
+def collect(dataset: xr.Dataset, quantity: Quantity) -> tuple[dict[str, Mean], NDArray[np.bool_]]:
+    """Moments at each level over all pixels, short and long profiles apart, and which pixels have one.
 
     A quantity on a logarithmic axis has the moments of its logarithms.
     """
     means: dict[str, Mean] = {}
-    seen = 0
+    seen = np.zeros(dataset.sizes["pixel"], bool)
     total, levels = dataset.sizes["pixel"], max(dataset[name].shape[1] for name in quantity.needs)
     for block in data.blocks(total, levels):
         pressure, values = quantity.read(dataset, block)
         there = np.isfinite(pressure) & np.isfinite(values) & (pressure > 0)
         long = there[:, quantity.short :].any(1)
-        seen += int(there.any(1).sum())
+        seen[block] = there.any(1)
         for length, rows in ((SHORT, ~long & there.any(1)), (LONG, long)):
             if rows.any():
                 add(means, length, np.where(there, pressure, np.nan)[rows], shown(quantity, values[rows], there[rows]))
@@ -161,11 +161,11 @@ def add(means: dict[str, Mean], length: str, pressure: Array, values: Array) -> 
     mean.values.add(values)
 
 
-def read_chosen(dataset: xr.Dataset, quantity: Quantity, pixels: Sequence[int]) -> tuple[Profile, int]:
-    """The profiles of some pixels, and how many of these have one."""
+def read_chosen(dataset: xr.Dataset, quantity: Quantity, pixels: Sequence[int]) -> tuple[Profile, NDArray[np.bool_]]:
+    """The profiles of some pixels, and which of these have one."""
     pressure, values = quantity.read(dataset, pixels)
     there = np.isfinite(pressure) & np.isfinite(values) & (pressure > 0)
-    return (np.where(there, pressure, np.nan), np.where(there, values, np.nan)), int(there.any(1).sum())
+    return (np.where(there, pressure, np.nan), np.where(there, values, np.nan)), there.any(1)
 
 
 # --- drawing
@@ -257,11 +257,13 @@ def plot_profile(dataset: xr.Dataset, out: PathName, pixels: Sequence[int] | Non
     with style.picture(out) as figure:
         quantities = available(dataset)
         if pixels is None:
-            handles, count = draw_all(figure, dataset, quantities)
+            handles, count = draw_found(figure, [(one, *collect(dataset, one)) for one in quantities], draw_means)
         else:
-            handles, count = draw_some(figure, dataset, quantities, data.chosen(dataset, pixels))
+            names = data.name_pixels(dataset, data.chosen(dataset, pixels))
+            handles, count = draw_found(figure, [(one, *read_chosen(dataset, one, pixels)) for one in quantities],
+                                        lambda panel, _, profile: draw_chosen(panel, profile, names))
         when = data.span(data.times(dataset, pixels))
-        title = data.heading(dataset, when, data.counted(count, "pixel"))
+        title = data.heading(dataset, when, data.counted(count, "profile"))
         figure.suptitle(style.wrapped(title, figure.get_figwidth()), fontsize=8)
         if handles:
             named = {handle.get_label(): handle for handle in handles}  # the same in all panels
@@ -271,27 +273,14 @@ def plot_profile(dataset: xr.Dataset, out: PathName, pixels: Sequence[int] | Non
     return figure
 
 
-def draw_all(figure: Any, dataset: xr.Dataset, quantities: Sequence[Quantity]) -> tuple[list[Any], int]:
-    """Means of all pixels. Returns what the legend shows, and the number of pixels with a profile."""
-    found = [(quantity, *collect(dataset, quantity)) for quantity in quantities]
-    drawn = [(quantity, means, seen) for quantity, means, seen in found if seen]
+def draw_found(figure: Any, found: list[tuple[Quantity, Any, NDArray[np.bool_]]],
+               draw: Callable[[Any, Quantity, Any], list[Any]]) -> tuple[list[Any], int]:
+    """A panel for each quantity that any pixel has. Returns what the legend shows, and the number of pixels with a profile."""
+    drawn = [(quantity, profiles, seen) for quantity, profiles, seen in found if seen.any()]
     panels = add_panels(figure, [quantity for quantity, _, _ in drawn])
-    handles = [handle for panel, (q, means, _) in zip(panels, drawn) for handle in draw_means(panel, q, means)]
+    handles = [handle for panel, (quantity, profiles, _) in zip(panels, drawn) for handle in draw(panel, quantity, profiles)]
     set_axes(panels, [quantity for quantity, _, _ in drawn])
-    return handles, max(seen for _, _, seen in drawn)
-
-
-def draw_some(
-    figure: Any, dataset: xr.Dataset, quantities: Sequence[Quantity], pixels: Sequence[int]
-) -> tuple[list[Any], int]:
-    """The same for chosen pixels."""
-    names = data.name_pixels(dataset, pixels)
-    found = [(quantity, *read_chosen(dataset, quantity, pixels)) for quantity in quantities]
-    drawn = [(quantity, profile, seen) for quantity, profile, seen in found if seen]
-    panels = add_panels(figure, [quantity for quantity, _, _ in drawn])
-    handles = [handle for panel, (_, profile, _) in zip(panels, drawn) for handle in draw_chosen(panel, profile, names)]
-    set_axes(panels, [quantity for quantity, _, _ in drawn])
-    return handles, max(seen for _, _, seen in drawn)
+    return handles, int(np.any([seen for _, _, seen in drawn], axis=0).sum())
 
 
 def add_panels(figure: Any, quantities: Sequence[Quantity]) -> list[Any]:

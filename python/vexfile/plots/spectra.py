@@ -11,11 +11,11 @@ from numpy.typing import NDArray
 
 from . import data
 from . import style
+from ..physics import SPACING
 from .data import Moments
 from .style import Array, PathName
 
 SPECTRA = ("brightness_temperature", "radiance")
-SPACING = 0.25  # cm-1, of neighbouring channels
 
 
 def spectrum_of(dataset: xr.Dataset) -> xr.DataArray:

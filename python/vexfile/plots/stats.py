@@ -16,6 +16,7 @@ from .globe import add_map, project, projection_of
 from .maps import colours, draw_colour_bar
 from .spectra import draw_line, runs, wave_axes
 from .style import Array, PathName
+from ..physics import SPACING
 
 SMOOTH = 10.0  # cm-1
 # The three groups differ in lightness, colour, dashes and width.
@@ -97,7 +98,7 @@ def draw_spectral(figure: Any, dataset: xr.Dataset) -> None:
     figure.set_size_inches(style.TWO_COLUMNS, 1.5 + 1.35 * len(panels))
     heights = [1.3] + [1.0] * (len(panels) - 1)
     axes = figure.subplots(len(panels), sharex=True, squeeze=False, gridspec_kw={"height_ratios": heights})[:, 0]
-    smoothed = max(run.stop - run.start for run in runs(wavenumber)) > 4 * SMOOTH / 0.25
+    smoothed = max(run.stop - run.start for run in runs(wavenumber)) > 4 * SMOOTH / SPACING
     handles: list[Any] = []
     for panel, (label, values) in zip(axes, panels):
         drawn = draw_groups(panel, wavenumber, values, smoothed)
@@ -270,14 +271,8 @@ def corners(bounds: Array, places: slice | NDArray[np.int64]) -> Array:
     return np.append(chosen[0, 0], chosen[0, 0] + widths)
 
 
-def draw_grid(
-    figure: Any,
-    dataset: xr.Dataset,
-    field: str | None,
-    limits: tuple[float, float] | None,
-    projection: str | None,
-    land: PathName | None,
-) -> None:
+def draw_grid(figure: Any, dataset: xr.Dataset, field: str | None, limits: tuple[float, float] | None,
+              projection: str | None, land: PathName | None) -> None:
     chosen = grid_field(dataset, field)
     count = np.asarray(dataset[str(chosen.name).split("_")[0] + "_count"].values)
     rows, columns = seen_part(count > 0)
@@ -318,14 +313,9 @@ KINDS: dict[frozenset[str], Callable[[Any, xr.Dataset], None]] = {
 GRID = {"latitude", "longitude"}
 
 
-def plot_statistics(
-    statistics: xr.Dataset | PathName,
-    out: PathName,
-    field: str | None = None,
-    limits: tuple[float, float] | None = None,
-    projection: str | None = None,
-    land: PathName | None = None,
-) -> Any:
+def plot_statistics(statistics: xr.Dataset | PathName, out: PathName, field: str | None = None,
+                    limits: tuple[float, float] | None = None, projection: str | None = None,
+                    land: PathName | None = None) -> Any:
     """Draw a statistics file: spectra, a histogram, a histogram of radiances or a grid.
 
     Parameters

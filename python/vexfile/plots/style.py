@@ -12,6 +12,8 @@ from typing import Any
 import numpy as np
 from numpy.typing import NDArray
 
+from ..writing import replacing
+
 Array = NDArray[np.float64]
 PathName = str | os.PathLike[str]
 
@@ -91,23 +93,17 @@ def suffix(out: PathName) -> str:
 
 @contextlib.contextmanager
 def picture(out: PathName) -> Iterator[Any]:
-    """A figure in the style of all. Without an error it is written: to ``OUT.part`` first, so that `out` is whole."""
+    """A figure in the style of all. Without an error it is written, and replaces `out`."""
     from matplotlib import style
     from matplotlib.figure import Figure
 
     form = suffix(out)
-    part = os.fspath(out) + ".part"
-    with style.context(STYLE, after_reset=True):
+    with replacing(os.fspath(out), True) as part, style.context(STYLE, after_reset=True):
         figure = Figure(figsize=(TWO_COLUMNS, TWO_COLUMNS / 2), layout="constrained")
         yield figure
-        try:
-            figure.savefig(part, format=form, metadata=METADATA[form])
-            if form == "svg":
-                name_clips(part)
-            os.replace(part, out)
-        finally:
-            with contextlib.suppress(FileNotFoundError):
-                os.remove(part)
+        figure.savefig(part, format=form, metadata=METADATA[form])
+        if form == "svg":
+            name_clips(part)
 
 
 def name_clips(path: str) -> None:

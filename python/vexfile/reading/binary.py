@@ -114,6 +114,10 @@ class BinaryFile:
         return [(self.index.shapes[sort], int(counts[self.index.shape == sort].sum()))
                 for sort in np.unique(self.index.shape)]
 
+    def place(self, pixel: int) -> int:
+        """Where the record of a pixel begins, bytes."""
+        return int(self.index.records(pixel, pixel + 1)[0][0])
+
     @contextlib.contextmanager
     def _open(self) -> Iterator[int]:
         descriptor = os.open(self.path, os.O_RDONLY | os.O_CLOEXEC)
@@ -294,7 +298,7 @@ class BinaryFile:
     def _run_of_spectra(self, descriptor: int, begin: int, shape: Shape, columns: slice | Integers,
                         positions: Integers, mask: bool, out: npt.NDArray[np.float32]) -> None:
         """Fills the columns of `out` from as many equal records as it has rows."""
-        start = int(self.index.records(begin, begin + 1)[0][0])
+        start = self.place(begin)
         low, high = int(positions.min()), int(positions.max()) + 1
         first = shape.places[self.header.spectrum].offset + 4 * low
         straight = isinstance(columns, slice) and positions.size == high - low and bool((np.diff(positions) == 1).all())
@@ -308,17 +312,21 @@ class BinaryFile:
         for row in range(0, len(out), chunk):
             rows, offset = out[row:row + chunk], start + row * shape.length
             if whole:
-                data = self._pread(descriptor, len(rows) * shape.length, offset)
-                if not self.index.verified:
-                    self._verify(begin + row, data, shape.length, shape.length, len(rows))
-                values = self._spectra(data, len(rows), first, shape.length, high - low)
-                rows[:, columns] = values[:, positions - low]
+                rows[:, columns] = self._whole(descriptor, begin + row, offset, shape.length, first, len(rows), high - low
+                                               )[:, positions - low]
             else:
                 self._verify_only(descriptor, begin + row, offset, shape.length, len(rows))
                 for part in parts:
                     self._sparse(descriptor, offset + first - 4 * low, shape.length, positions[part], rows,
                                  np.arange(out.shape[1])[columns][part])
             self._finish(rows, mask)
+
+    def _whole(self, descriptor: int, begin: int, offset: int, step: int, first: int, count: int, values: int) -> Array:
+        """Neighbouring channels, (record, channel), of equal records that are read as a whole."""
+        data = self._pread(descriptor, count * step, offset)
+        if not self.index.verified:
+            self._verify(begin, data, step, step, count)
+        return self._spectra(data, count, first, step, values)
 
     def _verify_only(self, descriptor: int, begin: int, offset: int, step: int, count: int) -> None:
         """Looks at the markers of equal records of which only parts are read, when that has not been done."""

@@ -14,8 +14,9 @@ from xarray.backends import BackendArray, BackendEntrypoint
 from xarray.core import indexing
 
 from . import variables
-from .opening import open_file
-from ..statistics.files import is_statistics, open_statistics
+from ..physics import wavenumber
+from .opening import open_file, path_of
+from ..statistics.files import CONVENTIONS, is_statistics, open_statistics
 from .structure import HEAD, is_binary, is_text
 from .variables import Variable, VexFile
 
@@ -96,31 +97,34 @@ def preferred_chunks(variable: Variable) -> dict[str, int]:
 def _lazy(file: VexFile, variable: Variable, masked: bool) -> xarray.Variable:
     encoding: dict[str, Any] = {"preferred_chunks": preferred_chunks(variable)}
     if masked:
-        encoding |= {"dtype": variable.raw, "_FillValue": variable.raw.type(variable.fill)}
+        fill = None if variable.name in variables.COORDINATES else variable.raw.type(variable.fill)
+        encoding |= {"dtype": variable.raw, "_FillValue": fill}
     array = LazyArray(variable.shape, variable.masked if masked else variable.raw,
                       functools.partial(variables.read, file, variable, masked), variable.spectrum)
     return xarray.Variable(variable.dimensions, indexing.LazilyIndexedArray(array), variable.attributes, encoding)
 
 
-def _time(file: VexFile) -> xarray.Variable:
-    array = LazyArray((file.pixels,), np.dtype("M8[ns]"), functools.partial(variables.read_time, file))
-    attributes = {"long_name": "time of the measurement, UTC", "standard_name": "time",
-                  "vex_name": "Year Month Day Hour Minute Milliseconds"}
-    encoding = {**variables.TIME_UNITS, "dtype": np.dtype("f8"), "_FillValue": np.nan,
-                "preferred_chunks": {"pixel": max(1, file.pixels)}}
+def _time(file: VexFile, decoded: bool) -> xarray.Variable:
+    array = LazyArray((file.pixels,), np.dtype("M8[ns]" if decoded else "f8"),
+                      functools.partial(variables.read_time if decoded else variables.read_milliseconds, file))
+    attributes: dict[str, Any] = {"long_name": "time of the measurement, UTC", "standard_name": "time",
+                                  "vex_name": "Year Month Day Hour Minute Milliseconds"}
+    encoding: dict[str, Any] = {"dtype": np.dtype("f8"), "_FillValue": None,
+                                "preferred_chunks": {"pixel": max(1, file.pixels)}}
+    (encoding if decoded else attributes).update(variables.TIME_UNITS)
     return xarray.Variable(("pixel",), indexing.LazilyIndexedArray(array), attributes, encoding)
 
 
-def _coordinates(file: VexFile, found: dict[str, Variable]) -> dict[str, xarray.Variable]:
-    """Those that are known without reading."""
-    coordinates = {"time": _time(file)}
+def _coordinates(file: VexFile, found: dict[str, Variable], decoded: bool) -> dict[str, xarray.Variable]:
+    """Time and those that are known without reading."""
+    coordinates = {"time": _time(file, decoded)}
     if any(variable.spectrum for variable in found.values()):
         channels = file.header.channels
         coordinates["channel"] = xarray.Variable("channel", channels, {"long_name": "channel number", "units": "1"})
         coordinates["wavenumber"] = xarray.Variable(
-            "channel", variables.wavenumbers(channels),
+            "channel", wavenumber(channels),
             {"long_name": "wavenumber of the channel", "units": "cm-1",
-             "standard_name": "sensor_band_central_radiation_wavenumber"})
+             "standard_name": "sensor_band_central_radiation_wavenumber"}, {"_FillValue": None})
     for variable in found.values():
         for dimension, size in zip(variable.dimensions[1:], variable.shape[1:]):
             if dimension != "channel":
@@ -133,7 +137,7 @@ def _coordinates(file: VexFile, found: dict[str, Variable]) -> dict[str, xarray.
 def attributes(file: VexFile) -> dict[str, Any]:
     """What is said of a file as a whole."""
     header = file.header
-    found = {"Conventions": "CF-1.8", "title": "IASI " + " and ".join(
+    found = {"Conventions": CONVENTIONS, "title": "IASI " + " and ".join(
         ["spectra"] * header.l1c + ["retrievals"] * bool(header.kinds)), "source": "vex", "instrument": "IASI",
         "platform": header.platform, "satellite_identifier": np.int32(header.satellite),
         "products": " ".join(["L1C"] * header.l1c + list(header.kinds)),
@@ -141,54 +145,52 @@ def attributes(file: VexFile) -> dict[str, Any]:
     return {name: value for name, value in found.items() if not isinstance(value, str) or value}
 
 
-def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = ()) -> xarray.Dataset:
-    """The Dataset of a binary or text file; nothing is read yet."""
+def dataset(file: VexFile, mask: bool = True, drop: Iterable[str] = (), times: bool = True) -> xarray.Dataset:
+    """The Dataset of a binary or text file; nothing is read yet. `times`: as such, not as numbers."""
     found = variables.variables(file)
     dropped = {*drop, *(variables.TIME_FIELDS if mask else ())}
     lazy = {name: _lazy(file, variable, mask) for name, variable in found.items() if name not in dropped}
-    lazy |= {name: value for name, value in _coordinates(file, found).items() if name not in dropped}
+    lazy |= {name: value for name, value in _coordinates(file, found, times).items() if name not in dropped}
+    _refer(lazy)
     data = xarray.Dataset(lazy, attrs=attributes(file))
     return data.set_coords([name for name in (*variables.COORDINATES, "wavenumber") if name in data])
+
+
+def _refer(data: dict[str, xarray.Variable]) -> None:
+    """Names the coordinates of each variable that has pixels, and the flags of the spectrum."""
+    flags = " ".join(name for name in data if name.startswith("quality_flag_"))
+    for name, variable in data.items():
+        if "pixel" in variable.dims and name not in variables.COORDINATES:
+            spectrum = "channel" in variable.dims
+            there = [one for one in (*variables.COORDINATES, *["wavenumber"] * spectrum) if one in data]
+            if there:
+                variable.encoding["coordinates"] = " ".join(there)
+            if spectrum and flags:
+                variable.attrs["ancillary_variables"] = flags
 
 
 class VexBackendEntrypoint(BackendEntrypoint):  # type: ignore[misc]
     """The engine "vex": binary, text and statistics files."""
 
     description = "Files of vex: IASI spectra, retrievals and statistics"
-    open_dataset_parameters = ("filename_or_obj", "drop_variables", "mask", "index")
+    open_dataset_parameters = ("filename_or_obj", "drop_variables", "mask", "index", "mask_and_scale", "decode_times")
 
     def open_dataset(self, filename_or_obj: str | os.PathLike[str], *, drop_variables: Iterable[str] | str | None = None,
-                     mask: bool = True, index: bool = False) -> xarray.Dataset:
-        """Opens a file.
-
-        Parameters
-        ----------
-        filename_or_obj
-            Path of the file.
-        drop_variables
-            Variables to leave out.
-        mask
-            Missing values are NaN; without it everything is as it stands in the file.
-        index
-            Look at the markers of all records of a large binary file now, not when they are read.
-
-        Raises
-        ------
-        FormatError
-            The file is damaged, cut short, or not of vex.
-        """
-        path = os.fspath(filename_or_obj)
+                     mask: bool = True, index: bool = False, mask_and_scale: bool = True,
+                     decode_times: bool = True) -> xarray.Dataset:
+        """Opens a file without `drop_variables`; see `vexfile.open` for the others and for what is raised."""
+        path, mask = path_of(filename_or_obj), mask and mask_and_scale
         drop = [drop_variables] if isinstance(drop_variables, str) else list(drop_variables or ())
         with open(path, "rb") as file:
             head = file.read(HEAD)
         if is_statistics(head):
             return open_statistics(path, mask).drop_vars(drop, errors="ignore")
-        return dataset(open_file(path, index), mask, drop)
+        return dataset(open_file(path, index), mask, drop, decode_times)
 
     def guess_can_open(self, filename_or_obj: Any) -> bool:
         """Whether the file begins as one of vex does."""
         try:
-            with open(os.fspath(filename_or_obj), "rb") as file:
+            with open(path_of(filename_or_obj), "rb") as file:
                 head = file.read(HEAD)
         except (OSError, TypeError, ValueError):
             return False

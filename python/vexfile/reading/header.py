@@ -14,10 +14,14 @@ from ..errors import FormatError
 from .layout import Block, Field, layout
 from .structure import HEADER_CONSTANTS, HEADER_LENGTH, is_binary
 
-#: Satellite identifiers of the archive (WMO common code table C-5).
-PLATFORMS = {3: "MetOp-B", 4: "MetOp-A", 5: "MetOp-C"}
 #: A message has ten bits for it.
 LARGEST_SATELLITE = 1023
+
+
+def platform(satellite: int) -> str:
+    """Name of a satellite by its identifier; its number when it has none, and nothing when it is not known."""
+    names = dict(layout().blocks["Common"].groups[0].fields[0].codes)
+    return names.get(satellite, f"satellite {satellite}" if satellite >= 0 else "")
 
 
 @dataclass(frozen=True)
@@ -60,8 +64,8 @@ class Header:
 
     @property
     def platform(self) -> str:
-        """Name of the satellite; its number when it has none here, and nothing when it is not known."""
-        return PLATFORMS.get(self.satellite, f"satellite {self.satellite}" if self.satellite >= 0 else "")
+        """Name of the satellite, see `platform`."""
+        return platform(self.satellite)
 
     @property
     def l1c(self) -> bool:

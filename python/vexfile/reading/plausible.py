@@ -6,13 +6,15 @@ right. But integers that are read as reals are tiny, and reals that are read as 
 
 from __future__ import annotations
 
-from typing import Any, Protocol
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import numpy.typing as npt
 
-from .header import Header
 from .layout import Block
+
+if TYPE_CHECKING:
+    from .binary import BinaryFile
 
 Array = npt.NDArray[Any]
 
@@ -24,19 +26,6 @@ SMALLEST, LARGEST = 1e-30, 1e30
 LARGEST_INTEGER = 1 << 28
 #: Radiances (W m-2 sr-1 m) are below, temperatures (K) above.
 RADIANCE_LIMIT = 1.0
-
-
-class Readable(Protocol):
-    """What is looked at."""
-
-    header: Header
-    pixels: int
-
-    def read(self, name: str, begin: int, end: int) -> Array:
-        """Values of a field."""
-
-    def read_spectrum(self, begin: int, end: int, channels: slice, mask: bool) -> Array:
-        """Values of the spectrum."""
 
 
 def _odd(values: Array) -> npt.NDArray[np.bool_]:
@@ -51,7 +40,7 @@ def _odd(values: Array) -> npt.NDArray[np.bool_]:
     return found
 
 
-def _odd_spectra(file: Readable, end: int) -> npt.NDArray[np.bool_]:
+def _odd_spectra(file: BinaryFile, end: int) -> npt.NDArray[np.bool_]:
     values = file.read_spectrum(0, end, slice(None), True)
     with np.errstate(invalid="ignore"):
         low, high = (values < RADIANCE_LIMIT).sum(axis=1), (values > RADIANCE_LIMIT).sum(axis=1)
@@ -59,7 +48,7 @@ def _odd_spectra(file: Readable, end: int) -> npt.NDArray[np.bool_]:
     return found
 
 
-def misread_block(file: Readable) -> Block | None:
+def misread_block(file: BinaryFile) -> Block | None:
     """The first block that is not what the header says, in most of the first records."""
     end = min(RECORDS, file.pixels)
     for block in file.header.blocks if end else ():

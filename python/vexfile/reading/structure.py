@@ -9,6 +9,8 @@ import os
 import struct
 from typing import Literal, NamedTuple
 
+from ..errors import FormatError
+
 Sort = Literal["binary", "text", "statistics"]
 
 #: What files of a type consist of.
@@ -70,7 +72,7 @@ def sort_of(path: str) -> Sort:
     Raises
     ------
     FormatError
-        It is not of vex; what is wrong is told as of a binary file.
+        It was not written by vex; the message describes the difference from a binary file.
     """
     with open(path, "rb") as file:
         head = file.read(HEAD)
@@ -82,6 +84,9 @@ def sort_of(path: str) -> Sort:
         from ..statistics.files import is_statistics
         if is_statistics(head):
             return "statistics"
+    if (place := head.find(b"BUFR")) >= 0:
+        raise FormatError(path, place, "a file that vex wrote, found a BUFR message; vex reads these from the folders of an "
+                          "archive: vex -d ARCHIVE/L1C -fd 2013-04-20 -ld 2013-04-20 -c 1021 -out OUT.bin")
     from .binary import BinaryFile
     BinaryFile(path)
     return "binary"

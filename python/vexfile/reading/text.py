@@ -6,8 +6,11 @@ once, the columns of the last lines (64 MB at most), and the result.
 
 from __future__ import annotations
 
+import contextlib
 import io
 import os
+import re
+import sys
 from collections.abc import Iterator
 from dataclasses import replace
 from typing import Any
@@ -20,7 +23,6 @@ from ..errors import FormatError
 from .header import Header, read_text_header
 from .index import EMPTY
 from .kept import Kept
-from .layout import Field
 from .shapes import Choice, Place, Shape, channel_selections, extra_blocks, make_shape
 from .structure import is_text
 
@@ -29,12 +31,25 @@ Integers = npt.NDArray[np.int64]
 
 #: What is read at once, bytes.
 CHUNK = 1 << 22
+#: Files up to this size are parsed without pandas, bytes.
+SMALL = 1 << 20
 #: The longest line that names columns, bytes.
 LONGEST_HEADER = 1 << 26
+#: What numbers of a text file, inf and nan among them, and what is between them consist of.
+PRINTED = b"0123456789+-.einfa\t\n"
+STRANGE = re.compile(b"[^%s]" % re.escape(PRINTED))
+#: The largest integer.
+LARGEST = (1 << 31) - 1
 #: Lines of more bytes are looked at one by one.
 LONG = 1 << 13
 #: Lines whose columns, those of the spectrum excepted, are kept together.
 LINES = 512
+
+
+def has_no_line(path: str) -> bool:
+    """Whether a file is a text file of vex with the names of its columns and nothing else."""
+    with open(path, "rb") as file:
+        return is_text(file.readline(LONGEST_HEADER)) and not file.read(1)
 
 
 class TextFile:
@@ -133,11 +148,8 @@ class TextFile:
 
     def _first(self, name: str, number: int) -> int:
         """An integer of a line, without pandas, which takes half a second to import."""
-        line, place = self._line(number), self.shapes[self._shape[number]].places[name].offset
-        try:
-            return int(line[place] or self.header.fields[name].missing_text)
-        except ValueError:
-            return int(self.read(name, number, number + 1)[0])
+        text = self._line(number)[self.shapes[self._shape[number]].places[name].offset]
+        return int(text) if re.fullmatch(rb"-?\d{1,9}", text) else int(self.read(name, number, number + 1)[0])
 
     def _hidden(self, number: int, columns: int) -> int:
         """Channels without a name of a line that lacks its L1C pixel, those of ranges that begin below 0: it has a
@@ -169,8 +181,10 @@ class TextFile:
                     continue
                 place = self._without_spectrum(self.shapes[sort], place)
                 picked = values[there][:, _columns(place)]
-                target = (rows[there] + low - begin, *(slice(count) for count in place.counts))
-                out[target] = _as_type(picked, field, kind)
+                if kind.kind == "i":
+                    self.refuse_fractions(rows[there] + low, picked)
+                    picked = np.where(np.isfinite(picked), picked, field.missing_text)
+                out[(rows[there] + low - begin, *(slice(count) for count in place.counts))] = picked
         return out
 
     def _without_spectrum(self, shape: Shape, place: Place) -> Place:
@@ -230,9 +244,15 @@ class TextFile:
 
     def _parse(self, lines: list[bytes], numbers: Integers, columns: int, wanted: Integers) -> Array:
         """Columns of equal lines as float64 (line, column); an empty one is NaN."""
+        data = b"".join(lines)
+        if data.translate(None, PRINTED):
+            raise self._no_number(lines, numbers)
+        if self.size <= SMALL and "pandas" not in sys.modules:  # which takes longer to import than this to parse
+            with contextlib.suppress(ValueError):  # of empty columns
+                return np.loadtxt(io.BytesIO(data), np.float64, None, "\t", usecols=wanted.tolist(), ndmin=2)
         import pandas
         try:
-            table = pandas.read_csv(io.BytesIO(b"".join(lines)), sep="\t", header=None, names=range(columns),
+            table = pandas.read_csv(io.BytesIO(data), sep="\t", header=None, names=range(columns),
                                     usecols=wanted.tolist(), dtype=np.float64, na_values=["", "nan", "-nan"],
                                     keep_default_na=False, quoting=3, skip_blank_lines=False)
             if len(table) == len(lines):
@@ -244,13 +264,22 @@ class TextFile:
     def _no_number(self, lines: list[bytes], numbers: Integers) -> FormatError:
         for line, number in zip(lines, numbers.tolist()):
             place = int(self._offsets[number])
+            if strange := STRANGE.search(line):
+                return FormatError(self.path, place + strange.start(), f"a number, found {strange[0].decode('latin-1')!r}")
             for text in line[:-1].split(b"\t"):
                 try:
                     float(text or b"0")
                 except ValueError:
-                    return FormatError(self.path, place, f"a number, found {text[:20].decode('ascii', 'replace')!r}")
+                    return FormatError(self.path, place, f"a number, found {text[:20].decode('ascii')!r}")
                 place += len(text) + 1
         return FormatError(self.path, int(self._offsets[numbers[0]]), "lines of numbers")
+
+    def refuse_fractions(self, pixels: Integers, values: Array) -> None:
+        """Raises FormatError for what is not an integer of 32 bits, nor inf or nan, in values (pixel, ...)."""
+        wrong = np.isfinite(values) & ((values != np.floor(values)) | (np.abs(values) > LARGEST))
+        if wrong.any():
+            row = int(wrong.reshape(len(values), -1).any(axis=1).argmax())
+            raise FormatError(self.path, self.place(int(pixels[row])), f"integers of 32 bits, found {values[wrong][0]:g}")
 
     def read_spectrum(self, begin: int, end: int, channels: slice | Integers, mask: bool) -> npt.NDArray[np.float32]:
         """Values of the spectrum, float32 (pixel, channel); see `BinaryFile.read_spectrum`."""
@@ -279,13 +308,6 @@ def _columns(place: Place) -> Integers:
     for step, count in zip(place.steps, place.counts):
         columns = columns[..., None] + step * np.arange(count)
     return columns
-
-
-def _as_type(values: Array, field: Field, kind: np.dtype[Any]) -> Array:
-    if kind.kind == "i":
-        values = np.where(np.isfinite(values), values, field.missing_text)
-    typed: Array = values.astype(kind)
-    return typed
 
 
 def _lines(path: str, file: io.BufferedReader, begin: int) -> tuple[Integers, npt.NDArray[np.int32]]:

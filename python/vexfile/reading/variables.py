@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import re
-from collections.abc import Iterator
+from collections.abc import Iterable, Iterator
 from dataclasses import dataclass
 from typing import Any
 
@@ -17,15 +17,15 @@ from .text import TextFile
 Array = npt.NDArray[Any]
 VexFile = BinaryFile | TextFile
 
-#: Channel c has the wavenumber FIRST + STEP * c, cm-1.
-WAVENUMBER_FIRST, WAVENUMBER_STEP = 644.75, 0.25
-
 TIME_FIELDS = ("year", "month", "day", "hour", "minute", "milliseconds")
 COORDINATES = ("time", "latitude", "longitude")
+#: Kilometres in records whose first product is L1C, metres in those whose first product is an L2 one.
+HEIGHT = "satellite_height"
 
 #: By seconds some tools take the pixels for the steps of a series of maps. Milliseconds that 64-bit reals hold are
 #: exact as nanoseconds, too, from 1991 to 2028.
 TIME_UNITS = {"units": "milliseconds since 2010-01-01 00:00:00", "calendar": "standard"}
+EPOCH = np.datetime64("2010-01-01", "ns")
 
 
 @dataclass(frozen=True)
@@ -67,24 +67,25 @@ class Variable:
         return -1 if self.raw.kind == "i" else float("nan")
 
 
-def _missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
+def missing(variable: Variable, values: Array) -> npt.NDArray[np.bool_]:
+    """Which values, not of the spectrum, are missing."""
     row = variable.field
-    missing = np.isin(values, np.array([*{row.missing, row.missing_text, row.missing_value}], values.dtype))
+    found = np.isin(values, np.array([*{row.missing, row.missing_text, row.missing_value}], values.dtype))
     if row.column == "AvhrrStdDevRadiance":
-        missing |= values < 0  # -700 over a power of ten
-    return missing
+        found |= values < 0  # -700 over a power of ten
+    return found
 
 
 def mask(variable: Variable, values: Array) -> Array:
     """Values whose missing ones are NaN, of the type `variable.masked`."""
     masked = values.astype(variable.masked)
-    masked[_missing(variable, values)] = np.nan
+    masked[missing(variable, values)] = np.nan
     return masked
 
 
 def fill(variable: Variable, values: Array) -> Array:
     """The same values, of the file's own type; missing ones are made `Variable.fill`."""
-    values[_missing(variable, values)] = variable.fill
+    values[missing(variable, values)] = variable.fill
     return values
 
 
@@ -100,7 +101,8 @@ def _attributes(row: Field, raw: np.dtype[Any]) -> dict[str, Any]:
     if row.standard_name:
         attributes["standard_name"] = row.standard_name
     if row.meaning:
-        attributes["comment"] = row.meaning.replace("`", "")
+        meaning = row.meaning.partition(";")[0] if row.name == HEIGHT else row.meaning
+        attributes["comment"] = meaning.replace("`", "")
     if row.valid_range:
         attributes["valid_range"] = np.array(row.valid_range, raw)
     if row.codes:
@@ -139,9 +141,26 @@ def variables(file: VexFile) -> dict[str, Variable]:
     return {variable.name: variable for variable in _rows(file) if variable}
 
 
-def wavenumbers(channels: npt.NDArray[np.int32]) -> npt.NDArray[np.float64]:
-    """Wavenumbers of channels, cm-1."""
-    return WAVENUMBER_FIRST + WAVENUMBER_STEP * channels
+def ranges(numbers: Iterable[int]) -> str:
+    """Numbers as the options of vex give them: ``1-5,8``."""
+    found: list[list[int]] = []
+    for number in numbers:
+        if found and number == found[-1][1] + 1:
+            found[-1][1] = number
+        else:
+            found.append([number, number])
+    return ",".join(str(first) if first == last else f"{first}-{last}" for first, last in found)
+
+
+def stored(file: VexFile, variable: Variable, begin: int, end: int) -> Array:
+    """Values of a variable, not of the spectrum, as they stand in the file; heights in kilometres in all records."""
+    values = file.read(variable.field.name, begin, end)
+    if variable.name == HEIGHT:
+        metres = ~missing(variable, values)
+        if file.header.l1c:
+            metres &= file.read("day_version", begin, end) == -1  # the record has no L1C pixel
+        values[metres] /= 1000
+    return values
 
 
 def read(file: VexFile, variable: Variable, masked: bool, begin: int, end: int,
@@ -149,7 +168,7 @@ def read(file: VexFile, variable: Variable, masked: bool, begin: int, end: int,
     """Values of a variable for the pixels from `begin` to before `end`; of a spectrum for some channels."""
     if variable.spectrum:
         return file.read_spectrum(begin, end, channels, masked)
-    values = file.read(variable.field.name, begin, end)
+    values = stored(file, variable, begin, end)
     return mask(variable, values) if masked else values
 
 
@@ -166,3 +185,9 @@ def read_time(file: VexFile, begin: int, end: int) -> npt.NDArray[np.datetime64]
     time: npt.NDArray[np.datetime64] = moment.astype("datetime64[ns]")
     time[~there] = np.datetime64("NaT")
     return time
+
+
+def read_milliseconds(file: VexFile, begin: int, end: int) -> npt.NDArray[np.float64]:
+    """Times of pixels in `TIME_UNITS`; NaN for NaT."""
+    milliseconds: npt.NDArray[np.float64] = (read_time(file, begin, end) - EPOCH) / np.timedelta64(1, "ms")
+    return milliseconds

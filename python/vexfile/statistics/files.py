@@ -15,9 +15,11 @@ import numpy as np
 import numpy.typing as npt
 
 from vexfile.errors import FormatError
+from vexfile.physics import wavenumber
+from vexfile.reading.header import platform
 from vexfile.statistics.format import (
-    CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, SATELLITES, UDUNITS, Found, Line,
-    Quantity, column_names, comments, edges, is_count, key, prefixes, products, quantities, wavenumber)
+    CHANNEL_LIMIT, FIELDS, GROUPS, KINDS, MISSING, OBSERVATIONS, POSITIONS, RADIANCE, UDUNITS, Found, Line,
+    Quantity, column_names, comments, edges, is_count, key, prefixes, products, quantities)
 
 if TYPE_CHECKING:
     import xarray as xr
@@ -25,6 +27,8 @@ if TYPE_CHECKING:
 Columns = dict[str, npt.NDArray[Any]]
 Variable = tuple[Sequence[str], npt.ArrayLike, dict[str, str]]  # what xarray makes one of
 
+CONVENTIONS = "CF-1.9"  # with integers of 64 bits: counts need them
+MEAN, DEVIATION, SUM = (f"area: time: {method}" for method in ("mean", "standard_deviation", "sum"))
 BLOCK = 1 << 23  # bytes of rows that are parsed at a time
 NAMES_LIMIT = 1 << 16  # bytes; the longest line of names, that of a histogram of 8700 channels, has 42,408
 INTEGER = re.compile(rb"-?\d+")
@@ -273,8 +277,9 @@ def read_statistics(path: str | os.PathLike[str]) -> Statistics:
 
 
 def _variable(dims: Sequence[str], values: npt.ArrayLike, long_name: str, units: str, vex_name: str,
-              standard_name: str = "") -> Variable:
-    attrs = {"long_name": long_name, "units": units, "vex_name": vex_name, "standard_name": standard_name}
+              standard_name: str = "", cell_methods: str = "") -> Variable:
+    attrs = {"long_name": long_name, "units": units, "vex_name": vex_name, "standard_name": standard_name,
+             "cell_methods": cell_methods}
     return dims, values, {name: text for name, text in attrs.items() if text}
 
 
@@ -297,7 +302,10 @@ def _channels(channel: npt.ArrayLike) -> dict[str, Variable]:
 def _dataset(variables: Mapping[str, Variable], coordinates: Mapping[str, Any]) -> xr.Dataset:
     """Imports xarray, whose 40 MB those who only look at a file do without."""
     import xarray as xr
-    return xr.Dataset(variables, coordinates)
+    dataset = xr.Dataset(variables, coordinates)
+    for coordinate in dataset.coords.values():
+        coordinate.encoding["_FillValue"] = None
+    return dataset.reset_coords([name for name in dataset.coords if str(name).endswith("_bounds")])
 
 
 def _spectral(file: Statistics, mask: bool) -> xr.Dataset:
@@ -309,21 +317,21 @@ def _spectral(file: Statistics, mask: bool) -> xr.Dataset:
              for name in ("Count", "Average", "StdDev", "Skewness", "Kurtosis") if "All" + name in file.columns}
     empty = stack["Count"] == 0
     cold = kelvin & (stack["Average"] == 0)  # no temperature: the mean radiance is not above 0
-    rows = (  # name, column, what, units, standard name, missing besides -777
+    rows = (  # name, column, what, units, standard name, cell methods, missing besides -777
         ("average", "Average", "brightness temperature of the mean radiance" if kelvin else "mean radiance", units,
-         standard_name, cold),
+         standard_name, MEAN, cold),
         ("standard_deviation", "StdDev", "standard deviation of the radiance" + ", in kelvin" * kelvin, units, "",
-         empty | cold & at_average),
-        ("skewness", "Skewness", "skewness of the radiance", "1", "", empty),
-        ("kurtosis", "Kurtosis", "excess kurtosis of the radiance", "1", "", empty),
+         DEVIATION, empty | cold & at_average),
+        ("skewness", "Skewness", "skewness of the radiance", "1", "", "", empty),
+        ("kurtosis", "Kurtosis", "excess kurtosis of the radiance", "1", "", "", empty),
     )
     dims = ["group", "channel"]
     variables = {"count": _variable(dims, stack["Count"], "number of radiances", "1", "{All,Clear,Cloudy}Count",
-                                    OBSERVATIONS)}
-    for name, column, long_name, unit, standard, missing in rows:
+                                    OBSERVATIONS, SUM)}
+    for name, column, long_name, unit, standard, method, missing in rows:
         if column in stack:
             values = _masked(stack[column], missing | (stack[column] == MISSING), mask)
-            variables[name] = _variable(dims, values, long_name, unit, "{All,Clear,Cloudy}" + column, standard)
+            variables[name] = _variable(dims, values, long_name, unit, "{All,Clear,Cloudy}" + column, standard, method)
     group = _variable(["group"], ["all", "clear", "cloudy"], "pixels by their cloud fraction", "", "All, Clear, Cloudy")
     return _dataset(variables, {"group": group, **_channels(file.columns["Channel"])})
 
@@ -337,20 +345,19 @@ def _classes(file: Statistics, what: str, units: str) -> dict[str, Variable]:
 def _histogram(file: Statistics, mask: bool) -> xr.Dataset:
     what, unit = file.fields["value"].split(", ")
     units = UDUNITS.get(unit, unit)
-    rows = (  # name, column, what, units, what is missing
-        ("count", "Count", f"number of pixels by {what}", "1", None),
-        ("average", "Average", f"mean {what} of the class", units, MISSING),
-        ("temperature", "Temperature", f"brightness temperature of the mean {what} at 869.5 cm-1", "K", 0),
-        ("standard_deviation", "StdDev", f"standard deviation of the {what} in the class", units, MISSING),
+    rows = (  # name, column, what, units, cell methods, what is missing
+        ("count", "Count", f"number of pixels by {what}", "1", SUM, None),
+        ("average", "Average", f"mean {what} of the class", units, MEAN, MISSING),
+        ("temperature", "Temperature", f"brightness temperature of the mean {what} at 869.5 cm-1", "K", MEAN, 0),
+        ("standard_deviation", "StdDev", f"standard deviation of the {what} in the class", units, DEVIATION, MISSING),
     )
     variables = {}
-    for name, column, long_name, units_of_row, missing in rows:
+    for name, column, long_name, units_of_row, method, missing in rows:
         if column in file.columns:
             values = _stacked(file.columns, [prefix + column for prefix in prefixes(file.kind)])
             values = values if missing is None else _masked(values, values == missing, mask)
             variables[name] = _variable(["position", "class"], values, long_name, units_of_row,
-                                        "{,Pix1,Pix2,Pix3,Pix4}" + column)
-    variables["count"][2]["standard_name"] = OBSERVATIONS
+                                        "{,Pix1,Pix2,Pix3,Pix4}" + column, OBSERVATIONS * (name == "count"), method)
     position = _variable(["position"], [key(name) for name in POSITIONS], "position in the array of 2 x 2 pixels", "",
                          "Pix1, Pix2, Pix3, Pix4")
     return _dataset(variables, {"position": position, **_classes(file, what, units)})
@@ -361,7 +368,7 @@ def _radiance_histogram(file: Statistics, mask: bool) -> xr.Dataset:
     counts = np.empty((len(names), file.columns["ClassMin"].size), np.int64)
     for row, name in zip(counts, names):
         row[:] = file.columns[name]
-    count = _variable(["channel", "class"], counts, "number of radiances", "1", "#", OBSERVATIONS)
+    count = _variable(["channel", "class"], counts, "number of radiances", "1", "#", OBSERVATIONS, SUM)
     return _dataset({"count": count}, {**_channels(np.array(names, np.int64)),
                                        **_classes(file, "radiance", UDUNITS[RADIANCE])})
 
@@ -394,7 +401,8 @@ def _grid(file: Statistics, mask: bool) -> xr.Dataset:
             what = f"mean {quantity.long_name}" if quantity.unit else f"number of {quantity.long_name}"
             units = UDUNITS.get(quantity.unit, quantity.unit) or "1"
             variables[variable_name(quantity)] = _variable(["latitude", "longitude"], values, what, units,
-                                                           quantity.column, quantity.standard_name)
+                                                           quantity.column, quantity.standard_name,
+                                                           MEAN if quantity.unit else SUM)
     return _dataset(variables, {**_axis("latitude", "Lat", 90.0, shape[0], "degrees_north"),
                                 **_axis("longitude", "Lon", 180.0, shape[1], "degrees_east")})
 
@@ -410,10 +418,12 @@ def _text(text: str) -> str:
 def _attributes(file: Statistics) -> dict[str, Any]:
     satellite = file.fields["satellite"]
     filters = [line.removeprefix("Filter: ") for line in file.comments if line.startswith("Filter: ")]
+    number = -1 if satellite == "unknown" else int(satellite)
     attributes = {
-        "title": file.comments[0],
-        "satellite": SATELLITES.get(satellite, satellite),
-        "satellite_identifier": -1 if satellite == "unknown" else int(satellite),
+        "Conventions": CONVENTIONS, "title": file.comments[0], "source": "vex", "instrument": "IASI",
+        **({"platform": platform(number)} if number >= 0 else {}),
+        "satellite": platform(number).removeprefix("satellite ") or satellite,
+        "satellite_identifier": number,
         "first_date": file.fields["first_date"],
         "last_date": file.fields["last_date"],
         "filters": _text(" ".join(filters) or "none"),

@@ -19,7 +19,6 @@ RADIANCE = "W/(m2 sr m-1)"
 # Others are spelled alike. The variance of imager radiances is "as in the product", whose element table (0 40 019) has
 # the unit of a radiance.
 UDUNITS = {RADIANCE: "W m-2 sr-1 m", "as in the product": "W m-2 sr-1 m", "kg/m2": "kg m-2", "degrees": "degrees_north"}
-SATELLITES = {"3": "MetOp-B", "4": "MetOp-A", "5": "MetOp-C"}
 
 # What vex prints of its tables.
 CHANNEL_LIMIT: int = tables()["channel_limit"]
@@ -248,8 +247,3 @@ def is_count(name: str) -> bool:
 def edges(low: float, high: float, count: int) -> npt.NDArray[np.float64]:
     """The edges of equal classes, (count + 1,)."""
     return np.append(low + (high - low) * np.arange(count) / count, high)
-
-
-def wavenumber(channel: npt.ArrayLike) -> npt.NDArray[np.float64]:
-    """Wavenumbers in cm-1 of channels, which are numbered from 1."""
-    return 644.75 + 0.25 * np.asarray(channel, np.float64)

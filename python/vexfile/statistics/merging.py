@@ -14,24 +14,22 @@ such a run and others have values, the mean is 0 and the rest -777. A line of co
 
 from __future__ import annotations
 
-import contextlib
 import os
-from collections.abc import Iterable, Iterator, Mapping, Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass
-from typing import Protocol
 
 import numpy as np
 import numpy.typing as npt
 
 from vexfile.statistics.files import Columns, Statistics, read_statistics
 from vexfile.statistics.format import (
-    FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities, wavenumber)
+    FIELDS, MISSING, REMARKS, column_names, comments, is_count, prefixes, products, quantities)
+from vexfile.physics import brightness_temperature, radiance, slope, wavenumber
+from vexfile.writing import replacing
 
 Path = str | os.PathLike[str]
 Reals = npt.NDArray[np.float64]
 
-C1 = 1.1910659e-10  # 2hc2, for radiances in W/(m2 sr m-1) and wavenumbers in cm-1
-C2 = 1.438833  # hc/k, cm K
 IMAGER_WAVENUMBER = 869.5  # cm-1
 CELLS = 1 << 18  # of a table, turned into text at a time
 
@@ -100,28 +98,6 @@ def columns_of(moments: Moments) -> Columns:
     }
 
 
-def radiance(wave: npt.ArrayLike, temperature: npt.ArrayLike) -> Reals:
-    """The Planck function, W/(m2 sr m-1), at wavenumbers (cm-1) and temperatures (K). NaN at 0 K and below."""
-    wave, temperature = np.asarray(wave, np.float64), np.asarray(temperature, np.float64)
-    warm = np.where(temperature > 0, temperature, np.nan)
-    return np.asarray(C1 * wave**3 / np.expm1(C2 * wave / warm))
-
-
-def slope(wave: npt.ArrayLike, temperature: npt.ArrayLike) -> Reals:
-    """The slope of the Planck function, W/(m2 sr m-1 K). NaN at 0 K and below."""
-    wave, temperature = np.asarray(wave, np.float64), np.asarray(temperature, np.float64)
-    warm = np.where(temperature > 0, temperature, np.nan)
-    power = np.exp(C2 * wave / warm)
-    return np.asarray(C1 * wave**3 * C2 * wave * power / (warm * warm) / ((power - 1) * (power - 1)))
-
-
-def brightness_temperature(wave: npt.ArrayLike, radiances: npt.ArrayLike) -> Reals:
-    """The inverse of the Planck function, K; 0 where the radiance is not above 0."""
-    wave, radiances = np.asarray(wave, np.float64), np.asarray(radiances, np.float64)
-    bright = np.where(radiances > 0, radiances, np.inf)
-    return np.where(radiances > 0, C2 * wave / np.log(C1 * wave**3 / bright + 1), 0)
-
-
 @dataclass(frozen=True)
 class Temperatures:
     """How a file of spectra shows radiances in kelvin: by channels, and by the temperature of the slope.
@@ -150,19 +126,6 @@ def _temperatures(file: Statistics, reference: float | None) -> Temperatures | N
         return Temperatures(wavenumber(file.columns["Channel"]), None)
     at = np.nan if reference is None else float(np.float32(reference))  # as vex keeps it
     return Temperatures(wavenumber(file.columns["Channel"]), at)
-
-
-class _Merger(Protocol):
-    """What takes in the rows of one file after the other."""
-
-    def add(self, file: Statistics) -> None:
-        """Another file."""
-
-    def columns(self) -> Columns:
-        """Those of the file that is written."""
-
-    def remark(self) -> str:
-        """Which of the remarks on values that the files do not tell there is to make."""
 
 
 class _Group:
@@ -297,7 +260,7 @@ class _GridMerger:
         return "" if self.exact else "weighted"
 
 
-def _merger(file: Statistics, reference: float | None) -> _Merger:
+def _merger(file: Statistics, reference: float | None) -> _MomentsMerger | _RadianceMerger | _GridMerger:
     if file.kind == "grid":
         return _GridMerger(file)
     if file.kind == "radiance_histogram":
@@ -378,8 +341,8 @@ class _Comments:
         self.warnings += [text for name, text in self.fields.items() if name in REMARKS]
 
 
-def _check_paths(paths: Sequence[Path], out: Path) -> None:
-    """The files that are read are different ones, and none of them is written."""
+def _check_paths(paths: Sequence[Path]) -> None:
+    """The files that are read are different ones."""
     if not paths:
         raise ValueError("there is no file to merge")
     seen: dict[tuple[int, int], Path] = {}
@@ -389,13 +352,6 @@ def _check_paths(paths: Sequence[Path], out: Path) -> None:
         if place in seen:
             raise ValueError(f"{os.fspath(path)} and {os.fspath(seen[place])} are the same file")
         seen[place] = path
-    for target in (os.fspath(out), _part(out)):
-        if os.path.exists(target) and (os.stat(target).st_dev, os.stat(target).st_ino) in seen:
-            raise ValueError(f"{target} is to be read, it cannot be written as well")
-
-
-def _part(out: Path) -> str:
-    return os.fspath(out) + ".part"
 
 
 def _blocks(kind: str, fields: Mapping[str, str], columns: Columns) -> Iterator[bytes]:
@@ -408,19 +364,6 @@ def _blocks(kind: str, fields: Mapping[str, str], columns: Columns) -> Iterator[
     for begin in range(0, columns[names[0]].size, rows):
         lists = [columns[name][begin:begin + rows].tolist() for name in names]
         yield "".join(row % values for values in zip(*lists)).encode()
-
-
-def _write(out: Path, blocks: Iterable[bytes]) -> None:
-    """Writes a file under another name first, so that it is there as a whole or not at all."""
-    part = _part(out)
-    try:
-        with open(part, "wb") as file:
-            file.writelines(blocks)
-        os.replace(part, out)
-    except BaseException:
-        with contextlib.suppress(OSError):
-            os.remove(part)
-        raise
 
 
 def _merged(paths: Sequence[Path], reference: float | None) -> tuple[str, _Comments, Columns]:
@@ -440,7 +383,7 @@ def _merged(paths: Sequence[Path], reference: float | None) -> tuple[str, _Comme
 
 
 def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: float | None = None,
-                     dates: tuple[str, str] | None = None) -> list[str]:
+                     dates: tuple[str, str] | None = None, force: bool = False) -> list[str]:
     """Merges files of ``vex -of txtstat`` of separate runs into that which one run over all their pixels would write.
 
     The files are of one kind, satellite and set of pixels, with the same channels, classes or cells and the same
@@ -452,12 +395,14 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
     paths
         The files. None may stand there twice.
     out
-        The file that is written; not one of them. It is written as `out`.part and renamed.
+        The file that is written; not one of them.
     reference_temperature
         The temperature given with ``-tbref`` (K), which the files of such runs do not hold.
     dates
         First and last day, YYYY-MM-DD, where these are known to have been without input at the ends; without them the
         first and the last of the files.
+    force
+        Replace `out` if it exists.
 
     Returns
     -------
@@ -472,10 +417,11 @@ def merge_statistics(paths: Sequence[Path], out: Path, reference_temperature: fl
     ValueError
         The files do not belong together, or `reference_temperature` is wanted.
     """
-    _check_paths(paths, out)
+    _check_paths(paths)
     if reference_temperature is not None and not reference_temperature > 0:
         raise ValueError("a reference temperature is above 0")
-    with np.errstate(all="ignore"):  # what is no number is looked for at the end
-        kind, said, columns = _merged(paths, reference_temperature)
-    _write(out, _blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
+    with replacing(os.fspath(out), force, [os.fspath(path) for path in paths]) as part, open(part, "wb") as file:
+        with np.errstate(all="ignore"):  # what is no number is looked for at the end
+            kind, said, columns = _merged(paths, reference_temperature)
+        file.writelines(_blocks(kind, said.fields | dict(zip(("first_date", "last_date"), dates or ())), columns))
     return said.warnings
