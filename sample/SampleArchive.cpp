@@ -42,7 +42,8 @@ int LinesPerFile(const SSampleOptions& options) {
 // archive shows: here two files of a few lines hold a coast and land under snow, one by day, one by night.
 int FirstLine(const SSampleOptions& options, int nFile) {
   const int nShare = CScene::LINES_PER_DAY / Files(options);
-  return nFile * nShare + (nShare - LinesPerFile(options)) * 7 / 11;
+  const int nStart = options.nFirstLine >= 0 ? options.nFirstLine : (nShare - LinesPerFile(options)) * 7 / 11;
+  return nFile * nShare + nStart;
 }
 
 template <typename... TArgs>
@@ -128,6 +129,9 @@ std::string CheckSampleOptions(const SSampleOptions& options) {
   if (options.nPixels < 1 || options.nPixels > 960) return "the pixels of a message must be 1 to 960";
   if (static_cast<int64_t>(Files(options)) * LinesPerFile(options) > CScene::LINES_PER_DAY) {
     return Format("a day has only %d pixels", PIXELS_PER_DAY);
+  }
+  if (FirstLine(options, Files(options) - 1) + LinesPerFile(options) > CScene::LINES_PER_DAY) {
+    return "the day ends before the last file does: start earlier";
   }
   if (options.nSatellite < 1 || options.nSatellite > 1022) return "the satellite must be 1 to 1022";
   if (options.nLayout != 1 && options.nLayout != 2) return "the layout of L1C must be 1 or 2";

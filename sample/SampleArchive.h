@@ -14,7 +14,8 @@ struct SSampleOptions {
   int nDays = 1;
   int nMessages = 24;         // a day and kind
   int nMessagesPerFile = 12;  // consecutive in time; the files are spread over the day
-  int nPixels = 120;          // a message; 120 are one scan line
+  int nFirstLine = -1;  // of the first file, 8 s each from midnight; -1: where there is something to see
+  int nPixels = 120;    // a message; 120 are one scan line
   uint64_t nSeed = 1;
   int nSatellite = 4;
   int nLayout = 2;      // of L1C, 1 or 2

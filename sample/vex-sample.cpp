@@ -37,6 +37,15 @@ bool Date(SSampleOptions& options, std::string_view szValue) {
          ReadInt(szValue.substr(8, 2), options.nDay);
 }
 
+bool Start(SSampleOptions& options, std::string_view szValue) {
+  int nHour = 0, nMinute = 0;
+  if (szValue.size() != 5 || szValue[2] != ':' || !ReadInt(szValue.substr(0, 2), nHour) ||
+      !ReadInt(szValue.substr(3, 2), nMinute) || nHour < 0 || nHour > 23 || nMinute < 0 || nMinute > 59)
+    return false;
+  options.nFirstLine = (nHour * 60 + nMinute) * CScene::LINES_PER_DAY / (24 * 60);
+  return true;
+}
+
 bool Grid(SSampleOptions& options, std::string_view szValue) {
   options.bGrid = szValue == "on";
   return szValue == "on" || szValue == "off";
@@ -72,6 +81,10 @@ constexpr SOption arOptions[] = {
      "messages of one file, consecutive in time; the files are spread\n"
      "                              over the day (12)",
      Number<&SSampleOptions::nMessagesPerFile>},
+    {"--start", "HH:MM",
+     "time of the first scan line of the first file (one with land, sea\n"
+     "                              and snow in a small archive)",
+     Start},
     {"--pixels", "N", "pixels of a message, 120 to a scan line (120)", Number<&SSampleOptions::nPixels>},
     {"--seed", "N",
      "seed of weather and noise; the same options and seed give the\n"
@@ -104,7 +117,7 @@ void PrintHelp() {
         std::string(option.szName) + (*option.szValue == '\0' ? "" : " ") + option.szValue;
     std::printf("  %-27s %s\n", szName.c_str(), option.szHelp);
   }
-  std::puts("  --help                      this text");
+  std::puts("  -h, --help                  this text");
 }
 
 int Complain(const std::string& szWhat) {
@@ -139,7 +152,7 @@ int main(int argc, char** argv) {
   SSampleOptions options;
   std::string szPath;
   for (int n = 1; n < argc; ++n) {
-    if (std::strcmp(argv[n], "--help") == 0) {
+    if (std::strcmp(argv[n], "--help") == 0 || std::strcmp(argv[n], "-h") == 0) {
       PrintHelp();
       return 0;
     }
