@@ -8,7 +8,12 @@ import pathlib
 import subprocess
 from collections.abc import Callable
 
+import hypothesis
 import pytest
+
+# How long an example takes says more of the machine than of the code.
+hypothesis.settings.register_profile("vex", deadline=None)
+hypothesis.settings.load_profile("vex")
 
 Archive = Callable[..., pathlib.Path]
 Run = Callable[..., pathlib.Path]

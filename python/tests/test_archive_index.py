@@ -184,7 +184,7 @@ RUNS = ("-d -c 1", "-d -avhrr 1 -d2 -t2 clp", "-d2 -t2 clp,trg,ozo", "-d -c 5 -d
         "-d -c 1 -d2 -t2 clp -of txtstat -boxstat 1", "-d -c 1 -mf 2013042007,_1C_M02_20080110")
 
 
-@settings(max_examples=100, deadline=None, suppress_health_check=list(HealthCheck))
+@settings(max_examples=100, suppress_health_check=list(HealthCheck))
 @given(data=st.data())
 def test_runs_write_the_same_bytes(known: Archive, places: dict[str, np.ndarray], data: st.DataObject) -> None:
     words = [*data.draw(st.sampled_from(RUNS)).split(), *data.draw(filters(places))]

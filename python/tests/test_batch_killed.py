@@ -12,6 +12,7 @@ import pytest
 from batch_runs import Batch, alive, children, kill, wait_for
 from conftest import Archive
 
+pytestmark = pytest.mark.long
 KILLS = int(os.environ.get("VEX_KILLS", "8"))
 DAYS = 365 if KILLS >= 50 else 14
 OPTIONS = "-c 1-500 -box -90-0,-180-180,south -box 0-90,-180-180,north -fd 2013-01-01 -ld " + (

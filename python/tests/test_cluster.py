@@ -16,6 +16,7 @@ import pytest
 from batch_runs import Batch, wait_for
 from conftest import Archive
 
+pytestmark = pytest.mark.long
 HERE = pathlib.Path(__file__).parent
 DOCS = HERE.parents[1] / "docs"
 DAYS = "--messages 2 --messages-per-file 1 --pixels 20 --days 12 --kinds l1c".split()

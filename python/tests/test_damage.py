@@ -35,7 +35,7 @@ def damaged(content: bytes, damage: list[tuple[float, int, int, bytes]]) -> byte
     return content
 
 
-@settings(max_examples=300, deadline=4000, derandomize=True, suppress_health_check=[HealthCheck.function_scoped_fixture])
+@settings(max_examples=300, derandomize=True, suppress_health_check=[HealthCheck.function_scoped_fixture])
 @given(run=st.sampled_from(RUNS), form=st.sampled_from(["bin", "bin", "bin", "txt"]), damage=DAMAGE)
 def test_damage_anywhere(runs: Runs, tmp_path: Path, run: tuple[str, str], form: str, damage: list) -> None:
     """Nothing but FormatError comes up, and what is read is what another reader reads."""

@@ -126,7 +126,7 @@ RANGES = st.lists(st.tuples(st.integers(-3, 8720), st.integers(0, 12)), max_size
 KINDS = st.sets(st.sampled_from(["ozo", "trg", "clp", "twt", "ems"])).map(",".join)
 
 
-@settings(max_examples=60, deadline=None, derandomize=True, suppress_health_check=[HealthCheck.function_scoped_fixture])
+@settings(max_examples=60, derandomize=True, suppress_health_check=[HealthCheck.function_scoped_fixture])
 @given(archive=st.sampled_from(["old", "change", "recent"]), ranges=RANGES, kinds=KINDS, switches=st.sets(
     st.sampled_from(["-tb 1", "-avhrr 1", "-bi 1"])), most=st.integers(0, 60), choice=st.randoms(use_true_random=False))
 def test_any_options(runs: Runs, archive: str, ranges: list[tuple[int, int]], kinds: str, switches: set[str], most: int, choice) -> None:

@@ -285,7 +285,7 @@ def test_temperatures_of_zero_are_not_merged_as_if_known(run: Run, archive: Arch
     assert merge_statistics([tmp_path / "merged"], tmp_path / "again") == said
 
 
-@hypothesis.settings(deadline=None, database=None, derandomize=True)
+@hypothesis.settings(database=None, derandomize=True)
 @hypothesis.given(st.lists(st.lists(st.integers(-1000, 1000), max_size=9), min_size=1, max_size=4),
                   st.sampled_from([0, 1e6]))
 def test_moments_of_parts_combine_to_those_of_the_whole(parts: list[list[int]], offset: float) -> None:
