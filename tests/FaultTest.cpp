@@ -243,7 +243,7 @@ std::string Quoted(const TOptions& arOptions) {
 
 /// A run of the program by a shell: szBefore, the command, szBehind.
 SRun RunInShell(const std::string& szBefore, const TOptions& arOptions, const std::string& szBehind) {
-  return RunProgram("bash", {"-c", szBefore + Quoted(TOptions{VexBinary()} + arOptions) + szBehind});
+  return RunProgram("bash", {"-c", szBefore + Quoted(TOptions{VEX_BINARY} + arOptions) + szBehind});
 }
 
 }  // namespace

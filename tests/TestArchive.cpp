@@ -82,7 +82,7 @@ std::string CTestTree::Add(EKind eKind, const std::string& szBytes, const std::s
 }
 
 SRun CTestTree::Run(const TOptions& arOptions, rlim_t nMegabytes) const {
-  return RunProgram(VexBinary(),
+  return RunProgram(VEX_BINARY,
                     TOptions{"-d", Path("L1C"), "-d2", Path("L2"), "-out", Path("out"), "-alt", Path("grid"),
                              "-fd", "2013-04-20", "-ld", "2013-04-20"} +
                         arOptions,

@@ -57,12 +57,7 @@ SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& ar
           ReadWholeFile(szErr), usage.ru_maxrss / 1024};
 }
 
-std::string VexBinary() {
-  const char* szOther = std::getenv("VEX_BINARY");
-  return szOther ? szOther : VEX_BINARY;
-}
-
-SRun RunVex(const std::vector<std::string>& arArguments) { return RunProgram(VexBinary(), arArguments); }
+SRun RunVex(const std::vector<std::string>& arArguments) { return RunProgram(VEX_BINARY, arArguments); }
 
 std::string ReadWholeFile(const std::string& szPath) {
   std::ifstream file(szPath, std::ios::binary);

@@ -46,9 +46,7 @@ struct SRun {
 /// may have nMegabytes of address space; 0: all there is.
 SRun RunProgram(const std::string& szProgram, const std::vector<std::string>& arArguments,
                 rlim_t nMegabytes = 0);
-/// The binary under test: that of these tests, or the one that the environment names by VEX_BINARY.
-std::string VexBinary();
-/// Runs it.
+/// Runs the vex binary under test.
 SRun RunVex(const std::vector<std::string>& arArguments);
 
 std::string ReadWholeFile(const std::string& szPath);
