@@ -1,5 +1,5 @@
 # How bash completes the options of vex and of the programs beside it. What their words stand for, the functions of each
-# program tell, in files that scripts/tables makes; cmake --install puts this one in front of each.
+# program tell, in files that scripts/lib/tables makes; cmake --install puts this one in front of each.
 # shellcheck shell=bash disable=SC2034,SC2154 # it and they set what the others read
 
 # Puts what fits the word at the cursor into COMPREPLY.

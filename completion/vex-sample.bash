@@ -1,10 +1,10 @@
-# Completion of the options of vex-sample; made by scripts/tables.
+# Completion of the options of vex-sample; made by scripts/lib/tables.
 # Behind: engine.bash
 # shellcheck shell=bash disable=SC2034 # _vex_complete reads what the others set
 
 _vex_sample_value() {
   case $1 in
-    " --first-date" | " --days" | " --messages" | " --messages-per-file" | " --pixels" | " --seed" | " --satellite" | " --l2-version") kind=text ;;
+    " --first-date" | " --days" | " --messages" | " --messages-per-file" | " --start" | " --pixels" | " --seed" | " --satellite" | " --l2-version") kind=text ;;
     " --kinds") kind=words words=(l1c ozo trg clp twt ems) ;;
     " --layout") kind=word words=(1 2) ;;
     " --edition") kind=word words=(3 4) ;;
@@ -15,7 +15,7 @@ _vex_sample_value() {
 _vex_sample_place() {
   case $1 in
     "")
-      options=(--first-date --days --messages --messages-per-file --pixels --seed --satellite --kinds --layout --l2-version --edition --gaps --missing --indep --grid --help)
+      options=(--first-date --days --messages --messages-per-file --start --pixels --seed --satellite --kinds --layout --l2-version --edition --gaps --missing --indep --grid -h --help)
       commands=() places=(folder)
       ;;
   esac

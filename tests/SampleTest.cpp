@@ -139,6 +139,8 @@ TEST(SampleArchive, FailuresAndBadOptionsAreReported) {
       {{szNew, "--days"}, "--days needs a value"},
       {{szNew, "--messages", "10801"}, "a day has only 1296000 pixels"},
       {{szNew, "--edition", "3", "--l2-version", "5"}, "edition 3 can carry"},
+      {{szNew, "--start", "24:00"}, "cannot use '24:00' for --start"},
+      {{szNew, "--start", "23:59"}, "the day ends before the last file does"},
       {{szNew, "--nonsense"}, "unknown option --nonsense"},
   };
   for (const auto& r : arRuns) {
@@ -146,7 +148,10 @@ TEST(SampleArchive, FailuresAndBadOptionsAreReported) {
     EXPECT_EQ(run.nStatus, 1) << r.szMessage;
     EXPECT_NE(run.szErrors.find(r.szMessage), std::string::npos) << run.szErrors;
   }
-  const SRun run = RunProgram(VEX_SAMPLE_BINARY, {szNew, "--kinds=trg", "--grid=off", "--messages", "1"});
+  const SRun run =
+      RunProgram(VEX_SAMPLE_BINARY, {szNew, "--kinds=trg", "--grid=off", "--messages", "1", "--start=05:26"});
   EXPECT_TRUE(run.nStatus == 0 && run.szErrors.empty()) << run.szErrors;
-  EXPECT_TRUE(fs::exists(szNew + "/L2/2013/04/20/trg") && !fs::exists(szNew + "/L1C"));
+  const std::string szTrg =
+      szNew + "/L2/2013/04/20/trg/IASI_TRG_02_M02_20130420052600Z_20130420052607Z.l2_bufr";
+  EXPECT_TRUE(fs::exists(szTrg) && !fs::exists(szNew + "/L1C"));
 }

@@ -1,5 +1,5 @@
 // Prints what vex knows of its formats and options as one JSON object, from the tables that it walks over
-// itself: for scripts/tables, which makes pages and the layout of the Python package from it.
+// itself: for scripts/lib/tables, which makes pages and the layout of the Python package from it.
 //
 // Offsets and lengths are formulas from the begin of the block or of the header record: N is the number of
 // channels, K that of L2 products, L that of a pixel's layers or levels; i and j count the repetition and the

@@ -15,7 +15,7 @@
 vex_archive_channels <- 8700  # samples of a message; the last 239 are behind the spectrum
 vex_sizes <- c(h = 2, b = 1, i = 4, r = 4)  # bytes of int2, int1, int4, real4
 
-# Made by scripts/tables from what vex itself walks over:
+# Made by scripts/lib/tables from what vex itself walks over:
 # table: blocks
 vex_kinds <- c(ozo = 3, trg = 4, clp = 1, twt = 2, ems = 5)  # codes of the header, in the order of the blocks
 # Groups of fields: block, how often they are repeated, how often in pixels from

@@ -9,7 +9,7 @@
 
 #define ARCHIVE_CHANNELS 8700 /* samples of a message; the last 239 are behind the spectrum */
 
-/* Made by scripts/tables from what vex itself walks over: */
+/* Made by scripts/lib/tables from what vex itself walks over: */
 /* table: blocks */
 /* Codes of the products in the header, in the order of their blocks. */
 static const struct {

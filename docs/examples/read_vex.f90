@@ -9,7 +9,7 @@ program read_vex
   integer, parameter :: archive_channels = 8700 ! samples of a message; the last 239 are behind the spectrum
   character(*), parameter :: tab = achar(9)
 
-  ! Made by scripts/tables from what vex itself walks over:
+  ! Made by scripts/lib/tables from what vex itself walks over:
   ! table: blocks
   ! Products in the order of their blocks, and their codes in the header.
   character(*), parameter :: kind_names(5) = ['ozo', 'trg', 'clp', 'twt', 'ems']

@@ -22,7 +22,7 @@ import numpy as np
 
 CHANNELS = 8700  # samples of a message; the last 239 are behind the spectrum
 
-# Made by scripts/tables from what vex itself walks over:
+# Made by scripts/lib/tables from what vex itself walks over:
 # table: blocks
 KINDS = {3: "ozo", 4: "trg", 1: "clp", 2: "twt", 5: "ems"}  # header code and name, in the order of the blocks
 # Groups of fields: block, how often they are repeated, how often in pixels from

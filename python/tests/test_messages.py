@@ -26,7 +26,7 @@ def load(path: str) -> types.ModuleType:
     return module
 
 
-messages, compare = load("scripts/messages"), load("tests/compare")
+messages, compare = load("scripts/lib/messages"), load("tests/compare")
 ROWS = messages.page_rows(messages.read_page())
 SEED, RUNS = 20, 40
 

@@ -1,4 +1,4 @@
-"""The version of vex and of its packages; scripts/versions holds all places against one another."""
+"""The version of vex and of its packages; scripts/lib/versions holds all places against one another."""
 
 from __future__ import annotations
 

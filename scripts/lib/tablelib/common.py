@@ -4,7 +4,7 @@ import re
 from pathlib import Path
 from typing import Any
 
-ROOT = Path(__file__).resolve().parent.parent.parent
+ROOT = Path(__file__).resolve().parents[3]
 Object = dict[str, Any]
 Tables = dict[str, str]
 

@@ -14,7 +14,7 @@ from .common import ROOT, Object
 VALUES = {
     **dict.fromkeys(("FILE", "OUT", "GRID", "PATH", "PLAN", "TEMPLATE"), "path"),
     **dict.fromkeys(("DIR", "FOLDER", "OUTDIR"), "folder"),
-    **dict.fromkeys(("0,5-7", "0", "K", "LIST", "LOW,HIGH", "N", "NAME", "NAME,...", "NUMBER", "OPTIONS", "S",
+    **dict.fromkeys(("0,5-7", "0", "HH:MM", "K", "LIST", "LOW,HIGH", "N", "NAME", "NAME,...", "NUMBER", "OPTIONS", "S",
                      "TEXT", "V", "YYYY-MM-DD"), "text")}
 WORD = re.compile(r"[\w.-]+")
 
@@ -60,7 +60,7 @@ def value_of(shown: str) -> tuple[str, tuple[str, ...]]:
         return VALUES[shown], ()
     words = tuple(word for word in shown.split("|") if not re.search("[A-Z]", word))
     if "|" not in shown or not all(map(WORD.fullmatch, words)):
-        raise SystemExit(f"What completes {shown}? The VALUES of scripts/tablelib/commands.py do not tell")
+        raise SystemExit(f"What completes {shown}? The VALUES of scripts/lib/tablelib/commands.py do not tell")
     return "word", words
 
 
@@ -83,10 +83,12 @@ def sample(folder: str) -> Command:
     printed = subprocess.run([f"{folder}/vex-sample", "--help"], capture_output=True, check=True, text=True).stdout
     usage, about, rows = printed.split("\n\n")
     place = re.fullmatch(r"Usage: vex-sample (\w+) \[options\]", usage)
-    options = [listed(Word((name,), shown, *(value_of(shown) if shown else ("none", ())), help=" ".join(words.split())))
-               for name, shown, words in re.findall(r"^  (--[\w-]+) ?(\S*) +(.+(?:\n {8,}.+)*)", rows, re.M)]
+    form = r"^  ((?:-\w, )?--[\w-]+) ?(\S*) +(.+(?:\n {8,}.+)*)"
+    options = [listed(Word(tuple(names.split(", ")), shown, *(value_of(shown) if shown else ("none", ())),
+                           help=" ".join(words.split())))
+               for names, shown, words in re.findall(form, rows, re.M)]
     if not place or len(options) != len(re.findall("^  -", rows, re.M)):
-        raise SystemExit("The help of vex-sample has another form than scripts/tablelib/commands.py reads")
+        raise SystemExit("The help of vex-sample has another form than scripts/lib/tablelib/commands.py reads")
     return Command(("vex-sample",), " ".join(about.split()), options=options,
                    places=[Word(form=place[1], value=value_of(place[1])[0], needed=True)])
 

@@ -2,7 +2,7 @@
 
 from .commands import Command, Word
 
-MADE = "# Completion of the options of {name}; made by scripts/tables.\n"
+MADE = "# Completion of the options of {name}; made by scripts/lib/tables.\n"
 
 # bash
 

@@ -1,0 +1,1 @@
+"""What scripts/lib/tables makes, by subject."""

@@ -1,1 +1,0 @@
-"""What scripts/tables makes, by subject."""
