@@ -152,6 +152,6 @@ TEST(SampleArchive, FailuresAndBadOptionsAreReported) {
       RunProgram(VEX_SAMPLE_BINARY, {szNew, "--kinds=trg", "--grid=off", "--messages", "1", "--start=05:26"});
   EXPECT_TRUE(run.nStatus == 0 && run.szErrors.empty()) << run.szErrors;
   const std::string szTrg =
-      szNew + "/L2/2013/04/20/trg/IASI_TRG_02_M02_20130420052600Z_20130420052607Z.l2_bufr";
+      szNew + "/L2/2013/04/20/trg/IASI_TRG_02_M02_20130420052600Z_20130420052606Z.l2_bufr";
   EXPECT_TRUE(fs::exists(szTrg) && !fs::exists(szNew + "/L1C"));
 }
