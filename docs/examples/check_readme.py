@@ -8,8 +8,8 @@ but a file name is written to that file. The home folder has the sources in ~/ve
 be made by its commands under the same name and look the same, but for colours that differ by a shade; --write puts
 those that were made in place.
 
-Without a page it runs the README, the tour, the how-tos and the manual pages; the function vex_status of the README
-must tell runs of all sorts apart.
+Without a page it runs the README, the tour, the how-tos and the manual pages; vex-status must tell runs of all sorts
+apart.
 """
 import os
 import pathlib
@@ -29,10 +29,6 @@ COLOURS = 128
 SHADE = 1.0  # of 255, the mean over a picture that its colours may differ by; a shifted line makes a few
 
 
-def blocks(language):
-    return [block for name, block in all_blocks(README) if name == language]
-
-
 def all_blocks(page):
     """The language and the text of each block; those of a manual page are console blocks."""
     text = page.read_text(encoding="utf-8")
@@ -43,7 +39,7 @@ def all_blocks(page):
 
 
 def run(command, shell="bash"):
-    return subprocess.run([shell, "-c", f". $STATUS\n{command}"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+    return subprocess.run([shell, "-c", command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           encoding="latin-1").stdout
 
 
@@ -97,7 +93,7 @@ def check_page(page, write=False):
 DAY = "vex -out out -c 1-8461 -fd 2013-04-20 -ld 2013-04-20"
 L1C = f"{DAY} -alt archive/land_sea_alti_map.dat -d archive/L1C"
 BOTH = f"{L1C} -d2 archive/L2 -t2 clp"
-RUNS = [  # what is done to the archive, the run, what vex_status returns and a part of what it says
+RUNS = [  # what is done to the archive, the run, what vex-status returns and a part of what it says
     ("", BOTH, 0, "complete"),
     ("", f"{L1C}/ -of txtstat -boxstat 1", 0, "complete"),
     ("mkdir x", f"cd x; {DAY} -alt ../archive/land_sea_alti_map.dat -d ../archive/L1C", 0, "complete"),
@@ -121,7 +117,9 @@ RUNS = [  # what is done to the archive, the run, what vex_status returns and a 
     ("", f"{BOTH} -mca 0 -lca 1", 2, "0 L1C data selected out of"),
     ("rm -r archive/L2", BOTH, 2, "No clp data files selected"),
     ("", f"{L1C} -d2 chive/L1C -t2 clp", 2, "No clp data files selected"),
-    ("", f"{L1C} -t2 clp", 2, "-t2 clp"),
+    ("", f"{L1C} -t2 clp,trg", 2, "-t2 trg is given without -d2 or -myd2: no trg data were read\nincomplete"),
+    ("", BOTH.replace("-d archive/L1C ", ""), 2, "-c is given without -d: no L1C data were read\nincomplete"),
+    ("truncate -s -300 $L1C", f"{L1C} -t2 clp", 3, "-t2 clp is given without"),
     ("truncate -s -100000 $L1C", L1C, 3, "Probleme interpretation"),
     ("truncate -s -300 $CLP", BOTH, 3, "no end of a message: archive/L2"),
     (": >$L1C", L1C, 3, "no end of a message: archive/L1C"),
@@ -135,7 +133,7 @@ def check_status(shell, redirected, logs):
     for damage, command, returns, says in RUNS:
         run("rm -rf archive x; cp -r whole archive")
         run(f"L1C=(archive/L1C/*/*/*/*); CLP=(archive/L2/*/*/*/clp/*); {damage}")
-        said = run(f"{command} {redirected}; vex_status {logs}; echo returns $?", shell)
+        said = run(f"{command} {redirected}; vex-status {logs}; echo returns $?", shell)
         assert said.endswith(f"returns {returns}\n") and says in said, f"{shell}: {damage} {command}\n{said}"
 
 
@@ -148,7 +146,7 @@ def check_killed():
             pipe.read(1)
             vex.send_signal(signal.SIGTERM)  # SIGINT may be ignored, as by what runs in the background
             vex.wait(timeout=60)
-    assert run("vex_status $LOG; echo $?") == "failed\n1\n"
+    assert run("vex-status $LOG; echo $?") == "failed\n1\n"
 
 
 def check_vex_status():
@@ -156,7 +154,11 @@ def check_vex_status():
     check_status("bash", ">$LOG 2>&1", "$LOG")
     check_status("sh", ">$LOG 2>$LOG.err", "$LOG $LOG.err")
     check_killed()
-    print(f"vex_status knows {len(RUNS) + 1} sorts of runs")
+    run("cp $LOG ./-x=")
+    assert run("vex-status -- -x=; vex-status none; vex-status -x; vex-status; echo $?") == (
+        "failed\nvex-status: none: is not a file that can be read\nvex-status: no such option: -x (see vex-status --help)\n"
+        "vex-status: no log is named (see vex-status --help)\n1\n")
+    print(f"vex-status knows {len(RUNS) + 1} sorts of runs")
 
 
 def main():
@@ -167,9 +169,7 @@ def main():
             for page in (pathlib.Path(page).resolve() for page in pages or PAGES)]
     with tempfile.TemporaryDirectory() as home:
         os.symlink(ROOT, f"{home}/vex")
-        os.environ.update(HOME=home, STATUS=f"{home}/status.sh", LOG=f"{home}/log")
-        with open(f"{home}/status.sh", "w", encoding="utf-8") as file:
-            file.write(*(block for block in blocks("sh") if block.startswith("vex_status()")))
+        os.environ.update(HOME=home, LOG=f"{home}/log")
         for job in jobs + [check_vex_status] * (not pages):
             with tempfile.TemporaryDirectory(dir=home) as folder:
                 os.chdir(folder)

@@ -46,14 +46,12 @@ def l1c(folder: pathlib.Path, day: int) -> list[pathlib.Path]:
 
 def test_outcomes_are_those_of_vex_status(tmp_path: pathlib.Path, build: pathlib.Path,
                                           monkeypatch: pytest.MonkeyPatch) -> None:
-    """On each sort of run that the README's shell function is tested with, both say the same."""
+    """On each sort of run that vex-status is tested with, both say the same."""
     spec = importlib.util.spec_from_file_location("check_readme", README.parent / "docs/examples/check_readme.py")
     assert spec and spec.loader
     check = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(check)
-    status = tmp_path / "status.sh"
-    status.write_text("".join(block for block in check.blocks("sh") if block.startswith("vex_status()")))
-    for name, value in (("PATH", f"{build}:{os.environ['PATH']}"), ("STATUS", status), ("LOG", tmp_path / "log")):
+    for name, value in (("PATH", f"{build}:{os.environ['PATH']}"), ("LOG", tmp_path / "log")):
         monkeypatch.setenv(name, str(value))
     monkeypatch.chdir(tmp_path)
     check.run("vex-sample whole --messages 2 --messages-per-file 1 --pixels 20 --kinds l1c,clp")
@@ -61,7 +59,7 @@ def test_outcomes_are_those_of_vex_status(tmp_path: pathlib.Path, build: pathlib
     for damage, command, *_ in check.RUNS:
         check.run("rm -rf archive x; cp -r whole archive")
         check.run(f"L1C=(archive/L1C/*/*/*/*); CLP=(archive/L2/*/*/*/clp/*); {damage}")
-        said = check.run(f"{command} >$LOG 2>$LOG.err; vex_status $LOG $LOG.err; echo returns $?")
+        said = check.run(f"{command} >$LOG 2>$LOG.err; vex-status $LOG $LOG.err; echo returns $?")
         monkeypatch.chdir(tmp_path / "x" if command.startswith("cd x") else tmp_path)
         with open(tmp_path / "log", "rb") as log:
             found = outcome.judge(log, (tmp_path / "log.err").read_bytes())

@@ -37,6 +37,7 @@ CASES: list[tuple[str, set[str] | list[str]]] = [
     ("vex-sample --grid ", {"on", "off"}),
     ("vex-sample --days 3 ", {"an archive"}),
     ("vex-sample --kinds l1c,c", {"l1c,clp"}),
+    ("vex-status ", PATHS),
     ("vexfile ", {"info", "check", "dump", "convert", "cat", "merge-stat", "plot"}),
     ("vexfile plot ", {"map", "spectrum", "profile", "statistics"}),
     ("vexfile plot map a\\ file.bin --projection rob", {"robinson"}),

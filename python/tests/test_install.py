@@ -12,7 +12,8 @@ import venv
 import pytest
 
 #: Some of what is installed: by folder, the file in the sources and its name there.
-PLACES = {"bin": ("", "vex"), "share/man/man5": ("docs/man/vexfile.5", "vexfile.5"),
+PLACES = {"bin": ("", "vex"), "share/man/man1": ("docs/man/vex-status.1", "vex-status.1"),
+          "share/man/man5": ("docs/man/vexfile.5", "vexfile.5"),
           "share/doc/vex": ("docs/formats.md", "formats.md"),
           "share/doc/vex/images": ("docs/images/map.png", "map.png"),
           "share/doc/vex/examples": ("docs/examples/read_vex.f90", "read_vex.f90")}
@@ -35,14 +36,15 @@ def test_install_and_uninstall(build: pathlib.Path, tmp_path: pathlib.Path) -> N
         for folder, (source, name) in PLACES.items():
             content = (sources / source).read_bytes() if source else (build / name).read_bytes()
             assert (prefix / folder / name).read_bytes() == content
-        for program in ("vex", "vex-sample", "vexfile", "vex-batch"):  # each completion stands alone
+        for program in ("vex", "vex-sample", "vex-status", "vexfile", "vex-batch"):  # each completion stands alone
             said = subprocess.run(["bash", "-c", 'cd "$0" && . "./$1" && complete -p "$1"', prefix / COMPLETIONS, program],
                                   capture_output=True, check=True, text=True).stdout
             asked = f'COMP_WORDS=({program} -- -t) COMP_CWORD=2; {said.split()[2]}; echo "${{COMPREPLY[@]}}"'
             offered = subprocess.run(["bash", "-c", f'. "$0"; {asked}', prefix / COMPLETIONS / program],
                                      capture_output=True, check=True, text=True).stdout.split()
             assert ("-t2" in offered) == (program in ("vex", "vex-batch")), program
-        assert subprocess.run([prefix / "bin/vex-sample", "--help"], capture_output=True, check=True).stdout
+        for program in ("vex-sample", "vex-status"):
+            assert subprocess.run([prefix / "bin" / program, "--help"], capture_output=True, check=True).stdout
         subprocess.run(["cmake", "--build", build, "--target", "uninstall"], check=True, stdout=subprocess.DEVNULL)
         assert {*prefix.rglob("*")} == before and prefix.exists() == bool(foreign)
 

@@ -1,6 +1,6 @@
 """What came of a run of vex, by what it printed. Its exit status is always 0.
 
-The decisions are those of the shell function vex_status in README.md.
+The decisions are those of the program vex-status.
 """
 
 from __future__ import annotations

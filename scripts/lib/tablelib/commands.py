@@ -12,7 +12,7 @@ from .common import ROOT, Object
 
 #: What completes a value, by what stands for it in capitals; "text": nothing does.
 VALUES = {
-    **dict.fromkeys(("FILE", "OUT", "GRID", "PATH", "PLAN", "TEMPLATE"), "path"),
+    **dict.fromkeys(("FILE", "OUT", "GRID", "LOG", "PATH", "PLAN", "TEMPLATE"), "path"),
     **dict.fromkeys(("DIR", "FOLDER", "OUTDIR"), "folder"),
     **dict.fromkeys(("0,5-7", "0", "HH:MM", "K", "LIST", "LOW,HIGH", "N", "NAME", "NAME,...", "NUMBER", "OPTIONS", "S",
                      "TEXT", "V", "YYYY-MM-DD"), "text")}
@@ -97,6 +97,18 @@ def listed(option: Word) -> Word:
     """With the words of "of a,b,c"."""
     words = re.match(r"of ((?:\w+,)+\w+)", option.help)
     return replace(option, value="words", words=tuple(words[1].split(","))) if words else option
+
+
+# vex-status, by its help
+
+
+def status() -> Command:
+    printed = subprocess.run([ROOT / "bin/vex-status", "--help"], capture_output=True, check=True, text=True).stdout
+    usage, about, *_ = printed.split("\n\n")
+    if usage != "usage: vex-status [--help] LOG...":
+        raise SystemExit("The help of vex-status has another form than scripts/tablelib/commands.py reads")
+    return Command(("vex-status",), " ".join(about.split()), options=[Word(("-h", "--help"), help="show the help")],
+                   places=[Word(form="LOG", value=value_of("LOG")[0], needed=True, many=True)], epilog=printed)
 
 
 # vexfile and vex-batch, by their parsers

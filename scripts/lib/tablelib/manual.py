@@ -88,6 +88,11 @@ def statuses(command: Command) -> str:
     return "\n".join(line for status, text in rows for line in (".TP", bold(status), *prose(sentence(text))))
 
 
+def status_tables(command: Command) -> Tables:
+    return {"title": title("vex-status", 1), "synopsis": synopsis(command), "about": "\n".join(prose(command.help)),
+            "options": "\n".join(option_items(command.options)), "status": statuses(command)}
+
+
 def subsection(command: Command) -> list[str]:
     """A command: what it does and takes, unless that is what the program itself takes."""
     head = [f'.SS "{roff(" ".join(command.path))}"', *prose(sentence(command.help))]
