@@ -9,6 +9,9 @@ _vexfile_value() {
     " cat -o" | " cat --out") kind=path ;;
     " merge-stat --tbref") kind=text ;;
     " merge-stat -o" | " merge-stat --out") kind=path ;;
+    " grid --elevation") kind=path ;;
+    " grid --variable") kind=text ;;
+    " grid --lakes") kind=word words=(land sea) ;;
     " plot map --channel" | " plot map --index" | " plot map --title" | " plot map --field" | " plot map --limits") kind=text ;;
     " plot map --projection") kind=word words=(robinson platecarree lambert stereographic) ;;
     " plot map --land") kind=path ;;
@@ -24,7 +27,7 @@ _vexfile_place() {
   case $1 in
     "")
       options=(-h --help --debug --version)
-      commands=(info check dump convert cat merge-stat plot) places=()
+      commands=(info check dump convert cat merge-stat grid plot) places=()
       ;;
     " info")
       options=(-h --help --debug --json)
@@ -50,9 +53,13 @@ _vexfile_place() {
       options=(-h --help --debug --tbref -o --out --force)
       commands=() places=(path+)
       ;;
+    " grid")
+      options=(-h --help --debug --elevation --variable --lakes --force)
+      commands=() places=(path)
+      ;;
     " plot")
       options=(-h --help --debug)
-      commands=(map spectrum profile statistics) places=()
+      commands=(map spectrum profile statistics grid) places=()
       ;;
     " plot map")
       options=(-h --help --debug --channel --index --title --field --limits --projection --land)
@@ -68,6 +75,10 @@ _vexfile_place() {
       ;;
     " plot statistics")
       options=(-h --help --debug --field --limits --projection --land)
+      commands=() places=(path path)
+      ;;
+    " plot grid")
+      options=(-h --help --debug)
       commands=() places=(path path)
       ;;
   esac

@@ -245,7 +245,7 @@ REFUSED: dict[str, tuple[Any, str]] = {
     "no layer": (lambda d, out: plot_map(d, out, "clp_cloud_phase", index=3), "clp_layer 3 is not there"),
     "too many layers": (lambda d, out: plot_map(d, out, "empty", index=[0]), "empty: 1 indices, and 0 dim"),
     "no channel": (lambda d, out: plot_map(d, out, channel=61), "no channel 61: the file has the channels 1-40, 60, 1000-"),
-    "no grid": (lambda d, out: plot_map(d, out, land=__file__), "test_plots.py is no grid of land and sea"),
+    "no grid": (lambda d, out: plot_map(d, out, land=__file__), "test_plots.py is not a valid grid of land and sea"),
     "no place": (lambda d, out: plot_map(d.drop_vars("latitude"), out), "no latitude and longitude"),
     "both hemispheres": (lambda d, out: plot_map(d, out, projection="lambert"), "lambert shows one hemisphere"),
     "no projection": (lambda d, out: plot_map(d, out, projection="flat"), "no projection flat: there are robinson"),

@@ -32,6 +32,7 @@ examples:
   vexfile convert spectra.bin spectra.nc    NetCDF, zarr or CSV, by the suffix
   vexfile cat mon.bin tue.bin -o both.bin   one file of several
   vexfile plot map spectra.bin map.png --channel 1021
+  vexfile grid grid.dat                     the grid of land and sea for vex -alt
 
 exit status:
   0    all went well
@@ -87,6 +88,16 @@ files of a run (histograms, surfaces, grids) are merged one by one.
 example:
   vexfile merge-stat mon.txt tue.txt wed.txt -o days.txt
 """
+GRID = """\
+Heights are averaged over the cells of 1/6 degree. They come from --elevation (ETOPO, GEBCO or any
+NetCDF file with heights in m over latitude and longitude), else from ETOPO5 of the Debian package
+ferret-datasets. Where GMT is installed (Debian package gmt), its coast lines tell land from sea, and
+land below sea level is land. Otherwise heights below 0 are sea.
+
+examples:
+  vexfile grid grid.dat
+  vexfile grid grid.dat --elevation GEBCO_2024.nc --lakes sea
+"""
 PLOT = """\
 OUT ends in .png, .pdf or .svg and is replaced if it is there.
 
@@ -97,6 +108,7 @@ examples:
   vexfile plot spectrum spectra.bin spectra.pdf --pixels 0,5-7
   vexfile plot profile twt.bin profile.png
   vexfile plot statistics stat.txt stat.svg
+  vexfile plot grid grid.dat grid.png
 """
 
 
@@ -178,7 +190,14 @@ def _parser() -> Parser:
     merge.add_argument("--tbref", type=float, metavar="K", help="the temperature of -tbref, if the runs had it")
     for one in (cat, merge):
         one.add_argument("-o", "--out", metavar="OUT", required=True, help="the file to write")
-    for one in (convert, cat, merge):
+    grid = commands.add_parser("grid", help="make the grid of vex -alt from heights and coast lines", epilog=GRID,
+                               description="Make the grid of vex -alt from heights and coast lines.")
+    grid.set_defaults(run=_grid)
+    grid.add_argument("out", metavar="OUT")
+    grid.add_argument("--elevation", metavar="FILE", help="NetCDF file with heights; without it, ETOPO5 of ferret-datasets")
+    grid.add_argument("--variable", metavar="NAME", help="which variable of it, where several fit")
+    grid.add_argument("--lakes", choices=("land", "sea"), help="what lakes are, by the coast lines of GMT (land)")
+    for one in (convert, cat, merge, grid):
         one.add_argument("--force", action="store_true", help="replace OUT if it is there")
     _add_plots(commands)
     return parser
@@ -190,7 +209,8 @@ def _add_plots(commands: Any) -> None:
     kinds = plot.add_subparsers(metavar="KIND", required=True)
     made = {}
     for name, words in (("map", "pixels of a channel or a field on a map"), ("spectrum", "the mean spectrum, or some"),
-                        ("profile", "the mean profiles, or some"), ("statistics", "what a statistics file has")):
+                        ("profile", "the mean profiles, or some"), ("statistics", "what a statistics file has"),
+                        ("grid", "the grid of vex -alt")):
         made[name] = kinds.add_parser(name, help=words, description=f"Draw {words}.", epilog=PLOT)
         made[name].set_defaults(run=_plot, kind=name)
         made[name].add_argument("file", metavar="FILE")
@@ -274,6 +294,12 @@ def _merge(arguments: argparse.Namespace) -> int:
     return FINE
 
 
+def _grid(arguments: argparse.Namespace) -> int:
+    from .commands.grid import grid
+    print(grid(arguments.out, arguments.elevation, arguments.variable, arguments.lakes, arguments.force))
+    return FINE
+
+
 def _plot(arguments: argparse.Namespace) -> int:
     from . import open as open_dataset
     from . import plots
@@ -283,7 +309,7 @@ def _plot(arguments: argparse.Namespace) -> int:
     draw: Callable[..., object] = getattr(plots, "plot_" + arguments.kind)
     given = {name: value for name, value in vars(arguments).items()
              if name not in ("run", "kind", "file", "out", "debug") and value is not None}
-    if arguments.kind == "statistics":
+    if arguments.kind in ("statistics", "grid"):
         draw(arguments.file, arguments.out, **given)
     else:
         with_index(lambda index: draw(open_dataset(arguments.file, index=index), arguments.out, **given))

@@ -10,6 +10,7 @@ from typing import Any
 
 import numpy as np
 
+from ..reading.altitudes import read_grid
 from . import data
 from . import style
 from .style import Array, PathName
@@ -157,21 +158,10 @@ def without_cuts(line: Array) -> Array:
 
 
 def read_land(path: PathName) -> list[Array]:
-    """The coasts of the grid of land and sea that vex has as ``-alt``, smoothed to a degree.
-
-    1080 rows from north to south, each a big-endian Fortran record of pairs of a column from 1 to 2160 (1/6 degree
-    eastward each) and an altitude in m, which is negative in the sea.
-    """
+    """The coasts of the grid of land and sea that vex has as ``-alt``, smoothed to a degree."""
     from contourpy import contour_generator
 
-    numbers, begin, land = np.fromfile(path, ">i2"), 0, np.zeros((1080, 2160))
-    for row in land:
-        count = int(numbers[begin + 2]) if begin + 2 < len(numbers) else -1
-        columns, altitudes = (numbers[begin + first : begin + 3 + 2 * count : 2] for first in (3, 4))
-        if count != len(altitudes) or ((columns < 1) | (columns > 2160)).any():
-            raise ValueError(f"{os.fspath(path)} is no grid of land and sea")
-        row[columns - 1] = altitudes >= 0
-        begin += 5 + 2 * count
+    land = read_grid(path) >= 0
     share = np.roll(land.reshape(180, 6, 360, 6).mean((1, 3)), 180, 1)
     share = np.hstack([share[:, -1:], share, share[:, :1]])  # so that lines reach the date line
     lines = contour_generator(np.arange(-1, 361) - 179.42, 89.5 - np.arange(180), share).lines(0.5)
