@@ -61,9 +61,9 @@ CASES: list[tuple[str, set[str] | list[str]]] = [
 #: What the shells read first. Each completion ends with a line END in the file that OUT names.
 INIT = {
     "bash": r"""
-for file in "$COMPLETION"/{engine,vex,vex-sample,vexfile,vex-batch}.bash; do . "$file"; done
+for file in "$COMPLETION"/{engine,vex,vex-sample,vex-status,vexfile,vex-batch}.bash; do . "$file"; done
 tell() { "_${1//-/_}"; printf '%s\n' "${COMPREPLY[@]}" END >>"$OUT"; }
-complete -F tell vex vex-sample vexfile vex-batch
+complete -F tell vex vex-sample vex-status vexfile vex-batch
 """,
     "zsh": r"""
 fpath=($COMPLETION $fpath)
