@@ -7,7 +7,6 @@ import pathlib
 import shutil
 import subprocess
 
-import netCDF4
 import numpy as np
 import pytest
 from numpy.typing import NDArray
@@ -16,6 +15,7 @@ from vexfile import command
 from vexfile.commands import grid
 from vexfile.reading.altitudes import COLUMN_EDGES, NOT_GIVEN, ROW_EDGES, Altitudes, read_grid
 
+netCDF4 = pytest.importorskip("netCDF4")
 Capture = pytest.CaptureFixture[str]
 #: Heights of cells of a degree, from the south and from Greenwich eastward.
 HEIGHTS = np.random.default_rng(7).integers(-300, 900, (180, 360)) * 2

@@ -21,8 +21,7 @@ from ..writing import replacing
 Array = npt.NDArray[np.float64]
 
 ETOPO5 = "/usr/share/ferret-vis/data/etopo5.cdf"
-NO_HEIGHTS = f"""no elevation model: give --elevation FILE.nc, or install the Debian package ferret-datasets
-(28 MB; it has {ETOPO5})"""
+NO_HEIGHTS = "no elevation model: give --elevation FILE.nc, or install the Debian package ferret-datasets (28 MB)"
 NO_COASTS = "--lakes takes the coast lines of GMT: install the Debian package gmt"
 #: Names and units of coordinates: of latitude, of longitude.
 AXES = ({"lat", "latitude", "y"}, {"lon", "longitude", "x"})
@@ -160,8 +159,7 @@ def altitudes_of(heights: Array, share: Array | None) -> Altitudes:
     """Altitudes in m; land is 0 or more. Without shares of land, heights of 0 or more are land."""
     heights = np.round(heights, 6)
     land = heights >= 0 if share is None else share >= 0.5 - 1e-9
-    made: Altitudes = np.where(land, np.rint(np.nan_to_num(heights)).clip(0, 32767), NOT_GIVEN).astype(np.int16)
-    return made
+    return np.where(land, np.rint(np.nan_to_num(heights)).clip(0, 32767), NOT_GIVEN).astype(np.int16)
 
 
 def grid(out: str, elevation: str | None = None, variable: str | None = None, lakes: str | None = None,
