@@ -6,7 +6,7 @@ set(VEX_ZSH_FOLDER ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Whe
 set(DESTINATIONS ${CMAKE_INSTALL_BINDIR})
 install(CODE "set(VEX_BUILD \"${PROJECT_BINARY_DIR}\")" ALL_COMPONENTS)
 install(SCRIPT cmake/new_folders.cmake ALL_COMPONENTS)
-install(TARGETS vex vex-sample RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+install(TARGETS vex vex-sample vex-archive RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 configure_file(bin/vex-status ${PROJECT_BINARY_DIR}/vex-status COPYONLY) # beside vex, for who does not install
 install(PROGRAMS bin/vex-status DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 

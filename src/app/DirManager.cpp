@@ -54,25 +54,23 @@ struct SCloseFolder {
   void operator()(DIR* pFolder) const { CFileSystem::Current().CloseFolder(pFolder); }
 };
 
-/// Calls take(name) for each entry. Returns the errno by which the listing fails or breaks off, or 0.
-template <class TTake>
-int EachEntry(const char* szDirectory, TTake take) {
+}  // namespace
+
+int CDirManager::EachEntry(const char* szDirectory, const std::function<void(const char*)>& take) {
   CFileSystem& system = CFileSystem::Current();
   const auto isNull = [](const void* p) { return p == nullptr; };
   DIR* pOpened = Uninterrupted([&] { return system.OpenFolder(szDirectory); }, isNull);
   if (!pOpened) return errno;
   const std::unique_ptr<DIR, SCloseFolder> pFolder(pOpened);
-  while (const dirent* pEntry = Uninterrupted([&] { return system.ReadFolder(pFolder.get()); }, isNull))
-    take(pEntry->d_name);
+  while (const dirent* pEntry = Uninterrupted([&] { return system.ReadFolder(pFolder.get()); }, isNull)) {
+    if (std::strcmp(pEntry->d_name, ".") != 0 && std::strcmp(pEntry->d_name, "..") != 0) take(pEntry->d_name);
+  }
   return errno;
 }
-
-}  // namespace
 
 void CDirManager::EachMatch(const char* szDirectory, const CStrArray* pExtensions, const CStrArray* pMotifs,
                             const std::function<void(const char*)>& take) {
   const int nError = EachEntry(szDirectory, [&](const char* szName) {
-    if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0) return;
     if (MatchExtensions(szName, pExtensions) && MatchMotifs(szName, pMotifs)) take(szName);
   });
   CReporter::LostIfThere(szDirectory, nError);

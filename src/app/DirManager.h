@@ -24,6 +24,9 @@ class CDirManager {
   /// of nSize - 2 bytes or more, counting the '/' always, comes out empty.
   static void ConcatenatePath(const char* szDirectory, const char* szName, char* szResult, int nSize);
 
+  /// Calls take(name) for the bare name of each entry, in the order of the system. Returns the errno by which
+  /// the listing fails or breaks off, or 0.
+  static int EachEntry(const char* szDirectory, const std::function<void(const char*)>& take);
   /// Calls take(name) for the bare name of each entry that passes both filters, in the order of the system.
   /// Whether it is a file is not looked at. What is not there, or no directory, has no entries; one that
   /// cannot be read, or not to its end, is told as a loss.

@@ -35,6 +35,22 @@ void CBUFRReader::SkipBack(int nBytes) {
 }
 
 int CBUFRReader::ReadMessageSections() {
+  if (!ReadHead()) return 0;
+  ReadSection4();
+  if (!ReadEnd()) return 0;
+  CReporter::Text(".");
+  return 1;
+}
+
+int CBUFRReader::SkipMessage() {
+  if (!ReadHead()) return 0;
+  const int nBytes = ReadSection4Head();
+  if (nBytes > 0) stream.Skip(nBytes);
+  return ReadEnd();
+}
+
+/// Sections 0 to 3. False when no message starts here.
+bool CBUFRReader::ReadHead() {
   m_nStart = stream.Position();
   descriptors.DeleteContents();
   nMissingFlags = 0;
@@ -42,19 +58,19 @@ int CBUFRReader::ReadMessageSections() {
   stream.Read(4, szStart);
   nTotalLength = ReadInt(3);
   nEdition = ReadInt(1);
-  if (std::strcmp(szStart, "BUFR") != 0) return 0;
+  if (std::strcmp(szStart, "BUFR") != 0) return false;
 
   const int64_t nDateTime = ReadSection1();
   ReadSection2();
   ReadSection3();
   FindDataVersion(nDateTime);
-  ReadSection4();
+  return true;
+}
 
+bool CBUFRReader::ReadEnd() {
   std::memset(szEnd, 0, sizeof szEnd);
   stream.Read(4, szEnd);
-  if (std::strcmp(szEnd, "7777") != 0) return 0;
-  CReporter::Text(".");
-  return 1;
+  return std::strcmp(szEnd, "7777") == 0;
 }
 
 /// Returns date and time as YYYYMMDD0hhmmss (the 0 leaves room for hours that are none), 0 in the short
@@ -146,10 +162,15 @@ void CBUFRReader::MakeRoom(int nBytes) {
   nDataCapacity = nBytes;
 }
 
-void CBUFRReader::ReadSection4() {
+/// Returns how many bytes of data the section says to have.
+int CBUFRReader::ReadSection4Head() {
   nSection4Length = ReadInt(3);
   ReadInt(1);
-  nDataSize = nSection4Length - 4;
+  return nSection4Length - 4;
+}
+
+void CBUFRReader::ReadSection4() {
+  nDataSize = ReadSection4Head();
   if (nDataSize <= 0) return;
   // The file may be shorter than the message says: what is not there is neither allocated nor decoded.
   const int nThere = static_cast<int>(std::min<int64_t>(nDataSize, stream.Remaining()));

@@ -43,6 +43,10 @@ class CBUFRReader {
   /// Throws bad_alloc when there is no memory for them; another message may be read then.
   int ReadMessageSections();
 
+  /// Reads sections 0 to 3 of the message at the current position and steps over its data: 1 on success, 0
+  /// when a marker is wrong or the file ends first. pData and nDataSize are not those of this message.
+  int SkipMessage();
+
   /// nBytes bytes as one big-endian number; bytes that cannot be read are left out of it.
   int ReadInt(int nBytes);
 
@@ -105,9 +109,12 @@ class CBUFRReader {
 
  private:
   void SkipBack(int nBytes);
+  bool ReadHead();
+  bool ReadEnd();
   int64_t ReadSection1();
   void ReadSection2();
   void ReadSection3();
+  int ReadSection4Head();
   void ReadSection4();
   void MakeRoom(int nBytes);
   void FindDataVersion(int64_t nDateTime);

@@ -55,6 +55,10 @@ bool CFile::Write(const char* pBytes, int64_t nBytes) {
   return IsOpen();
 }
 
+bool CFile::Sync() {
+  return IsOpen() && Uninterrupted([this] { return CFileSystem::Current().Sync(m_nFile); }) == 0;
+}
+
 bool CFile::Seek(int64_t nOffset) {
   if (!IsOpen() || nOffset < 0) return false;
   if (Uninterrupted([=, this] { return CFileSystem::Current().Seek(m_nFile, nOffset); }) >= 0) return true;

@@ -23,6 +23,8 @@ class CFile {
   int64_t Read(char* pOut, int64_t nBytes);
   /// False when not all bytes were taken.
   bool Write(const char* pBytes, int64_t nBytes);
+  /// Has the bytes on the disk. False when the system says that they are not.
+  bool Sync();
   /// Moves to an offset from the start, also beyond the end. False in front of the start, and for what has no
   /// places to move to.
   bool Seek(int64_t nOffset);

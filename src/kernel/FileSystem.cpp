@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <utility>
 
 CFileSystem* CFileSystem::s_pCurrent = nullptr;
@@ -20,6 +21,18 @@ off_t CFileSystem::Seek(int nFile, off_t nOffset) { return lseek(nFile, nOffset,
 int CFileSystem::Close(int nFile) { return close(nFile); }
 int CFileSystem::Stat(const char* szPath, struct stat& status) { return stat(szPath, &status); }
 int CFileSystem::Stat(int nFile, struct stat& status) { return fstat(nFile, &status); }
+int CFileSystem::LinkStat(const char* szPath, struct stat& status) { return lstat(szPath, &status); }
+int CFileSystem::Sync(int nFile) { return fsync(nFile); }
+int CFileSystem::MakeFolder(const char* szPath) {
+  constexpr mode_t ALL = 0777;
+  return mkdir(szPath, ALL);
+}
+int CFileSystem::MakeSymbolicLink(const char* szTarget, const char* szPath) {
+  return symlink(szTarget, szPath);
+}
+int CFileSystem::MakeLink(const char* szOldPath, const char* szPath) { return link(szOldPath, szPath); }
+int CFileSystem::Rename(const char* szOldPath, const char* szPath) { return rename(szOldPath, szPath); }
+int CFileSystem::Remove(const char* szPath) { return unlink(szPath); }
 DIR* CFileSystem::OpenFolder(const char* szPath) { return opendir(szPath); }
 const dirent* CFileSystem::ReadFolder(DIR* pFolder) { return readdir(pFolder); }
 int CFileSystem::CloseFolder(DIR* pFolder) { return closedir(pFolder); }

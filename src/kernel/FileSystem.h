@@ -23,6 +23,15 @@ class CFileSystem {
   virtual int Close(int nFile);
   virtual int Stat(const char* szPath, struct stat& status);
   virtual int Stat(int nFile, struct stat& status);
+  /// Of a symbolic link itself.
+  virtual int LinkStat(const char* szPath, struct stat& status);
+  virtual int Sync(int nFile);
+  virtual int MakeFolder(const char* szPath);
+  /// Symbolic, and another name of a file: both fail where the new name is there.
+  virtual int MakeSymbolicLink(const char* szTarget, const char* szPath);
+  virtual int MakeLink(const char* szOldPath, const char* szPath);
+  virtual int Rename(const char* szOldPath, const char* szPath);
+  virtual int Remove(const char* szPath);
   virtual DIR* OpenFolder(const char* szPath);
   virtual const dirent* ReadFolder(DIR* pFolder);
   virtual int CloseFolder(DIR* pFolder);
