@@ -21,6 +21,10 @@ std::string RealPath(const std::string& szPath) {
   return pReal ? pReal.get() : "";
 }
 
+bool IsOneFile(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 bool IsLink(const std::string& szPath) {
   struct stat status;
   return CFileSystem::Current().LinkStat(szPath.c_str(), status) == 0 && S_ISLNK(status.st_mode);
@@ -40,6 +44,11 @@ bool CFilePlacer::Fail(const std::string& szWhat) {
 }
 
 bool CFilePlacer::IsSameContent(const std::string& szOne, const std::string& szOther) {
+  CFileSystem& system = CFileSystem::Current();
+  struct stat oneStatus, otherStatus;
+  if (system.Stat(szOne.c_str(), oneStatus) != 0 || system.Stat(szOther.c_str(), otherStatus) != 0)
+    return false;
+  if (IsOneFile(oneStatus, otherStatus)) return true;
   CFile one, other;
   if (!one.OpenToRead(szOne.c_str()) || !other.OpenToRead(szOther.c_str())) return false;
   if (one.Size() != other.Size()) return false;
@@ -74,8 +83,8 @@ EPlaced CFilePlacer::Meet(const std::string& szSource) {
   CFileSystem& system = CFileSystem::Current();
   if (system.Stat(szSource.c_str(), source) != 0) return Fail("cannot be read"), EPlaced::FAILED;
   if (system.Stat(m_szTarget.c_str(), target) != 0) return Fail(m_szTarget), EPlaced::FAILED;
-  const bool bOneFile = source.st_dev == target.st_dev && source.st_ino == target.st_ino;
-  if (!bOneFile && !IsSameContent(szSource, m_szTarget)) {
+  const bool bOneFile = IsOneFile(source, target);
+  if (!IsSameContent(szSource, m_szTarget)) {
     m_szReason = "another file has its name: " + m_szTarget;
     return EPlaced::FAILED;
   }

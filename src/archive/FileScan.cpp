@@ -24,11 +24,13 @@ EProduct ProductOf(const CBUFRReader& message) {
 
 std::string CFileScan::Refusal(const SFileFacts& facts) {
   if (!facts.szUnread.empty()) return facts.szUnread;
+  if (facts.eProduct != PRODUCTS && facts.first.time.IsKnown()) return "";
+  if (!facts.szDamage.empty()) return facts.szDamage;
   if (facts.eProduct == PRODUCTS) {
     if (facts.nBytes == 0) return "empty file";
     return facts.nOtherMessages > 0 ? "BUFR messages, but of no known product" : "no BUFR message";
   }
-  return facts.first.time.IsKnown() ? "" : "no pixel has a time";
+  return "no pixel has a time";
 }
 
 SFileFacts CFileScan::Scan(const std::string& szPath, bool bWhole) {
@@ -58,7 +60,7 @@ void CFileScan::Walk(bool bWhole) {
     const bool bGood = m_reader.SkipMessage();
     if (m_reader.stream.Failed()) return;
     if (!bGood) NoteDamage(nOffset, m_reader.stream.Remaining() == 0);
-    TakeMessage(nOffset);
+    if (bGood || ProductOf(m_reader) != PRODUCTS) TakeMessage(nOffset);
     if (!bWhole && m_facts.first.time.IsKnown()) return;
   }
 }

@@ -13,9 +13,9 @@ from .common import ROOT, Object
 #: What completes a value, by what stands for it in capitals; "text": nothing does.
 VALUES = {
     **dict.fromkeys(("FILE", "OUT", "GRID", "LOG", "PATH", "PLAN", "TEMPLATE"), "path"),
-    **dict.fromkeys(("DIR", "FOLDER", "OUTDIR"), "folder"),
-    **dict.fromkeys(("0,5-7", "0", "HH:MM", "K", "LIST", "LOW,HIGH", "N", "NAME", "NAME,...", "NUMBER", "OPTIONS", "S",
-                     "TEXT", "V", "YYYY-MM-DD"), "text")}
+    **dict.fromkeys(("DIR", "FOLDER", "OUTDIR", "ROOT"), "folder"),
+    **dict.fromkeys(("0,5-7", "0", "HH:MM", "K", "LIST", "LOW,HIGH", "MINUTES", "N", "NAME", "NAME,...", "NUMBER",
+                     "OPTIONS", "S", "TEXT", "V", "YYYY-MM-DD"), "text")}
 WORD = re.compile(r"[\w.-]+")
 
 
@@ -106,9 +106,32 @@ def status() -> Command:
     printed = subprocess.run([ROOT / "bin/vex-status", "--help"], capture_output=True, check=True, text=True).stdout
     usage, about, *_ = printed.split("\n\n")
     if usage != "usage: vex-status [--help] LOG...":
-        raise SystemExit("The help of vex-status has another form than scripts/tablelib/commands.py reads")
+        raise SystemExit("The help of vex-status has another form than scripts/lib/tablelib/commands.py reads")
     return Command(("vex-status",), " ".join(about.split()), options=[Word(("-h", "--help"), help="show the help")],
                    places=[Word(form="LOG", value=value_of("LOG")[0], needed=True, many=True)], epilog=printed)
+
+
+# vex-archive, by its help
+
+
+def archive(folder: str) -> Command:
+    printed = subprocess.run([f"{folder}/vex-archive", "--help"], capture_output=True, check=True, text=True).stdout
+    head, status, epilog = printed.partition("exit status:\n")
+    _, about, *blocks, last = head.strip().split("\n\n")
+    program = Command(("vex-archive",), about, options=[Word(("-h", "--help"), help="print the help")], epilog=status + epilog)
+    for block in blocks:
+        call, rows = re.fullmatch(r"vex-archive (.+)\n((?:.|\n)+)", block).groups()  # type: ignore[union-attr]
+        name, *words = call.replace("[options] ", "").split()
+        found = re.findall(r"^  (--[\w-]+) ?(\S*) +(.+)$", rows, re.M)
+        options = [Word((option,), shown, *(value_of(shown) if shown else ("none", ())), help=text)
+                   for option, shown, text in found]
+        places = [Word(form=word.removesuffix("..."), value=value_of(word.removesuffix("..."))[0], needed=True,
+                       many=word.endswith("...")) for word in words]
+        program.below[name] = Command(("vex-archive", name), " ".join(rows.split("\n  --")[0].split()), options=options,
+                                      places=places)
+    if not last.startswith("  -h, --help") or head.count("\n  --") != sum(len(one.options) for one in program.below.values()):
+        raise SystemExit("The help of vex-archive has another form than scripts/lib/tablelib/commands.py reads")
+    return program
 
 
 # vexfile and vex-batch, by their parsers
