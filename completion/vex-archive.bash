@@ -1,4 +1,4 @@
-# Completion of the options of vex-archive; made by scripts/tables.
+# Completion of the options of vex-archive; made by scripts/lib/tables.
 # Behind: engine.bash
 # shellcheck shell=bash disable=SC2034 # _vex_complete reads what the others set
 

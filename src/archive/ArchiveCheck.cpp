@@ -5,6 +5,7 @@
 #include "archive/ArchiveReport.h"
 #include "archive/FilePlacer.h"
 #include "archive/FolderWalk.h"
+#include "archive/Instant.h"
 
 namespace {
 

@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <tuple>
+#include <utility>
 
 #include "archive/DatedTree.h"
 #include "archive/FileScan.h"
+#include "prod/ProductKind.h"
 
 /// Looks for what is wrong in a dated tree, and prints it.
 class CArchiveCheck {

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "archive/DatedTree.h"
 #include "archive/FileScan.h"
 #include "archive/Instant.h"
+#include "prod/ProductKind.h"
 
 /// A span without pixels.
 struct SGap {

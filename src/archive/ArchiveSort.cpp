@@ -1,6 +1,7 @@
 #include "archive/ArchiveSort.h"
 
 #include <cstdio>
+#include <iterator>
 #include <numeric>
 
 #include "archive/ArchiveReport.h"

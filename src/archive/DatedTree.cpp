@@ -7,7 +7,6 @@
 
 #include "app/ConfigParam.h"
 #include "app/DirManager.h"
-#include "app/StrArray.h"
 #include "archive/FolderWalk.h"
 #include "kernel/FileSystem.h"
 

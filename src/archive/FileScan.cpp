@@ -1,9 +1,10 @@
 #include "archive/FileScan.h"
 
-#include <cerrno>
 #include <cstring>
 #include <new>
 
+#include "bufr/DescriptorList.h"
+#include "bufr/StreamReader.h"
 #include "kernel/Reporter.h"
 #include "prod/Prod.h"
 

@@ -11,8 +11,6 @@
 #include "bufr/BUFRReader.h"
 #include "prod/ProductKind.h"
 
-class CProd;
-
 /// What tells a pixel from all others of its product.
 struct SPixelKey {
   CInstant time;

@@ -1,7 +1,6 @@
 #include "archive/FirstLevel.h"
 
 #include <algorithm>
-#include <iterator>
 #include <type_traits>
 
 #include "bufr/BUFRReader.h"
@@ -11,7 +10,7 @@
 #include "bufr/BUFRReaderL2ozo.h"
 #include "bufr/BUFRReaderL2trg.h"
 #include "bufr/BUFRReaderL2twt.h"
-#include "prod/Prod.h"
+#include "bufr/StreamReader.h"
 #include "prod/ProdL1C.h"
 #include "prod/ProdL2clp.h"
 #include "prod/ProdL2ems.h"

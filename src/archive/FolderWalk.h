@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Walks over the files of folders and all folders below, in the order of their names. Links lead to files,
