@@ -9,6 +9,7 @@
 //
 // Of a column of statistics, "empty" is what stands there without any value, "option" what files or their
 // runs must have to have it; its group is repeated behind each prefix of "sets", or for each channel.
+// "filters" are in the order of the headers of statistics; one of "text" shows a text that may hold blanks.
 //
 // Of an option, "help" and the words under "sub" are those of the program's help; "meaning" is what pages
 // say, "form" what they show behind the name, "value" what it takes: none, path, folder, word (of "sub"),
@@ -382,6 +383,17 @@ std::string Options() {
   return list.Get();
 }
 
+/// The filters, in the order of the header of statistics.
+std::string FilterList() {
+  CJson list = List();
+  for (const SFilter& filter : Filters())
+    list.Add(Object()
+                 .Text("option", filter.szOption)
+                 .Add("text", filter.eStage == EStage::INPUT ? "true" : "false")
+                 .Get());
+  return list.Get();
+}
+
 /// The options of the filters, by the stage in which they are applied.
 std::string FilterStages() {
   CJson list = List();
@@ -406,6 +418,7 @@ int main() {
                                 .Add("blocks", Blocks())
                                 .Add("statistics", Statistics())
                                 .Add("histogram_values", HistogramValues())
+                                .Add("filters", FilterList())
                                 .Add("formats", FormatList())
                                 .Add("options", Options())
                                 .Add("stages", FilterStages())

@@ -67,8 +67,7 @@ def quantities(product: str) -> list[Quantity]:
     return [quantity for quantity in QUANTITIES if quantity.product == product]
 
 
-FILTERS = ("ef ef2 mf mf2 mila mala milo malo on sln fov va tr tp st qlt mca lca lf sf avg var skip maxres").split()
-TEXT_FILTERS = FILTERS[:4]
+FILTERS: dict[str, str] = {row["option"]: ".+" if row["text"] else r"\S+" for row in tables()["filters"]}
 DATE = r"[-\d]\d{3}-[-\d]\d-[-\d]\d"
 VALUES = {value["name"]: value["unit"] for value in tables()["histogram_values"]}
 # What merging says of values that the files of the runs do not tell.
@@ -84,7 +83,7 @@ FIELDS = {
     "satellite": r"unknown|\d+",
     "first_date": DATE,
     "last_date": DATE,
-    **{f"filter_{option}": ".+" if option in TEXT_FILTERS else r"\S+" for option in FILTERS},
+    **{f"filter_{option}": value for option, value in FILTERS.items()},
     "no_filter": "none",
     "set": r"all pixels|pixel position [1-4] \(FieldOfViewNumber mod 4 \+ 1\)"
            "|surface (?:all|sea|land), time of day (?:all|day|night)",
