@@ -8,6 +8,7 @@
 
 #include "sample/Layouts.h"
 #include "sample/SampleArchive.h"
+#include "sample/Scene.h"
 
 namespace {
 
