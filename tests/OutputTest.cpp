@@ -169,18 +169,26 @@ TEST(Output, OperationsByNameWriteTheSameBytes) {
           << nTakesPart;
     }
   }
-  // Nothing of it was decoded: its spectrum is missing.
+  // Spectra that were not decoded are missing: all of them, that of a new pixel, those of more channels.
   config.bAvhrr = false;
+  const auto endsWithMissing = [&](const CProdL1C& prod, int nPixel, bool bText) {
+    std::string szMissing;
+    for (int64_t i = config.Channels().HeaderCount(); i > 0; --i)
+      szMissing += bText ? "\t-777" : std::string("\0\x40\x42\xC4", 4);
+    return Written<CWriter>([&](CWriter& writer) {
+             bText ? writer.WriteOutputTextL1(&config, &prod, nPixel)
+                   : writer.WriteOutputBinL1(&config, &prod, nPixel);
+           })
+        .ends_with(szMissing);
+  };
   CProdL1C sized;
   sized.InitFirstL1(3, CChannelSelection::LIMIT);
-  for (const bool bText : {false, true}) {
-    std::string szMissing;
-    for (int i = 5; i <= 9; ++i) szMissing += bText ? "\t-777" : std::string("\0\x40\x42\xC4", 4);
-    EXPECT_TRUE(Written<CWriter>([&](CWriter& writer) {
-                  bText ? writer.WriteOutputTextL1(&config, &sized, 2)
-                        : writer.WriteOutputBinL1(&config, &sized, 2);
-                }).ends_with(szMissing));
-  }
+  auto& decoded = static_cast<CProdL1C&>(*arpProds[PRODUCT_L1C]);
+  decoded.InitFirstAll(4);
+  for (const bool bText : {false, true})
+    EXPECT_TRUE(endsWithMissing(sized, 2, bText) && endsWithMissing(decoded, 3, bText));
+  config.arChannels.Add(new CValueRange(10, 10));
+  for (const bool bText : {false, true}) EXPECT_TRUE(endsWithMissing(decoded, 0, bText));
 }
 
 // An extractor between records has none at hand: its record is empty.

@@ -56,14 +56,17 @@ TEST(RecordTest, MemoryFollowsPixelsAndWhatIsKeptAndWritten) {
   prod.KeptInts.SetMissing();  // also in the elements that it did not have before
   prod.KeptInts.Write()[0] = 3;
   EXPECT_EQ(prod.KeptInts[SKeptRow(59)], -1);
+  prod.KeptInts.SetAll(9);
+  prod.InitFirstL2(70);
+  EXPECT_TRUE(prod.Kept().size() == 70 && prod.At(prod.KeptInts, 69) == 9);
 
   prod.FillWithMissingValues();
   EXPECT_TRUE(prod.Latitude[0] == -777 && prod.OrbitNumber[0] == -1 && prod.KeepPixel[0] == 0);
   prod.InitFirstL2(101);
-  EXPECT_TRUE(prod.Ints.Capacity() == 101 && prod.KeptReals[1].IsNull());
+  EXPECT_TRUE(prod.Ints.Capacity() == 101 && prod.KeptReals[1].IsNull() && prod.Kept().size() == 101);
   prod.SetNull();
   EXPECT_TRUE(prod.Ints.IsNull() && prod.Reals[2].IsNull() && prod.Latitude.IsNull() &&
-              prod.PixelCapacity == 0);
+              prod.PixelCapacity == 0 && prod.Kept().empty());
 }
 
 }  // namespace
