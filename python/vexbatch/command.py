@@ -7,18 +7,16 @@ import contextlib
 import importlib
 import os
 import shlex
-import signal
 import sys
-import traceback
 from collections.abc import Callable, Container, Iterator, Sequence
 from typing import TYPE_CHECKING
 
 from .engines import jobs, local, slurm
 from .running import files, seen, state
-from vexfile.program import Stopped, print_any_name, stoppable
+from vexfile.program import DEBUG, Stopped, run_command
 from .errors import BatchError, DiskFull, Halted, UsageError
 from .planning.listing import Archive, Inputs
-from .options import BAD_USE, DEBUG, command_parser, make_parser
+from .options import command_parser, make_parser
 from .planning.plan import (
     LOCK, PLAN, Piece, Plan, find_roots, joined_path, known_input, make_pieces, output_folder, read_plan, refuse_paths,
     write_plan)
@@ -422,30 +420,20 @@ def main(argv: Sequence[str] | None = None) -> int:
         The exit status, as the help has it.
     """
     words = list(sys.argv[1:] if argv is None else argv)
-    print_any_name()
     commands = {"status": _status, "run-piece": _run_piece, "plan": _plan, "todo": _todo, "workflow": _workflow}
-    try:
-        with stoppable():
-            if words and not words[0].startswith("-") and words[0] not in commands:
-                raise UsageError(f"{words[0]}: unknown command, known are {', '.join(commands)} (see vex-batch --help)")
-            return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
-    except SystemExit as end:  # of argparse
-        return end.code if isinstance(end.code, int) else BAD_USE
-    except (Exception, Stopped, KeyboardInterrupt) as error:
-        if DEBUG in words[:words.index("--") if "--" in words else None]:
-            traceback.print_exc()
-        status, said = _explained(error)
-        print(f"vex-batch: {said}", file=sys.stderr)
-        return status
+
+    def work() -> int:
+        if words and not words[0].startswith("-") and words[0] not in commands:
+            raise UsageError(f"{words[0]}: unknown command, known are {', '.join(commands)} (see vex-batch --help)")
+        return commands[words[0]](words[1:]) if words and words[0] in commands else _run(words)
+
+    return run_command("vex-batch", words, work, _explained, "interrupted; call again to go on")
 
 
 def _explained(error: BaseException) -> tuple[int, str]:
     """The exit status of what ended a call, and what is said of it in one line."""
     if isinstance(error, BatchError):
         return error.status, str(error)
-    if isinstance(error, (Stopped, KeyboardInterrupt)):
-        number = error.number if isinstance(error, Stopped) else signal.SIGINT
-        return 128 + number, "interrupted; call again to go on"
     if isinstance(error, OSError):
         return SOME_FAILED, f"{os.fsdecode(error.filename or 'output')}: {error.strerror or error}"
     return SOME_FAILED, f"{' '.join(f'{type(error).__name__}: {error}'.split())} ({DEBUG} shows where)"

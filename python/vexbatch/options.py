@@ -6,12 +6,11 @@ import argparse
 import os
 from typing import NoReturn
 
+from vexfile.program import BAD_USE, DEBUG
 from vexfile.version import VERSION
 
 from .engines import local, slurm
 
-BAD_USE = 2
-DEBUG = "--debug"
 
 USAGE = "vex-batch [options] --out TEMPLATE -- OPTIONS OF VEX"
 DESCRIPTION = "Runs vex over a span of days, piece by piece, and says truthfully what came of it."

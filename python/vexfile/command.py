@@ -7,19 +7,18 @@ import contextlib
 import os
 import re
 import sys
-import traceback
 import warnings
 from collections.abc import Callable, Iterator, Sequence
 from typing import Any, NoReturn
 
 from .errors import FormatError
-from .program import Stopped, print_any_name, stoppable
+from .program import BAD_USE, DEBUG, report, run_command
 from .version import VERSION
 
 #: Does what a subcommand is for, and gives the exit status.
 Run = Callable[[argparse.Namespace], int]
 
-FINE, BAD_FILE, BAD_USE, INTERRUPTED, CLOSED = 0, 1, 2, 130, 141
+FINE, BAD_FILE, CLOSED = 0, 1, 141
 #: The longest list of pixels that is taken.
 MOST_PIXELS = 10_000_000
 
@@ -117,7 +116,7 @@ class Parser(argparse.ArgumentParser):
 
     def __init__(self, **options: Any) -> None:
         super().__init__(formatter_class=argparse.RawDescriptionHelpFormatter, **options)
-        self.add_argument("--debug", action="store_true", default=argparse.SUPPRESS,
+        self.add_argument(DEBUG, action="store_true", default=argparse.SUPPRESS,
                           help="print the traceback of an error, too")
 
     def error(self, message: str) -> NoReturn:
@@ -241,8 +240,7 @@ def _each(arguments: argparse.Namespace, work: Callable[[str], None]) -> int:
         except BrokenPipeError:
             raise
         except (FormatError, OSError) as error:
-            status, said = _explained(error, arguments.debug)
-            print(f"vexfile: {said}", file=sys.stderr)
+            status = report("vexfile", error, _explained, arguments.debug)
     return status
 
 
@@ -319,10 +317,10 @@ def _plot(arguments: argparse.Namespace) -> int:
 # --- What goes wrong ------------------------------------------------------------------------------------------------
 
 
-def _explained(error: BaseException, debug: bool) -> tuple[int, str]:
-    """The exit status of an error, and what it says in one line. `debug`: prints where it comes from, too."""
-    if debug:
-        traceback.print_exception(error)
+def _explained(error: BaseException) -> tuple[int, str]:
+    """The exit status of an error, and what it says in one line."""
+    if isinstance(error, BrokenPipeError):
+        return CLOSED, ""
     if isinstance(error, FormatError):
         return BAD_FILE, str(error)
     if isinstance(error, OSError) and error.strerror:
@@ -372,30 +370,17 @@ def main(argv: Sequence[str] | None = None) -> int:
         line is wrong or asks for what the files do not have, 130 interrupted (143 by SIGTERM, 129 by SIGHUP), 141
         nobody reads the output any more.
     """
-    print_any_name()
-    with stoppable() if argv is None else contextlib.nullcontext():
-        status, said = _run(argv)
-    if said:
-        print(f"vexfile: {said}", file=sys.stderr)
+    words = list(sys.argv[1:] if argv is None else argv)
+    status = run_command("vexfile", words, lambda: _run(words), _explained, "interrupted")
     if status not in (FINE, BAD_USE) and argv is None:
         _end(status)
     return status
 
 
-def _run(argv: Sequence[str] | None) -> tuple[int, str]:
-    """The exit status, and what is to be said of an error."""
-    arguments = argparse.Namespace(debug=False)
-    try:
-        with _warnings():
-            arguments = _parser().parse_args(argv, arguments)
-            status: int = arguments.run(arguments)
-            sys.stdout.flush()
-            return status, ""
-    except SystemExit as end:  # of argparse
-        return end.code if isinstance(end.code, int) else BAD_USE, ""
-    except KeyboardInterrupt as error:
-        return 128 + error.number if isinstance(error, Stopped) else INTERRUPTED, "interrupted"
-    except BrokenPipeError:
-        return CLOSED, ""
-    except Exception as error:
-        return _explained(error, arguments.debug)
+def _run(words: Sequence[str]) -> int:
+    """The exit status."""
+    with _warnings():
+        arguments = _parser().parse_args(words, argparse.Namespace(debug=False))
+        status: int = arguments.run(arguments)
+        sys.stdout.flush()
+        return status
