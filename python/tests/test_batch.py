@@ -331,10 +331,16 @@ def test_exit_status(batch: Batch) -> None:
         assert found == status and "damaged     2013-04-20: " in said and "1 no end of a message" in said, said
     (batch.folder / "out/2013-04-21.bin").unlink()
     shutil.rmtree(batch.folder / DAY / "21")
-    (batch.folder / DAY / "21").symlink_to("21")
+    for day in ("21", "22"):  # of the second one there was nothing
+        (batch.folder / DAY / day).symlink_to(day)
     status, said = batch.call("--retries 2", f"-c 1 {SPAN}")
-    assert status == 1 and f"incomplete  2013-04-21: input could not be read: {DAY}/21: Too many levels of symbolic" in said, said
-    assert batch.state("2013-04-21.bin")["attempt"] == 3 and not (batch.folder / "out/2013-04-21.bin").exists()
+    for day in ("21", "22"):
+        assert f"incomplete  2013-04-{day}: input could not be read: {DAY}/{day}: Too many levels of symbolic links\n" in said, said
+    (batch.folder / "L2").mkdir()
+    (batch.folder / "L2/2013").symlink_to("2013")  # one folder of two products
+    told = batch.call("--out loop/{date}", f"-t2 clp,trg {SPAN}", roots="-d2 L2")[1]
+    assert "2013-04-20: input could not be read: L2/2013: Too many levels of symbolic links\n" in told, told
+    assert status == 1 and batch.state("2013-04-21.bin")["attempt"] == 3 and not (batch.folder / "out/2013-04-21.bin").exists()
     status, told = _status(batch, "out")
     assert status == 1 and told in said
 
@@ -456,6 +462,9 @@ def test_input_that_could_not_be_read(batch: Batch) -> None:
     errors = {path.name[:10]: path.read_text() for path in (batch.folder / "out").glob("*.err")}
     assert list(errors) == ["2013-04-21", "2013-04-23"] or list(errors) == ["2013-04-23", "2013-04-21"]
     assert errors["2013-04-23"] == "a library\n" and not (batch.folder / "out/2013-04-21.bin").exists()
+    shutil.rmtree(batch.folder / DAY / "21")
+    assert "2013-04-21 no input" in batch.call("--accept-missing", f"-c 1 {SPAN}")[1]
+    assert not (batch.folder / "out/2013-04-21.bin.err").exists()
 
 
 def test_full_memory(batch: Batch) -> None:

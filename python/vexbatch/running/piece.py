@@ -50,12 +50,10 @@ def run_piece(plan: Plan, piece: Piece, attempt: int = 1, inputs: Inputs | None 
             if (made := _meanwhile(plan, piece, inputs)) is not None:
                 return made
             state.clear(plan, piece)
-            if why := seen.out_of_sight(plan, piece, inputs):
-                files.remove([piece.log])
-                return _settle(piece, _base(plan, piece, inputs, attempt) | {"why": why})
-            if inputs.none:
-                files.remove([piece.log])
-                return _settle(piece, _base(plan, piece, inputs, attempt) | {"outcome": state.NO_INPUT})
+            if (why := seen.out_of_sight(plan, piece, inputs)) or inputs.none:
+                files.remove([piece.log, piece.errors])
+                found = {"why": why} if why else {"outcome": state.NO_INPUT}
+                return _settle(piece, _base(plan, piece, inputs, attempt) | found)
             try:
                 return _run(plan, piece, inputs, attempt, log)
             except BaseException:

@@ -10,7 +10,6 @@ import datetime
 import functools
 import os
 import re
-import socket
 from collections.abc import Iterable, Iterator
 
 from ..planning.listing import InputFile, Inputs, join
@@ -76,7 +75,8 @@ def _unread(folders: list[str]) -> str:
         os.listdir(folders[0])
     except OSError as error:
         reason = error.strerror
-    more = f" and {len(folders) - 1} more folders" if len(folders) > 1 else ""
+    others = len(set(folders)) - 1  # several products may have one root
+    more = f" and {others} more folders" if others else ""
     return f"input could not be read: {folders[0].rstrip('/')}: {reason}{more}"
 
 
@@ -94,7 +94,7 @@ def _fewer(plan: Plan, piece: Piece, inputs: Inputs) -> str:
                 what = product.split()[1] + (f" of {day}" if day else "")
                 found.append(f"{files_now} of {files} files of {what} ({size_now} of {size} bytes)")
     more = f" and less of {len(found) - 1} others" if len(found) > 1 else ""
-    return f"{socket.gethostname()} sees {found[0]}{more}; {GIVE_UP}" if found else ""
+    return f"{os.uname().nodename} sees {found[0]}{more}; {GIVE_UP}" if found else ""
 
 
 def absent(settings: Settings, piece: Piece, inputs: Inputs) -> dict[str, list[str]]:

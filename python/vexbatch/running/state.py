@@ -91,7 +91,7 @@ def judge(plan: Plan, piece: Piece, inputs: Inputs) -> Judgement:
     lost = seen.out_of_sight(plan, piece, inputs)
     if state["outputs"] and lost and not _outputs(state):
         return Judgement("", f"its output is kept: {lost}")
-    reasons = found, _inputs(state, inputs.all())
+    reasons = found, _inputs(state, inputs.all()), lost
     return Judgement("; ".join(filter(None, reasons)) or undigested(plan, state))
 
 
