@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import errno
 import hashlib
 import importlib.util
 import json
@@ -20,7 +21,7 @@ from batch_runs import SPAN, Batch, alive, wait_for
 from conftest import Archive
 
 from vexbatch.planning import plan
-from vexbatch.running import outcome, state
+from vexbatch.running import outcome, output, state
 from vexbatch.errors import UsageError
 from vexbatch.planning.listing import Archive as Listing
 from vexbatch.running.process import run
@@ -559,6 +560,21 @@ def test_output_that_is_not_whole(batch: Batch) -> None:
         assert status == 1 and "2013-04-20: its output is not sound: " in said and says in said, said
         assert [path.name for path in sorted((batch.folder / "out").glob("2*"))] == ["2013-04-20.bin.json", "2013-04-20.bin.log"]
         batch.vex = batch.real
+
+
+def test_holes_that_are_not_told(tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Where the file system does not say where they are, there are none; any other error is one."""
+    def seek(*_: int) -> int:
+        raise OSError(number, "")
+
+    monkeypatch.setattr(os, "lseek", seek)
+    path = str(tmp_path / "file")
+    pathlib.Path(path).write_bytes(bytes(9))
+    for number in (errno.EINVAL, errno.EOPNOTSUPP):
+        assert output.hole(path) == 9
+    with pytest.raises(OSError):
+        number = errno.EIO
+        output.hole(path)
 
 
 def test_digests(batch: Batch) -> None:

@@ -6,6 +6,7 @@ missing: see docs/trust.md.
 
 from __future__ import annotations
 
+import errno
 import os
 from typing import Any
 
@@ -15,6 +16,9 @@ from ..planning.plan import Plan
 FORM = {"path": str, "bytes": int, "time": int, "records": int, "sha256": str | None}
 
 Output = dict[str, Any]
+
+#: Errors of file systems that do not tell where holes are.
+UNTOLD = (errno.EINVAL, errno.EOPNOTSUPP)
 
 
 def describe(plan: Plan, part: str, out: str, counts: dict[str, Any]) -> Output:
@@ -40,8 +44,8 @@ def describe(plan: Plan, part: str, out: str, counts: dict[str, Any]) -> Output:
         counted = " and ".join(map(str, selected))
         raise ValueError(f"{out} has {records} records, and vex has counted {counted} pixels")
     status = os.stat(part)
-    if (hole := _hole(part)) < status.st_size:
-        raise ValueError(f"{out} has a hole at byte {hole}, which nobody has written")
+    if (place := hole(part)) < status.st_size:
+        raise ValueError(f"{out} has a hole at byte {place}, which nobody has written")
     made = {"path": out, "bytes": status.st_size, "time": status.st_mtime_ns, "records": records}
     return made | {"sha256": digest(part)} if plan.digests else made
 
@@ -55,11 +59,16 @@ def _selected(plan: Plan, counts: dict[str, Any]) -> list[int]:
     return [selected for selected, _ in counts.get("pixels", {}).values()]
 
 
-def _hole(path: str) -> int:
+def hole(path: str) -> int:
     """Where the first part of a file is that nobody has written; its length when there is none."""
     descriptor = os.open(path, os.O_RDONLY | os.O_CLOEXEC)
     try:
-        return os.lseek(descriptor, 0, os.SEEK_HOLE) if os.fstat(descriptor).st_size else 0
+        size = os.fstat(descriptor).st_size
+        return os.lseek(descriptor, 0, os.SEEK_HOLE) if size else 0
+    except OSError as error:
+        if error.errno not in UNTOLD:
+            raise
+        return size
     finally:
         os.close(descriptor)
 
