@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import functools
-import importlib.resources
 import json
+import os
 from collections.abc import Iterator
 from dataclasses import dataclass
 from typing import Any
@@ -146,8 +146,8 @@ def _group(group: dict[str, Any], prefix: str) -> Group:
 @functools.cache
 def tables() -> dict[str, Any]:
     """All that layout.json has: blocks of records, columns of statistics, formats."""
-    text = importlib.resources.files(__package__).joinpath("layout.json").read_text(encoding="utf-8")
-    read: dict[str, Any] = json.loads(text)
+    with open(os.path.join(os.path.dirname(__file__), "layout.json"), encoding="utf-8") as file:
+        read: dict[str, Any] = json.load(file)
     return read
 
 
