@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import sys
-import time
 from collections.abc import Sequence
 from typing import Any
 
@@ -58,7 +57,6 @@ class Progress:
         self._pieces = {piece.number: piece for piece in pieces}
         self._sizes = dict(zip(self._pieces, sizes))
         self._done = self._failed = 0
-        self._begun = time.monotonic()
         self._bar = self._make_bar(sum(sizes)) if sys.stderr.isatty() else None
 
     def _make_bar(self, total: int) -> Any:
@@ -85,8 +83,7 @@ class Progress:
         self._bar.set_description(f"{self._done}/{len(self._pieces)} pieces{failed_ones}")
         self._bar.update(self._sizes[number] * last)
 
-    def close(self) -> float:
-        """Ends the bar; gives the seconds since the beginning."""
+    def close(self) -> None:
+        """Ends the bar."""
         if self._bar is not None:
             self._bar.close()
-        return time.monotonic() - self._begun
