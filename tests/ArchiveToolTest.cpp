@@ -296,7 +296,7 @@ TEST(ArchiveTool, RefusesWhatItDoesNotUnderstand) {
   }
   EXPECT_EQ(Archive({"check", "--", dir.Path() + "//"}).szOutput, "0 files checked, nothing found\n");
   EXPECT_EQ(Archive({"sort", "-h"}).nStatus, 0);
-  const SRun full = RunProgram("sh", {"-c", std::string(VEX_ARCHIVE_BINARY) + " -h >/dev/full"});
+  const SRun full = RunProgram("sh", {"-c", "\"$0\" -h >/dev/full", VEX_ARCHIVE_BINARY});
   EXPECT_EQ(full.nStatus, 1);
   EXPECT_EQ(full.szErrors, "vex-archive: standard output cannot be written\n");
 }
