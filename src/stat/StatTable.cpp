@@ -16,20 +16,22 @@ void CStatTable::Put(const char* pText, int nLength) {
   m_bRow = true;
 }
 
+template <class... T>
+void CStatTable::Number(T... value) {
+  char szNumber[1 + NUMBER_MAX] = {'\t'};
+  const auto end = std::to_chars(szNumber + 1, szNumber + sizeof szNumber, value...).ptr;
+  const char* pStart = m_bRow ? szNumber : szNumber + 1;
+  m_writer.Write(static_cast<int>(end - pStart), pStart);
+  m_bRow = true;
+}
+
 void CStatTable::Comment(const std::string& szText) { m_writer.WriteText(("# " + szText + "\n").c_str()); }
 
-void CStatTable::Int(int64_t nValue) {
-  char szNumber[NUMBER_MAX];
-  const auto end = std::to_chars(szNumber, szNumber + NUMBER_MAX, nValue).ptr;
-  Put(szNumber, static_cast<int>(end - szNumber));
-}
+void CStatTable::Int(int64_t nValue) { Number(nValue); }
 
 void CStatTable::Real(double fValue) {
   if (std::isnan(fValue)) return Put("nan", 3);
-  char szNumber[NUMBER_MAX];
-  const auto end =
-      std::to_chars(szNumber, szNumber + NUMBER_MAX, fValue, std::chars_format::general, DIGITS).ptr;
-  Put(szNumber, static_cast<int>(end - szNumber));
+  Number(fValue, std::chars_format::general, DIGITS);
 }
 
 void CStatTable::EndRow() {

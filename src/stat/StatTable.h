@@ -21,6 +21,8 @@ class CStatTable {
 
  private:
   void Put(const char* pText, int nLength);
+  template <class... T>
+  void Number(T... value);  // as std::to_chars takes it
 
   CStreamWriter& m_writer;
   bool m_bRow = false;  // the row has begun
