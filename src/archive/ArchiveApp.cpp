@@ -145,7 +145,7 @@ std::string TakeArguments(const SCommand& command, int argc, char** argv, SOptio
     if (bOptions && szArgument == "--") {
       bOptions = false;
     } else if (bOptions && szArgument.size() > 1 && szArgument[0] == '-') {
-      const std::string szWrong = TakeOption(command, argc, argv, i, options);
+      std::string szWrong = TakeOption(command, argc, argv, i, options);
       if (!szWrong.empty()) return szWrong;
     } else {
       options.arPaths.emplace_back(szArgument);
